@@ -1,0 +1,46 @@
+#include "tarsil/support/process.hpp"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+namespace tarsil {
+namespace {
+
+ProcessHooks& currentHooks() {
+  static ProcessHooks hooks;
+  return hooks;
+}
+
+// One call, so that lines of several threads never mix.
+void writeLine(std::FILE* stream, std::string_view text) {
+  std::string line(text);
+  line += '\n';
+  std::fwrite(line.data(), 1, line.size(), stream);
+  std::fflush(stream);
+}
+
+}  // namespace
+
+ProcessHooks exchangeProcessHooks(ProcessHooks hooks) { return std::exchange(currentHooks(), std::move(hooks)); }
+
+void fatalError(std::string_view reason) {
+  if (currentHooks().fatal) currentHooks().fatal(reason);
+  writeLine(stderr, "tarsil: fatal error: " + std::string(reason));
+  std::abort();
+}
+
+void neverReturn() {
+  if (currentHooks().neverReturn) currentHooks().neverReturn();
+  for (;;) pause();
+}
+
+void printLine(std::string_view text, PrintedText kind) {
+  if (currentHooks().print) return currentHooks().print(text, kind);
+  writeLine(stdout, text);
+}
+
+}  // namespace tarsil

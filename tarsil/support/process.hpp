@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+namespace tarsil {
+
+/// What a printed line is: one of the library's own fixed texts, or words for whoever debugs (errors, raw bytes)
+/// that no program should rely on.
+enum class PrintedText { fixed, diagnostic };
+
+/// The three ways in which the library touches the process around it. Tools and tests put their own in place to
+/// watch them; an empty function stands for the library's own behaviour.
+struct ProcessHooks {
+  /// Must not return: it may throw, exit or abort. If it returns, the process aborts.
+  std::function<void(std::string_view reason)> fatal;
+  /// Must not return: it may throw or block. If it returns, the thread blocks for ever.
+  std::function<void()> neverReturn;
+  /// Receives every line without its line end.
+  std::function<void(std::string_view text, PrintedText kind)> print;
+};
+
+/// Puts `hooks` in place and hands back the ones that were there. Call it while no other thread runs library code.
+ProcessHooks exchangeProcessHooks(ProcessHooks hooks);
+
+/// The process stops here: one line on standard error, then std::abort(). Any thread.
+/// Called for programming errors and for device values that no honest answer exists for; going on would mean
+/// a made-up value.
+[[noreturn]] void fatalError(std::string_view reason);
+
+/// The calling thread stays here for ever, without using the processor. Any thread.
+[[noreturn]] void neverReturn();
+
+/// One line on standard output, flushed. Any thread.
+void printLine(std::string_view text, PrintedText kind);
+
+}  // namespace tarsil
