@@ -5,11 +5,13 @@ namespace tarsil {
 using Selector = KivStressPortDelegate::Selector;
 
 void KivStressPortDelegateRef::onReceivedTreadmillLoadWithSpeed(float speed, float grade) const {
-  if (respondsTo(Selector::onReceivedTreadmillLoadWithSpeed)) host_->onReceivedTreadmillLoadWithSpeed(speed, grade);
+  if (respondsTo(Selector::onReceivedTreadmillLoadWithSpeed))
+    host_->onReceivedTreadmillLoadWithSpeed(speed, grade);
 }
 
 void KivStressPortDelegateRef::onReceivedErgometerPowerWithPower(float power) const {
-  if (respondsTo(Selector::onReceivedErgometerPowerWithPower)) host_->onReceivedErgometerPowerWithPower(power);
+  if (respondsTo(Selector::onReceivedErgometerPowerWithPower))
+    host_->onReceivedErgometerPowerWithPower(power);
 }
 
 void KivStressPortDelegateRef::onReceivedErgometerRpmWithRpm(float rpm) const {

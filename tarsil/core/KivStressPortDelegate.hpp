@@ -10,21 +10,23 @@
 
 namespace tarsil {
 
-/// What a host hears from its devices. Every method is optional: override the ones that you want; a method that you
-/// do not override is never called, and some behaviours depend on which ones you answer.
+/// What a host hears from its devices. Every method is optional: override the ones that you want; a method
+/// that you do not override is never called, and some behaviours depend on which ones you answer.
 ///
 /// Every method is called on the main thread, the one that runs `RunLoop::main()`; none may block it.
 class KivStressPortDelegate {
  public:
   virtual ~KivStressPortDelegate() = default;
 
-  /// A treadmill's load. speed in km/h and grade in percent, except where a driver says that it hands over tenths.
+  /// A treadmill's load. speed in km/h and grade in percent, except where a driver says that it hands over
+  /// tenths.
   virtual void onReceivedTreadmillLoadWithSpeed(float /*speed*/, float /*grade*/) {}
   /// An ergometer's power in watts.
   virtual void onReceivedErgometerPowerWithPower(float /*power*/) {}
   /// An ergometer's pedal rate in revolutions per minute.
   virtual void onReceivedErgometerRpmWithRpm(float /*rpm*/) {}
-  /// A blood-pressure result, systolic and diastolic in mmHg, or a state of the monitor; status as its driver says.
+  /// A blood-pressure result, systolic and diastolic in mmHg, or a state of the monitor; status as its driver
+  /// says.
   virtual void onReceivedBPWithSysBP(float /*sysBP*/, float /*diaBP*/, std::int64_t /*status*/) {}
   /// Oxygen saturation in percent, -1 when the oximeter has none; status as its driver says.
   virtual void onReceivedSpO2WithSpO2(float /*SpO2*/, std::int64_t /*status*/) {}
@@ -61,8 +63,8 @@ class KivStressPortDelegate {
   static constexpr AnsweredSelectors<KivStressPortDelegate> overriddenBy();
 };
 
-/// A strong reference to a host's delegate, or none. It remembers which methods the host's class overrides, and its
-/// own methods ask before they call: what the host does not answer is skipped.
+/// A strong reference to a host's delegate, or none. It remembers which methods the host's class overrides,
+/// and its own methods ask before they call: what the host does not answer is skipped.
 class KivStressPortDelegateRef {
  public:
   using Selector = KivStressPortDelegate::Selector;
@@ -102,28 +104,46 @@ constexpr AnsweredSelectors<KivStressPortDelegate> KivStressPortDelegate::overri
   using P = KivStressPortDelegate;
   using enum Selector;
   return AnsweredSelectors<P>{}
-      .set(onReceivedTreadmillLoadWithSpeed, !requires {
-        requires Inherits<&Host::onReceivedTreadmillLoadWithSpeed, &P::onReceivedTreadmillLoadWithSpeed>;
-      })
-      .set(onReceivedErgometerPowerWithPower, !requires {
-        requires Inherits<&Host::onReceivedErgometerPowerWithPower, &P::onReceivedErgometerPowerWithPower>;
-      })
-      .set(onReceivedErgometerRpmWithRpm, !requires {
-        requires Inherits<&Host::onReceivedErgometerRpmWithRpm, &P::onReceivedErgometerRpmWithRpm>;
-      })
-      .set(onReceivedBPWithSysBP, !requires { requires Inherits<&Host::onReceivedBPWithSysBP, &P::onReceivedBPWithSysBP>; })
-      .set(onReceivedSpO2WithSpO2,
-           !requires { requires Inherits<&Host::onReceivedSpO2WithSpO2, &P::onReceivedSpO2WithSpO2>; })
-      .set(onStressDevicesListWithDeviceList, !requires {
-        requires Inherits<&Host::onStressDevicesListWithDeviceList, &P::onStressDevicesListWithDeviceList>;
-      })
-      .set(portWasOpened, !requires { requires Inherits<&Host::portWasOpened, &P::portWasOpened>; })
-      .set(portWasRemovedFromSystem,
-           !requires { requires Inherits<&Host::portWasRemovedFromSystem, &P::portWasRemovedFromSystem>; })
-      .set(onErrorWithCode, !requires { requires Inherits<&Host::onErrorWithCode, &P::onErrorWithCode>; })
-      .set(successfully, !requires { requires Inherits<&Host::successfully, &P::successfully>; })
-      .set(deviceIsReadyWithIsReady,
-           !requires { requires Inherits<&Host::deviceIsReadyWithIsReady, &P::deviceIsReadyWithIsReady>; });
+      .set(
+          onReceivedTreadmillLoadWithSpeed,
+          !requires {
+            requires Inherits<&Host::onReceivedTreadmillLoadWithSpeed, &P::onReceivedTreadmillLoadWithSpeed>;
+          })
+      .set(
+          onReceivedErgometerPowerWithPower,
+          !requires {
+            requires Inherits<&Host::onReceivedErgometerPowerWithPower,
+                              &P::onReceivedErgometerPowerWithPower>;
+          })
+      .set(
+          onReceivedErgometerRpmWithRpm,
+          !requires {
+            requires Inherits<&Host::onReceivedErgometerRpmWithRpm, &P::onReceivedErgometerRpmWithRpm>;
+          })
+      .set(
+          onReceivedBPWithSysBP,
+          !requires { requires Inherits<&Host::onReceivedBPWithSysBP, &P::onReceivedBPWithSysBP>; })
+      .set(
+          onReceivedSpO2WithSpO2,
+          !requires { requires Inherits<&Host::onReceivedSpO2WithSpO2, &P::onReceivedSpO2WithSpO2>; })
+      .set(
+          onStressDevicesListWithDeviceList,
+          !requires {
+            requires Inherits<&Host::onStressDevicesListWithDeviceList,
+                              &P::onStressDevicesListWithDeviceList>;
+          })
+      .set(
+          portWasOpened, !requires { requires Inherits<&Host::portWasOpened, &P::portWasOpened>; })
+      .set(
+          portWasRemovedFromSystem,
+          !requires { requires Inherits<&Host::portWasRemovedFromSystem, &P::portWasRemovedFromSystem>; })
+      .set(
+          onErrorWithCode, !requires { requires Inherits<&Host::onErrorWithCode, &P::onErrorWithCode>; })
+      .set(
+          successfully, !requires { requires Inherits<&Host::successfully, &P::successfully>; })
+      .set(
+          deviceIsReadyWithIsReady,
+          !requires { requires Inherits<&Host::deviceIsReadyWithIsReady, &P::deviceIsReadyWithIsReady>; });
 }
 
 }  // namespace tarsil

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace tarsil {
+
+/// The kinds of exercise device.
+enum class StressDeviceType { Treadmill, Ergometer };
+
+/// "Treadmill" or "Ergometer".
+std::string_view rawValue(StressDeviceType type);
+
+/// None for every text that is not exactly a raw value.
+std::optional<StressDeviceType> stressDeviceTypeFromRawValue(std::string_view rawValue);
+
+}  // namespace tarsil

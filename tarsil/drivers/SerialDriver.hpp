@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "tarsil/core/KivStressDevice.hpp"
+#include "tarsil/serial/ORSSerialPortDelegate.hpp"
+#include "tarsil/support/bytes.hpp"
+
+namespace tarsil {
+
+/// What every driver of a serial device shares: it is its port's delegate, tells the host when the port opens
+/// or vanishes, and prints port errors. Commands are dropped while there is no port.
+class SerialDriver : public KivStressDevice, public ORSSerialPortDelegate {
+ public:
+  using KivStressDevice::KivStressDevice;
+
+  /// Also makes this driver the port's delegate; the driver must live in a std::shared_ptr.
+  void setSerialPort(std::shared_ptr<ORSSerialPort> port) override;
+
+  void serialPortWasOpened(ORSSerialPort& port) override;
+  void serialPortWasRemovedFromSystem(ORSSerialPort& port) override;
+  void serialPortDidEncounterError(ORSSerialPort& port, const Error& error) override;
+  void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override = 0;
+
+ protected:
+  /// Sends the bytes that the hexadecimal text stands for. A text that gives no bytes sends nothing.
+  void sendHex(std::string_view hex) const;
+  /// Sends the characters as they are.
+  void sendText(std::string_view text) const;
+};
+
+}  // namespace tarsil

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <memory>
+
+#include "tarsil/platform/SerialDeviceRegistry.hpp"
+#include "tarsil/platform/Terminal.hpp"
+
+namespace tarsil {
+
+/// The running system's own terminals.
+std::shared_ptr<Terminal> systemTerminal();
+
+/// The running system's own serial devices.
+std::shared_ptr<SerialDeviceRegistry> systemSerialDeviceRegistry();
+
+}  // namespace tarsil

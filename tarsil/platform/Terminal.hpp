@@ -1,0 +1,55 @@
+#pragma once
+
+#include <sys/types.h>
+#include <termios.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace tarsil {
+
+/// A terminal's settings: POSIX flags, plus what POSIX has no portable flag for.
+struct TerminalAttributes {
+  /// Modes and control characters. The speed lives in `speed`, whatever speed bits these flags carry.
+  termios modes{};
+  /// Both directions, bit/s; any integer can be asked for.
+  std::uint64_t speed = 0;
+  bool rtsCtsFlowControl = false;
+  bool dtrDsrFlowControl = false;
+  bool dcdOutputFlowControl = false;
+};
+
+/// The system's serial terminals, as the few calls that a port makes. Each call answers as POSIX does: -1
+/// with the reason in errno. A device that vanished answers ENXIO on every system. Any thread.
+class Terminal {
+ public:
+  enum class Apply { now, afterOutputDrains };
+
+  virtual ~Terminal() = default;
+
+  /// Opens for reading and writing, not as controlling terminal, non-blocking, and locked for this opener
+  /// alone: while the descriptor is open, a second opener fails. Returns the descriptor.
+  virtual int open(const std::string& path) = 0;
+  /// Clears all file status flags, which makes the descriptor blocking.
+  virtual int clearStatusFlags(int descriptor) = 0;
+
+  virtual int getAttributes(int descriptor, TerminalAttributes& attributes) = 0;
+  /// Applies all that the system can do, then fails with EINVAL when the driver did not take a setting, and
+  /// with ENOTSUP when the system has no such flow control. A speed that is not one of the terminal layer's
+  /// own fails with EINVAL and applies nothing.
+  virtual int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) = 0;
+  /// The driver's special request for a speed that the terminal layer rejects. It gets the whole settings,
+  /// because some systems set speed and modes in one call only.
+  virtual int setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) = 0;
+
+  /// TIOCM_ bits of all modem lines. A terminal with no lines behind it has none set.
+  virtual int getModemLines(int descriptor, int& lines) = 0;
+  virtual int setModemLines(int descriptor, int lines) = 0;
+
+  virtual ssize_t read(int descriptor, void* buffer, std::size_t size) = 0;
+  virtual ssize_t write(int descriptor, const void* bytes, std::size_t size) = 0;
+  virtual int close(int descriptor) = 0;
+};
+
+}  // namespace tarsil

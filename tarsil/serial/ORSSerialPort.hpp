@@ -1,0 +1,149 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tarsil/platform/SerialDevice.hpp"
+#include "tarsil/runtime/Observable.hpp"
+#include "tarsil/serial/ORSSerialPortDelegate.hpp"
+#include "tarsil/support/bytes.hpp"
+
+namespace tarsil {
+
+/// Parity of the line. A raw value above 2 is stored as None.
+enum class ORSSerialPortParity : std::uint64_t { None = 0, Odd = 1, Even = 2 };
+
+/// One serial device of the machine. It is read on worker threads; every call of its delegate comes on the
+/// main thread.
+///
+/// Properties are set, and the port opened, closed and released, on the thread that owns it (the main thread
+/// as a rule); `sendData`, `sendRequest` and the listening calls may be made on any thread. Every property
+/// can be observed under its own name ("baudRate", "isOpen", "CTS", ...).
+///
+/// Two ports are equal when their paths are: several port objects may stand for one device.
+class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORSSerialPort> {
+ public:
+  using Device = std::shared_ptr<const SerialDevice>;
+  using Descriptor = std::shared_ptr<ORSSerialPacketDescriptor>;
+  using Request = std::shared_ptr<ORSSerialRequest>;
+
+  /// The port of the device with this call-out or dial-in path; null when there is no such device.
+  static std::shared_ptr<ORSSerialPort> serialPortWithPath(const std::string& path);
+  /// A new port for the device.
+  static std::shared_ptr<ORSSerialPort> serialPortWithDevice(const Device& device);
+  /// Every port object alive at this moment, in the order of their creation.
+  static std::vector<std::shared_ptr<ORSSerialPort>> livePorts();
+
+  /// Properties of a registry's device; none when the device lacks them.
+  static std::optional<std::string> bsdCalloutPathFromDevice(const SerialDevice& device);
+  static std::optional<std::string> bsdDialinPathFromDevice(const SerialDevice& device);
+  static std::optional<std::string> baseNameFromDevice(const SerialDevice& device);
+  static std::optional<std::string> serviceTypeFromDevice(const SerialDevice& device);
+  static std::optional<std::string> modemNameFromDevice(const SerialDevice& device);
+  static std::optional<std::string> suffixFromDevice(const SerialDevice& device);
+
+  ~ORSSerialPort();
+  ORSSerialPort(const ORSSerialPort&) = delete;
+  ORSSerialPort& operator=(const ORSSerialPort&) = delete;
+
+  const std::string& path() const;
+  const std::string& name() const;
+  /// The name.
+  const std::string& description() const;
+  std::size_t hash() const;
+  bool operator==(const ORSSerialPort& other) const;
+  /// The registry's device that this port was made for.
+  const Device& device() const;
+
+  /// Held weakly.
+  void setDelegate(ORSSerialPortDelegateRef delegate);
+  ORSSerialPortDelegateRef delegate() const;
+
+  /// Opens the device with the stored settings. Success comes as `serialPortWasOpened`, failure as
+  /// `serialPortDidEncounterError`. Does nothing when the port is open.
+  void open();
+  /// Begins to close; the port is closed when its descriptor is, some moments later, on a worker thread.
+  /// Always true.
+  bool close();
+  bool isOpen() const;
+
+  /// Writes all bytes before it returns, on the calling thread. False when the port is closed or the write
+  /// failed (the delegate then hears of it); what was left of the bytes stays unsent.
+  bool sendData(ByteView data);
+
+  /// Tells the delegate that the device vanished, waits for it, and closes.
+  void cleanupAfterSystemRemoval();
+  /// Deprecated: prints a warning and does `cleanupAfterSystemRemoval()`.
+  [[deprecated("was never intended to be called publicly")]] void cleanup();
+
+  /// Line speed in bit/s; 19200 at first.
+  std::uint64_t baudRate() const;
+  void setBaudRate(std::uint64_t baudRate);
+  /// Whether a speed that the terminal layer rejects is tried through the driver's special request; false at
+  /// first.
+  bool allowsNonStandardBaudRates() const;
+  void setAllowsNonStandardBaudRates(bool allowed);
+  /// 1 or 2 (any larger number gives two stop bits); 1 at first.
+  std::uint64_t numberOfStopBits() const;
+  void setNumberOfStopBits(std::uint64_t bits);
+  /// 7 or 8; every other number gives characters of 5 bits. 8 at first.
+  std::uint64_t numberOfDataBits() const;
+  void setNumberOfDataBits(std::uint64_t bits);
+  /// None at first.
+  ORSSerialPortParity parity() const;
+  void setParity(ORSSerialPortParity parity);
+  /// The terminal's local echo; false at first.
+  bool shouldEchoReceivedData() const;
+  void setShouldEchoReceivedData(bool echo);
+  /// Flow control; false at first. Changing one on an open port closes it and asks to open it again; because
+  /// closing ends later, that `open` usually comes too early and is ignored.
+  bool usesRTSCTSFlowControl() const;
+  void setUsesRTSCTSFlowControl(bool uses);
+  bool usesDTRDSRFlowControl() const;
+  void setUsesDTRDSRFlowControl(bool uses);
+  bool usesDCDOutputFlowControl() const;
+  void setUsesDCDOutputFlowControl(bool uses);
+  /// Output modem lines, driven while the port is open; false at first.
+  bool RTS() const;
+  void setRTS(bool set);
+  bool DTR() const;
+  void setDTR(bool set);
+  /// Input modem lines as last polled (every 10 ms while the port is open).
+  bool CTS() const;
+  bool DSR() const;
+  bool DCD() const;
+
+  /// Sends the request, or queues it behind the pending one. False when writing failed. Waits for the port's
+  /// own queue.
+  bool sendRequest(const Request& request);
+  /// Takes a waiting request off the queue (one occurrence). The pending one is not affected; null does
+  /// nothing.
+  void cancelQueuedRequest(const Request& request);
+  /// Empties the queue of waiting requests. The pending one is not affected.
+  void cancelAllQueuedRequests();
+  std::vector<Request> queuedRequests() const;
+  /// The request that was sent and waits for its response, or null.
+  Request pendingRequest() const;
+
+  /// Reports every packet that the descriptor matches, until listening is stopped. A descriptor that is
+  /// listened for already keeps the bytes that it has.
+  void startListeningForPacketsMatchingDescriptor(const Descriptor& descriptor);
+  void stopListeningForPacketsMatchingDescriptor(const Descriptor& descriptor);
+  /// The descriptors listened for, in the order in which listening began.
+  std::vector<Descriptor> packetDescriptors() const;
+
+ private:
+  struct Key {};
+
+ public:
+  ORSSerialPort(Key, Device device);
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace tarsil
