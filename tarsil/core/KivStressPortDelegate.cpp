@@ -4,46 +4,64 @@ namespace tarsil {
 
 using Selector = KivStressPortDelegate::Selector;
 
+namespace {
+
+template <class Method, class... Arguments>
+void callHost(const KivStressPortDelegateRef& delegate, Selector selector, Method method,
+              const Arguments&... arguments) {
+  if (!delegate.respondsTo(selector)) return;
+  // The host may drop or replace its delegate inside the call; this copy keeps the object until the call
+  // returns.
+  const KivStressPortDelegateRef kept = delegate;
+  (kept.get()->*method)(arguments...);
+}
+
+}  // namespace
+
 void KivStressPortDelegateRef::onReceivedTreadmillLoadWithSpeed(float speed, float grade) const {
-  if (respondsTo(Selector::onReceivedTreadmillLoadWithSpeed))
-    host_->onReceivedTreadmillLoadWithSpeed(speed, grade);
+  callHost(*this, Selector::onReceivedTreadmillLoadWithSpeed,
+           &KivStressPortDelegate::onReceivedTreadmillLoadWithSpeed, speed, grade);
 }
 
 void KivStressPortDelegateRef::onReceivedErgometerPowerWithPower(float power) const {
-  if (respondsTo(Selector::onReceivedErgometerPowerWithPower))
-    host_->onReceivedErgometerPowerWithPower(power);
+  callHost(*this, Selector::onReceivedErgometerPowerWithPower,
+           &KivStressPortDelegate::onReceivedErgometerPowerWithPower, power);
 }
 
 void KivStressPortDelegateRef::onReceivedErgometerRpmWithRpm(float rpm) const {
-  if (respondsTo(Selector::onReceivedErgometerRpmWithRpm)) host_->onReceivedErgometerRpmWithRpm(rpm);
+  callHost(*this, Selector::onReceivedErgometerRpmWithRpm,
+           &KivStressPortDelegate::onReceivedErgometerRpmWithRpm, rpm);
 }
 
 void KivStressPortDelegateRef::onReceivedBPWithSysBP(float sysBP, float diaBP, std::int64_t status) const {
-  if (respondsTo(Selector::onReceivedBPWithSysBP)) host_->onReceivedBPWithSysBP(sysBP, diaBP, status);
+  callHost(*this, Selector::onReceivedBPWithSysBP, &KivStressPortDelegate::onReceivedBPWithSysBP, sysBP,
+           diaBP, status);
 }
 
 void KivStressPortDelegateRef::onReceivedSpO2WithSpO2(float SpO2, std::int64_t status) const {
-  if (respondsTo(Selector::onReceivedSpO2WithSpO2)) host_->onReceivedSpO2WithSpO2(SpO2, status);
+  callHost(*this, Selector::onReceivedSpO2WithSpO2, &KivStressPortDelegate::onReceivedSpO2WithSpO2, SpO2,
+           status);
 }
 
 void KivStressPortDelegateRef::portWasOpened() const {
-  if (respondsTo(Selector::portWasOpened)) host_->portWasOpened();
+  callHost(*this, Selector::portWasOpened, &KivStressPortDelegate::portWasOpened);
 }
 
 void KivStressPortDelegateRef::portWasRemovedFromSystem() const {
-  if (respondsTo(Selector::portWasRemovedFromSystem)) host_->portWasRemovedFromSystem();
+  callHost(*this, Selector::portWasRemovedFromSystem, &KivStressPortDelegate::portWasRemovedFromSystem);
 }
 
 void KivStressPortDelegateRef::onErrorWithCode(const std::string& code, const std::string& details) const {
-  if (respondsTo(Selector::onErrorWithCode)) host_->onErrorWithCode(code, details);
+  callHost(*this, Selector::onErrorWithCode, &KivStressPortDelegate::onErrorWithCode, code, details);
 }
 
 void KivStressPortDelegateRef::successfully() const {
-  if (respondsTo(Selector::successfully)) host_->successfully();
+  callHost(*this, Selector::successfully, &KivStressPortDelegate::successfully);
 }
 
 void KivStressPortDelegateRef::deviceIsReadyWithIsReady(bool isReady) const {
-  if (respondsTo(Selector::deviceIsReadyWithIsReady)) host_->deviceIsReadyWithIsReady(isReady);
+  callHost(*this, Selector::deviceIsReadyWithIsReady, &KivStressPortDelegate::deviceIsReadyWithIsReady,
+           isReady);
 }
 
 }  // namespace tarsil
