@@ -1,0 +1,178 @@
+#include "tarsil/core/KivStressPortDelegate.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarsil {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using enum KivStressPortDelegate::Selector;
+
+constexpr std::array everySelector = {
+    onReceivedTreadmillLoadWithSpeed,
+    onReceivedErgometerPowerWithPower,
+    onReceivedErgometerRpmWithRpm,
+    onReceivedBPWithSysBP,
+    onReceivedSpO2WithSpO2,
+    onStressDevicesListWithDeviceList,
+    portWasOpened,
+    portWasRemovedFromSystem,
+    onErrorWithCode,
+    successfully,
+    deviceIsReadyWithIsReady,
+};
+
+std::vector<KivStressPortDelegate::Selector> answeredBy(const KivStressPortDelegateRef& delegate) {
+  std::vector<KivStressPortDelegate::Selector> answered;
+  for (const auto selector : everySelector) {
+    if (delegate.respondsTo(selector)) answered.push_back(selector);
+  }
+  return answered;
+}
+
+void callEverything(const KivStressPortDelegateRef& delegate) {
+  delegate.onReceivedTreadmillLoadWithSpeed(50.0F, 25.0F);
+  delegate.onReceivedErgometerPowerWithPower(120.0F);
+  delegate.onReceivedErgometerRpmWithRpm(60.0F);
+  delegate.onReceivedBPWithSysBP(120.0F, 80.0F, 0);
+  delegate.onReceivedSpO2WithSpO2(97.0F, 1);
+  delegate.portWasOpened();
+  delegate.portWasRemovedFromSystem();
+  delegate.onErrorWithCode("01", "Power Beyond the limit");
+  delegate.successfully();
+  delegate.deviceIsReadyWithIsReady(true);
+}
+
+/// Answers everything and writes down what it hears.
+class Listener : public KivStressPortDelegate {
+ public:
+  std::vector<std::string> heard;
+
+  void onReceivedTreadmillLoadWithSpeed(float speed, float grade) override {
+    note("load " + std::to_string(speed) + " " + std::to_string(grade));
+  }
+  void onReceivedErgometerPowerWithPower(float power) override { note("power " + std::to_string(power)); }
+  void onReceivedErgometerRpmWithRpm(float rpm) override { note("rpm " + std::to_string(rpm)); }
+  void onReceivedBPWithSysBP(float sysBP, float diaBP, std::int64_t status) override {
+    note("BP " + std::to_string(sysBP) + " " + std::to_string(diaBP) + " " + std::to_string(status));
+  }
+  void onReceivedSpO2WithSpO2(float SpO2, std::int64_t status) override {
+    note("SpO2 " + std::to_string(SpO2) + " " + std::to_string(status));
+  }
+  void onStressDevicesListWithDeviceList(const std::vector<std::string>& /*deviceList*/) override {
+    note("list");
+  }
+  void portWasOpened() override { note("opened"); }
+  void portWasRemovedFromSystem() override { note("removed"); }
+  void onErrorWithCode(const std::string& code, const std::string& details) override {
+    note("error " + code + " " + details);
+  }
+  void successfully() override { note("successfully"); }
+  void deviceIsReadyWithIsReady(bool isReady) override { note(isReady ? "ready" : "not ready"); }
+
+ private:
+  void note(std::string words) { heard.push_back(std::move(words)); }
+};
+
+TEST(KivStressPortDelegateTest, AnEmptyReferenceAnswersNothingAndSkipsEveryCall) {
+  const KivStressPortDelegateRef none;
+  EXPECT_FALSE(none);
+  EXPECT_EQ(none.get(), nullptr);
+  EXPECT_THAT(answeredBy(none), IsEmpty());
+  callEverything(none);
+  EXPECT_FALSE(KivStressPortDelegateRef(nullptr));
+  EXPECT_THAT(answeredBy(KivStressPortDelegateRef(std::shared_ptr<Listener>())), IsEmpty());
+}
+
+TEST(KivStressPortDelegateTest, AHostThatOverridesEverythingHearsEveryCallWithItsArguments) {
+  const auto host = std::make_shared<Listener>();
+  const KivStressPortDelegateRef delegate = host;
+  EXPECT_TRUE(delegate);
+  EXPECT_EQ(delegate.get(), host.get());
+  EXPECT_THAT(answeredBy(delegate), testing::ElementsAreArray(everySelector));
+  callEverything(delegate);
+  EXPECT_THAT(host->heard, ElementsAre("load 50.000000 25.000000", "power 120.000000", "rpm 60.000000",
+                                       "BP 120.000000 80.000000 0", "SpO2 97.000000 1", "opened", "removed",
+                                       "error 01 Power Beyond the limit", "successfully", "ready"));
+}
+
+TEST(KivStressPortDelegateTest, AHostAnswersExactlyWhatItOverrides) {
+  class Host : public KivStressPortDelegate {
+   public:
+    int errors = 0;
+
+   private:
+    void onReceivedSpO2WithSpO2(float /*SpO2*/, std::int64_t /*status*/) override {}
+    void onErrorWithCode(const std::string& /*code*/, const std::string& /*details*/) override { ++errors; }
+  };
+  const auto host = std::make_shared<Host>();
+  EXPECT_THAT(answeredBy(host), ElementsAre(onReceivedSpO2WithSpO2, onErrorWithCode));
+  callEverything(host);
+  EXPECT_EQ(host->errors, 1);
+}
+
+TEST(KivStressPortDelegateTest, AHostThatOverridesNothingAnswersNothing) {
+  class Host : public KivStressPortDelegate {};
+  EXPECT_THAT(answeredBy(std::make_shared<Host>()), IsEmpty());
+}
+
+TEST(KivStressPortDelegateTest, AnInheritedOverrideIsAnAnswer) {
+  class Host : public Listener {};
+  EXPECT_THAT(answeredBy(std::make_shared<Host>()), testing::ElementsAreArray(everySelector));
+}
+
+/// Answers one selector at a time, chosen by the test; its class overrides everything.
+class ChoosingListener : public Listener {
+ public:
+  std::optional<Selector> chosen;
+  bool respondsTo(Selector selector) const { return selector == chosen; }
+};
+
+TEST(KivStressPortDelegateTest, AHostThatDecidesAtRunTimeHearsOnlyWhatItAnswersThen) {
+  const auto host = std::make_shared<ChoosingListener>();
+  const KivStressPortDelegateRef delegate = host;
+  callEverything(delegate);
+  EXPECT_THAT(host->heard, IsEmpty());
+  host->chosen = successfully;
+  callEverything(delegate);
+  host->chosen = portWasOpened;
+  callEverything(delegate);
+  EXPECT_THAT(host->heard, ElementsAre("successfully", "opened"));
+}
+
+/// Drops the only reference to itself inside a call, then still uses itself.
+class LeavingHost : public KivStressPortDelegate {
+ public:
+  LeavingHost(KivStressPortDelegateRef& delegate, std::vector<std::string>& story)
+      : delegate_(delegate), story_(story) {}
+  ~LeavingHost() override { story_.push_back("destroyed"); }
+
+ private:
+  void successfully() override {
+    delegate_ = nullptr;
+    story_.push_back("still here");
+  }
+  KivStressPortDelegateRef& delegate_;
+  std::vector<std::string>& story_;
+};
+
+TEST(KivStressPortDelegateTest, AHostMayDropItsDelegateInsideACall) {
+  std::vector<std::string> story;
+  KivStressPortDelegateRef delegate;
+  delegate = std::make_shared<LeavingHost>(delegate, story);
+  delegate.successfully();
+  EXPECT_THAT(story, ElementsAre("still here", "destroyed"));
+  EXPECT_FALSE(delegate);
+}
+
+}  // namespace
+}  // namespace tarsil
