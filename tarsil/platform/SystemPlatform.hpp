@@ -4,6 +4,7 @@
 
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
 #include "tarsil/platform/Terminal.hpp"
+#include "tarsil/platform/UserFolders.hpp"
 
 namespace tarsil {
 
@@ -12,5 +13,8 @@ std::shared_ptr<Terminal> systemTerminal();
 
 /// The running system's own serial devices.
 std::shared_ptr<SerialDeviceRegistry> systemSerialDeviceRegistry();
+
+/// The folders of the running system's user.
+std::shared_ptr<UserFolders> systemUserFolders();
 
 }  // namespace tarsil

@@ -17,8 +17,8 @@ class UserFolders {
 
   /// The system's folders, unless a program put others in their place.
   static std::shared_ptr<UserFolders> shared();
-  /// Puts others in their place (null: the system's) and hands back the old ones. Call it while no other
-  /// thread runs library code.
+  /// Puts others in their place (null: the system's) and hands back the old ones (null: the system's). Call
+  /// it while no other thread runs library code.
   static std::shared_ptr<UserFolders> exchangeShared(std::shared_ptr<UserFolders> folders);
 };
 

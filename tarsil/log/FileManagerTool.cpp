@@ -1,0 +1,155 @@
+#include "tarsil/log/FileManagerTool.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+#include "tarsil/platform/UserFolders.hpp"
+#include "tarsil/runtime/Clock.hpp"
+#include "tarsil/runtime/Timer.hpp"
+#include "tarsil/support/process.hpp"
+#include "tarsil/support/utf8.hpp"
+
+namespace tarsil {
+namespace {
+
+constexpr std::chrono::seconds flushDelay{3};
+constexpr const char* folderName = "/DeviceFile";
+
+std::tm localTime(std::chrono::system_clock::time_point date) {
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(date);
+  std::tm fields{};
+  localtime_r(&seconds, &fields);
+  return fields;
+}
+
+// The field that a letter of a format stands for.
+std::optional<int> fieldOf(const std::tm& time, char letter) {
+  switch (letter) {
+    case 'y':
+      return time.tm_year + 1900;
+    case 'M':
+      return time.tm_mon + 1;
+    case 'd':
+      return time.tm_mday;
+    case 'H':
+      return time.tm_hour;
+    case 'm':
+      return time.tm_min;
+    case 's':
+      return time.tm_sec;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::string padded(int value, std::size_t width) {
+  const std::string digits = std::to_string(value);
+  return std::string(width - std::min(width, digits.size()), '0') + digits;
+}
+
+}  // namespace
+
+struct FileManagerTool::State {
+  /// Names the log file; fixed at the first use.
+  std::optional<std::string> fileTime;
+  /// The pending flush.
+  std::shared_ptr<Timer> timer;
+  /// The log directory has been created in this run, or at least been tried.
+  bool isFile = false;
+  std::FILE* logFile = nullptr;
+};
+
+FileManagerTool& FileManagerTool::share() {
+  // Never destroyed: records may be written until the process ends, and its end flushes and closes the
+  // stream.
+  static FileManagerTool& tool = *new FileManagerTool;
+  return tool;
+}
+
+FileManagerTool::FileManagerTool() : state_(std::make_unique<State>()) {}
+
+FileManagerTool::~FileManagerTool() {
+  clearTimer();
+  if (state_->logFile != nullptr) std::fclose(state_->logFile);
+}
+
+void FileManagerTool::writeFile(const std::string& str) {
+  if (!state_->timer) {
+    state_->timer = Timer::scheduled(flushDelay, false, [this](Timer&) {
+      fileFlush();
+      clearTimer();
+    });
+  }
+  if (!state_->isFile) {
+    createPath();
+    state_->isFile = true;
+  }
+  if (state_->logFile == nullptr) {
+    // The C library ignores the "d"; the log has always been opened so.
+    state_->logFile = std::fopen(getRootPath().c_str(), "wd");
+  }
+  if (state_->logFile == nullptr) return;
+
+  // Characters are counted, bytes are written: the format of this log cuts text outside ASCII short, and its
+  // readers rely on that.
+  const std::string record = "\n" + cdf("") + "->" + str.substr(0, utf8::characterCount(str));
+  std::fwrite(record.data(), 1, record.size(), state_->logFile);
+}
+
+void FileManagerTool::createPath() {
+  const std::string path = UserFolders::shared()->home() + "/Documents" + folderName;
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error) printLine("cannot create " + path + ": " + error.message(), PrintedText::diagnostic);
+}
+
+std::string FileManagerTool::getRootPath() {
+  if (!state_->fileTime) state_->fileTime = cdf("");
+  return UserFolders::shared()->documents() + folderName + "/" + *state_->fileTime + ".log";
+}
+
+bool FileManagerTool::getDocumentPath() {
+  std::error_code error;
+  return std::filesystem::is_directory(UserFolders::shared()->documents(), error);
+}
+
+void FileManagerTool::fileFlush() {
+  // Without a stream fflush() would flush every stream of the host.
+  if (state_->logFile != nullptr) std::fflush(state_->logFile);
+}
+
+void FileManagerTool::clearTimer() {
+  if (state_->timer) state_->timer->invalidate();
+  state_->timer = nullptr;
+}
+
+std::string FileManagerTool::currentDateToStringWithFormatter(std::chrono::system_clock::time_point date,
+                                                              const std::string& formatter) {
+  const std::tm time = localTime(date);
+  std::string text;
+  for (std::size_t start = 0; start < formatter.size();) {
+    const char letter = formatter[start];
+    const std::size_t end = std::min(formatter.find_first_not_of(letter, start), formatter.size());
+    const std::size_t width = end - start;
+    const auto field = fieldOf(time, letter);
+    if (!field) {
+      text.append(width, letter);
+    } else if (letter == 'y' && width == 2) {
+      text += padded(*field % 100, 2);
+    } else {
+      text += padded(*field, width);
+    }
+    start = end;
+  }
+  return text;
+}
+
+std::string FileManagerTool::cdf(const std::string& suffix) {
+  return currentDateToStringWithFormatter(Clock::wallNow(), "yyyy-MM-dd HH:mm:ss") + suffix;
+}
+
+}  // namespace tarsil
