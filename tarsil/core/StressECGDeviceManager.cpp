@@ -1,0 +1,267 @@
+#include "tarsil/core/StressECGDeviceManager.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "tarsil/bluetooth/BluetoothCentral.hpp"
+#include "tarsil/bluetooth/BluetoothPeripheral.hpp"
+#include "tarsil/core/StressDeviceType.hpp"
+#include "tarsil/serial/ORSSerialPort.hpp"
+#include "tarsil/serial/ORSSerialPortManager.hpp"
+#include "tarsil/support/process.hpp"
+
+namespace tarsil {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr Duration portRefreshInterval = 2s;
+
+[[noreturn]] void unexpectedPortType(PortType type) {
+  fatalError("unexpected value of PortType: " + std::to_string(static_cast<std::int64_t>(type)));
+}
+
+/// Stores the new list and tells the closure, when the list differs from the one that was reported last.
+void reportChange(const StressECGDeviceManager::Names& names, StressECGDeviceManager::Names& reported,
+                  const std::function<void(const StressECGDeviceManager::Names&)>& closure) {
+  const auto isNew = [&](const std::string& name) {
+    return std::find(reported.begin(), reported.end(), name) == reported.end();
+  };
+  // A list that was only put into another order counts as the same one.
+  if (names.size() == reported.size() && std::none_of(names.begin(), names.end(), isNew)) return;
+
+  reported = names;
+  if (!closure) return;
+  const auto call = closure;  // the host may replace the closure while it runs
+  call(names);
+}
+
+/// Applies the device's line settings to its port and opens it. Without stop bits and parity the port stays
+/// closed.
+void openWithSettings(const KivStressDevice& device, ORSSerialPort& port) {
+  if (!device.stopbits || !device.parity) return;
+  if (*device.stopbits < 0) fatalError("negative number of stop bits: " + std::to_string(*device.stopbits));
+
+  port.setBaudRate(static_cast<std::uint64_t>(device.baud));
+  port.setNumberOfStopBits(static_cast<std::uint64_t>(*device.stopbits));
+  // Every device of the catalogue works without parity, so the device's own value is not passed on.
+  port.setParity(ORSSerialPortParity::None);
+  port.open();
+}
+
+void bindAndOpen(KivStressDevice& device, const std::shared_ptr<ORSSerialPort>& port) {
+  device.setSerialPort(port);
+  openWithSettings(device, *port);
+}
+
+}  // namespace
+
+StressECGDeviceManager::StressECGDeviceManager(DeviceCatalogue catalogue)
+    : catalogue_(std::move(catalogue)) {}
+
+StressECGDeviceManager::~StressECGDeviceManager() {
+  if (timer) timer->invalidate();
+}
+
+StressECGDeviceManager::Names StressECGDeviceManager::getDeivceType() const {
+  return {std::string(rawValue(StressDeviceType::Treadmill)),
+          std::string(rawValue(StressDeviceType::Ergometer))};
+}
+
+std::optional<StressECGDeviceManager::Devices> StressECGDeviceManager::getDeviceByType(
+    const std::string& type) {
+  const auto kind = stressDeviceTypeFromRawValue(type);
+  if (!kind) return std::nullopt;
+  devices = catalogue_.makeExerciseDevices(*kind);
+  return devices;
+}
+
+std::optional<StressECGDeviceManager::Devices> StressECGDeviceManager::getSpO2Devices() {
+  SpO2Devices = catalogue_.makeOximeters();
+  return SpO2Devices;
+}
+
+StressECGDeviceManager::Names StressECGDeviceManager::getPort(bool isSpO2) {
+  getPortIsSpO2 = isSpO2;
+  if (!ports) ports = ORSSerialPortManager::sharedSerialPortManager().availablePorts();
+  if (!timer) timer = Timer::scheduled(portRefreshInterval, true, [this](Timer&) { port(); });
+  return currentNames();
+}
+
+void StressECGDeviceManager::port() {
+  ports = ORSSerialPortManager::sharedSerialPortManager().availablePorts();
+  const Names names = currentNames();
+  if (getPortIsSpO2) reportChange(names, portNamesWithSpO2, getPortsNameWithSpO2);
+  reportChange(names, portNames, getPortsName);
+}
+
+StressECGDeviceManager::Names StressECGDeviceManager::currentNames() const {
+  Names names;
+  for (const auto& port : *ports) names.push_back(port->name());
+  return names;
+}
+
+std::shared_ptr<KivStressDevice> StressECGDeviceManager::getSelected(const std::string& device,
+                                                                     PortType type) {
+  if (type == PortType::device) {
+    for (const auto& candidate : devices) {
+      if (candidate->name == device) currentDevice = candidate;
+    }
+    return currentDevice;
+  }
+  if (type == PortType::SpO2) {
+    if (SpO2Devices.empty()) getSpO2Devices();
+    for (const auto& candidate : SpO2Devices) {
+      if (candidate->name != device) continue;
+      SpO2D = candidate;
+      printLine("chosen SpO2 device: " + *candidate->name, PrintedText::diagnostic);
+    }
+    return SpO2D;
+  }
+  return nullptr;
+}
+
+void StressECGDeviceManager::selectedPort(const std::string& port, PortType type) {
+  if (port.empty() || !ports) {
+    printLine("串口未初始化 请先调用getPortWithIsSpO2方法", PrintedText::fixed);
+    return;
+  }
+  for (const auto& candidate : *ports) {
+    if (candidate->name() != port) continue;
+    if (type == PortType::device) devicePort = candidate;
+    if (type == PortType::SpO2) SpO2Port = candidate;
+    if (type == PortType::BP) {
+      BPD = catalogue_.bloodPressureMonitor.makeDevice();
+      BPPort = candidate;
+    }
+  }
+}
+
+bool StressECGDeviceManager::openPort(PortType type) {
+  if (type == PortType::device && devicePort && currentDevice) {
+    bindAndOpen(*currentDevice, devicePort);
+    return true;
+  }
+  if (type == PortType::BP && BPPort && BPD) {
+    bindAndOpen(*BPD, BPPort);
+    return true;
+  }
+  if (type == PortType::SpO2 && SpO2D) {
+    // The Bluetooth oximeter needs no port: there is nothing to open, and that is no failure.
+    if (SpO2Port) bindAndOpen(*SpO2D, SpO2Port);
+    return true;
+  }
+  return false;
+}
+
+void StressECGDeviceManager::closePort() {
+  if (devicePort) devicePort->close();
+}
+
+void StressECGDeviceManager::startStressDevice() {
+  if (currentDevice) currentDevice->startDeivce();
+}
+
+void StressECGDeviceManager::stopStressDevice() {
+  if (currentDevice) currentDevice->stopStressDevice();
+}
+
+void StressECGDeviceManager::setLoad(float kmph_or_power, float grade) {
+  if (currentDevice) currentDevice->setLoad(kmph_or_power, grade);
+}
+
+void StressECGDeviceManager::requestLoad() {
+  if (currentDevice) currentDevice->requestLoad();
+}
+
+void StressECGDeviceManager::deviceState() {
+  if (currentDevice) currentDevice->deviceState();
+}
+
+void StressECGDeviceManager::commandMonitor(void (KivStressDevice::*command)()) {
+  isTango = true;
+  if (!BPD) return;
+  BPD->setSerialPort(BPPort);
+  (*BPD.*command)();
+}
+
+void StressECGDeviceManager::startBP(bool isPeripheral) {
+  if (isPeripheral) return commandMonitor(&KivStressDevice::startBP);
+  if (!currentDevice) return;
+  // Of the commands to the built-in unit only this one binds the port again.
+  currentDevice->setSerialPort(devicePort);
+  currentDevice->startBP();
+}
+
+void StressECGDeviceManager::breakBP(bool isPeripheral) {
+  if (isPeripheral) return commandMonitor(&KivStressDevice::breakBP);
+  if (currentDevice) currentDevice->breakBP();
+}
+
+void StressECGDeviceManager::requestBP(bool isPeripheral) {
+  if (isPeripheral) return commandMonitor(&KivStressDevice::requestBP);
+  if (currentDevice) currentDevice->requestBP();
+}
+
+void StressECGDeviceManager::clearBP(bool isPeripheral) {
+  // The other way round than its neighbours: only the separate monitor stores measurements that can be
+  // cleared, and hosts ask for it with false.
+  if (!isPeripheral) commandMonitor(&KivStressDevice::clearBP);
+}
+
+void StressECGDeviceManager::startSpO2(PortType type) {
+  switch (type) {
+    case PortType::device:
+      if (currentDevice) currentDevice->requestSpO2();
+      return;
+    case PortType::BP:
+      if (BPD) BPD->requestSpO2();
+      return;
+    case PortType::SpO2:
+      if (SpO2D) SpO2D->requestSpO2();
+      return;
+  }
+  unexpectedPortType(type);
+}
+
+void StressECGDeviceManager::stopSpO2(PortType type) {
+  switch (type) {
+    case PortType::device:
+    case PortType::SpO2:
+      return;
+    case PortType::BP:
+      // The monitor has one SpO2 command, which starts and stops its readings.
+      if (BPD) BPD->requestSpO2();
+      return;
+  }
+  unexpectedPortType(type);
+}
+
+bool StressECGDeviceManager::isSpO2Bluetooth(const std::string& name) const {
+  return getSpO2BlueToothName() == name;
+}
+
+std::optional<std::string> StressECGDeviceManager::getSpO2BlueToothName() const {
+  return peripheral ? peripheral->name() : std::nullopt;
+}
+
+void StressECGDeviceManager::connectBluetoothSpO2() {
+  if (btManager && peripheral) btManager->connect(peripheral);
+}
+
+void StressECGDeviceManager::serialPortWasOpened(ORSSerialPort& /*port*/) {
+  delegate.portWasOpened();
+}
+
+void StressECGDeviceManager::serialPortWasRemovedFromSystem(ORSSerialPort& /*port*/) {
+  delegate.portWasRemovedFromSystem();
+}
+
+void StressECGDeviceManager::serialPortDidEncounterError(ORSSerialPort& /*port*/, const Error& error) {
+  printLine(error.description(), PrintedText::diagnostic);
+}
+
+void StressECGDeviceManager::serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& /*data*/) {}
+
+}  // namespace tarsil

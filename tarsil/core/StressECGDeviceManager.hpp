@@ -1,0 +1,174 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tarsil/core/DeviceCatalogue.hpp"
+#include "tarsil/core/KivStressDevice.hpp"
+#include "tarsil/core/KivStressPortDelegate.hpp"
+#include "tarsil/core/PortType.hpp"
+#include "tarsil/runtime/Timer.hpp"
+#include "tarsil/serial/ORSSerialPortDelegate.hpp"
+
+namespace tarsil {
+
+class BluetoothCentral;
+class BluetoothPeripheral;
+class BluetoothService;
+class ORSSerialPort;
+
+/// What a host application talks to. It lists device models and serial ports, binds a model and a port to
+/// each of the three roles of `PortType`, opens the ports, and passes the commands of a test on to the device
+/// of their role.
+///
+/// The host calls, in this order: `delegate`; `getDeivceType()`, `getDeviceByType()` and, for an oximeter,
+/// `getSpO2Devices()`; `getPort()`; `getSelected()`, and sets the `kiv_delegate` of the device that it gets
+/// back; `selectedPort()`; `openPort()`; the commands; `closePort()`.
+///
+/// Commands return nothing: measurements and errors reach the `kiv_delegate` of the device. A command for a
+/// role that has no device is dropped without a report. Everything here, fields included, belongs to the main
+/// thread.
+class StressECGDeviceManager : public ORSSerialPortDelegate,
+                               public std::enable_shared_from_this<StressECGDeviceManager> {
+ public:
+  using Devices = std::vector<std::shared_ptr<KivStressDevice>>;
+  using Names = std::vector<std::string>;
+
+  /// The one manager, made on first use with the catalogue of real devices.
+  static StressECGDeviceManager& share();
+
+  /// A manager of its own, for a program that brings another catalogue. Drivers that report through the
+  /// shared manager do not know it. It must live in a std::shared_ptr to become a port's delegate.
+  explicit StressECGDeviceManager(DeviceCatalogue catalogue);
+  ~StressECGDeviceManager() override;
+  StressECGDeviceManager(const StressECGDeviceManager&) = delete;
+  StressECGDeviceManager& operator=(const StressECGDeviceManager&) = delete;
+
+  /// @name Devices and ports
+  /// @{
+
+  /// The kinds of exercise device: "Treadmill", "Ergometer".
+  Names getDeivceType() const;
+  /// New devices of that kind, in the catalogue's order; none for a text that is not exactly a kind.
+  std::optional<Devices> getDeviceByType(const std::string& type);
+  /// New pulse oximeters.
+  std::optional<Devices> getSpO2Devices();
+  /// The names of the ports, as first read or last refreshed. The first call also starts a refresh every 2.0
+  /// s on the calling thread's run loop; nothing ends it.
+  Names getPort(bool isSpO2);
+  /// One refresh: reads the port list anew and tells the closures when it changed.
+  void port();
+  /// Chooses the device with that name for the role, from the list last built; with none of that name the
+  /// choice stays as it is. Returns the chosen device of the role, null when there is none and always for
+  /// `BP`, whose device is made by `selectedPort`.
+  std::shared_ptr<KivStressDevice> getSelected(const std::string& device, PortType type);
+  /// Chooses the port with that name for the role; for `BP` also makes the blood-pressure monitor. Opens
+  /// nothing. An unknown name changes nothing; an empty one, or one before the first `getPort`, only prints a
+  /// text.
+  void selectedPort(const std::string& port, PortType type);
+  /// Binds the role's port to the role's device, applies the line settings and opens. The answer says whether
+  /// there was something to open (an oximeter without a port counts); that the port is open is reported
+  /// later.
+  bool openPort(PortType type);
+  /// Closes the exercise device's port. The other ports stay as they are.
+  void closePort();
+
+  /// @}
+  /// @name Commands to the exercise device
+  /// @{
+
+  void startStressDevice();
+  void stopStressDevice();
+  /// Treadmill: km/h and percent. Ergometer: watts, grade ignored. Limits are the drivers' business.
+  void setLoad(float kmph_or_power, float grade);
+  void requestLoad();
+  void deviceState();
+
+  /// @}
+  /// @name Blood pressure: the separate monitor (true) or the exercise device's own unit (false)
+  /// @{
+
+  void startBP(bool isPeripheral);
+  void breakBP(bool isPeripheral);
+  void requestBP(bool isPeripheral);
+  /// The other way round than its neighbours: false clears the separate monitor, true does nothing.
+  void clearBP(bool isPeripheral);
+
+  /// @}
+  /// @name Oxygen saturation
+  /// @{
+
+  /// A type that is none of the three stops the process.
+  void startSpO2(PortType type);
+  /// The same.
+  void stopSpO2(PortType type);
+  /// True when there is a Bluetooth oximeter and this is its name.
+  bool isSpO2Bluetooth(const std::string& name) const;
+  std::optional<std::string> getSpO2BlueToothName() const;
+  /// Asks the central to connect the Bluetooth oximeter; nothing happens unless both exist.
+  void connectBluetoothSpO2();
+
+  /// @}
+
+  /// Reactions to a port whose delegate the host made this manager: opened and removed are passed on to
+  /// `delegate`, an error is printed, bytes are ignored.
+  void serialPortWasOpened(ORSSerialPort& port) override;
+  void serialPortWasRemovedFromSystem(ORSSerialPort& port) override;
+  void serialPortDidEncounterError(ORSSerialPort& port, const Error& error) override;
+  void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
+
+  /// Hears of the ports above, and of the measurements of drivers that say so.
+  KivStressPortDelegateRef delegate;
+  /// Port list last read; none before the first `getPort`.
+  std::optional<std::vector<std::shared_ptr<ORSSerialPort>>> ports;
+  /// List last built by `getDeviceByType`.
+  Devices devices;
+  /// Chosen ports of the roles.
+  std::shared_ptr<ORSSerialPort> devicePort;
+  std::shared_ptr<ORSSerialPort> BPPort;
+  std::shared_ptr<ORSSerialPort> SpO2Port;
+  /// Chosen devices of the roles.
+  std::shared_ptr<KivStressDevice> currentDevice;
+  std::shared_ptr<KivStressDevice> BPD;
+  std::shared_ptr<KivStressDevice> SpO2D;
+  /// List last built by `getSpO2Devices`.
+  Devices SpO2Devices;
+  /// Names last reported through the closure below it, which hears of changes of the port list.
+  Names portNames;
+  std::function<void(const Names&)> getPortsName;
+  /// The same for the chooser of the oximeter's port; served only after `getPort(true)`.
+  Names portNamesWithSpO2;
+  std::function<void(const Names&)> getPortsNameWithSpO2;
+  /// A blood-pressure command has gone to the separate monitor; never becomes false again.
+  bool isTango = false;
+  /// The refresh timer.
+  std::shared_ptr<Timer> timer;
+  /// The central and the oximeter that `connectBluetoothSpO2` uses; the host supplies both.
+  std::shared_ptr<BluetoothCentral> btManager;
+  std::shared_ptr<BluetoothPeripheral> peripheral;
+  /// What the last `getPort` asked for.
+  bool getPortIsSpO2 = false;
+  /// The oximeter's Bluetooth service and characteristic.
+  std::string serviceid = "FFB0";
+  std::string characteristicid = "FFB2";
+
+  /// Part of the interface; the manager does not use them.
+  bool deviceType = false;
+  std::shared_ptr<BluetoothService> SpO2service;
+  std::string befoSpO2Value;
+  bool isreceived = false;
+  std::shared_ptr<Timer> act = Timer::unscheduled();
+
+ private:
+  Names currentNames() const;
+  /// Hands a command to the separate blood-pressure monitor, bound to its port anew.
+  void commandMonitor(void (KivStressDevice::*command)());
+
+  DeviceCatalogue catalogue_;
+};
+
+}  // namespace tarsil

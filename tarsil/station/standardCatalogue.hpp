@@ -1,0 +1,10 @@
+#pragma once
+
+#include "tarsil/core/DeviceCatalogue.hpp"
+
+namespace tarsil {
+
+/// Every model that the library drives, with its line settings and what it can do.
+DeviceCatalogue standardCatalogue();
+
+}  // namespace tarsil
