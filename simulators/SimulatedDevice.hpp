@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tarsil/runtime/Clock.hpp"
+#include "tarsil/support/bytes.hpp"
+
+namespace tarsil::simulators {
+
+class Patient;
+
+/// One simulated device: bytes and time go in, bytes come out. It has no clock, thread or descriptor of its
+/// own; its host moves its time and carries its bytes. The same orders always give the same bytes.
+class SimulatedDevice {
+ public:
+  /// `model` is the catalogue's name for it; `patient` is who exercises on it and must outlive it.
+  SimulatedDevice(std::string model, std::uint64_t baudRate, Patient& patient);
+  virtual ~SimulatedDevice() = default;
+  SimulatedDevice(const SimulatedDevice&) = delete;
+  SimulatedDevice& operator=(const SimulatedDevice&) = delete;
+
+  const std::string& model() const { return model_; }
+  /// Line speed, bit/s.
+  std::uint64_t baudRate() const { return baudRate_; }
+
+  /// Bytes from the line.
+  void receive(ByteView bytes);
+  /// Time passes: belts move, cuffs inflate, values are sent.
+  void advance(Duration duration);
+  /// What the device has put on the line since the last call.
+  Bytes takeOutput();
+
+  /// One line for a person: what the device is doing now, with units.
+  virtual std::string status() const = 0;
+
+  /// @name Orders of a test
+  /// @{
+
+  /// The device hears and does everything, but sends nothing.
+  void beSilent(bool silent) { silent_ = silent; }
+  /// A random byte is mixed in before about every fourth message.
+  void beNoisy(bool noisy) { noisy_ = noisy; }
+  /// The next message loses one byte in its middle.
+  void dropAByte() { dropAByte_ = true; }
+  /// Every command is refused with this device-specific code; none ends it.
+  void refuseCommands(std::optional<std::string> code) { refusal_ = std::move(code); }
+  /// The codes that this device knows; empty for a device that never answers.
+  virtual std::vector<std::string> refusalCodes() const { return {}; }
+
+  /// @}
+
+ protected:
+  virtual void onByte(std::uint8_t byte) = 0;
+  virtual void onTime(Duration duration) = 0;
+
+  void send(ByteView message);
+  const std::optional<std::string>& refusal() const { return refusal_; }
+  Patient& patient() const { return patient_; }
+  /// The next number of a fixed pseudo-random sequence, evenly spread over 0 to 2^32 - 1.
+  std::uint32_t random();
+
+ private:
+  std::string model_;
+  std::uint64_t baudRate_;
+  Patient& patient_;
+  Bytes output_;
+  bool silent_ = false;
+  bool noisy_ = false;
+  bool dropAByte_ = false;
+  std::optional<std::string> refusal_;
+  std::uint32_t randomState_ = 2463534242U;
+};
+
+}  // namespace tarsil::simulators

@@ -1,0 +1,100 @@
+#include "simulators/devices/SimulatedLodeTreadmill.hpp"
+
+#include <cmath>
+#include <cstdio>
+
+#include "simulators/devices/acceptedReply.hpp"
+#include "simulators/physics/Patient.hpp"
+#include "tarsil/codec/Crc16Register.hpp"
+
+namespace tarsil::simulators {
+namespace {
+
+constexpr std::uint8_t STX = 0x02;
+constexpr std::uint8_t ETX = 0x03;
+constexpr std::uint8_t accepted = 0x80;
+constexpr std::size_t headerSize = 3;   // STX, command, data length
+constexpr std::size_t trailerSize = 3;  // CRC low, CRC high, ETX
+
+enum Command : std::uint8_t {
+  start = 0x01,
+  stop = 0x03,
+  setSpeed = 0x05,
+  setElevation = 0x07,
+  realSpeed = 0x08,
+  realElevation = 0x0A
+};
+
+bool crcIsRight(ByteView frame) {
+  Crc16Register crc;
+  for (const std::uint8_t byte : frame.first(frame.size() - trailerSize)) crc.add(byte);
+  return frame[frame.size() - 3] == (crc.value() & 0xFF) && frame[frame.size() - 2] == (crc.value() >> 8);
+}
+
+std::uint8_t rounded(double tenths) {
+  return static_cast<std::uint8_t>(std::lround(tenths));
+}
+
+}  // namespace
+
+SimulatedLodeTreadmill::SimulatedLodeTreadmill(Patient& patient)
+    : SimulatedDevice("LodeTreadmill", 38400, patient), speed_(10.0), grade_(5.0) {}
+
+std::string SimulatedLodeTreadmill::status() const {
+  char text[80];
+  std::snprintf(text, sizeof text, "belt %s, %.1f km/h, grade %.1f %%", running_ ? "running" : "stopped",
+                speed_.value() / 10, grade_.value() / 10);
+  return text;
+}
+
+void SimulatedLodeTreadmill::onByte(std::uint8_t byte) {
+  if (frame_.empty() && byte != STX) return;
+  frame_.push_back(byte);
+  if (!frameIsComplete()) return;
+  onFrame();
+  frame_.clear();
+}
+
+bool SimulatedLodeTreadmill::frameIsComplete() const {
+  return frame_.size() >= headerSize && frame_.size() == headerSize + frame_[2] + trailerSize;
+}
+
+void SimulatedLodeTreadmill::onFrame() {
+  // A machine of this kind does not answer what it cannot read.
+  if (frame_.back() != ETX || !crcIsRight(frame_)) return;
+
+  const std::uint8_t command = frame_[1];
+  if (refusal()) {
+    answerWith(command, static_cast<std::uint8_t>(std::stoi(*refusal(), nullptr, 16)), {});
+    return;
+  }
+  // Values are two bytes, high byte first; the driver only ever sets the low one.
+  obey(command, frame_[2] >= 2 ? frame_[4] : std::uint8_t{0});
+  answer(command);
+}
+
+void SimulatedLodeTreadmill::obey(std::uint8_t command, std::uint8_t value) {
+  if (command == start) running_ = true;
+  if (command == stop) running_ = false;
+  if (command == setSpeed) wantedSpeed_ = value;
+  if (command == setElevation) grade_.setTarget(value);
+  speed_.setTarget(running_ ? wantedSpeed_ : 0.0);
+}
+
+void SimulatedLodeTreadmill::answer(std::uint8_t command) {
+  if (command == realSpeed) return answerWith(command, accepted, Bytes{0, rounded(speed_.value())});
+  if (command == realElevation) return answerWith(command, accepted, Bytes{0, rounded(grade_.value())});
+  answerWith(command, accepted, {});
+}
+
+void SimulatedLodeTreadmill::answerWith(std::uint8_t command, std::uint8_t status, ByteView data) {
+  send(acceptedReply(command, status, data));
+}
+
+void SimulatedLodeTreadmill::onTime(Duration duration) {
+  speed_.advance(duration);
+  grade_.advance(duration);
+  patient().walk(speed_.value() / 10, grade_.value() / 10);
+}
+
+}  // namespace tarsil::simulators

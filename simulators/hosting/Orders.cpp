@@ -1,0 +1,80 @@
+#include "simulators/hosting/Orders.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "simulators/physics/Patient.hpp"
+#include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/support/numberText.hpp"
+
+namespace tarsil::simulators {
+
+Orders::Orders(int descriptor, SimulatedDevice& device, Patient& patient, PseudoTerminalHost& host)
+    : descriptor_(descriptor), device_(device), patient_(patient), host_(host) {
+  source_ = DispatchSource::read(descriptor_, DispatchQueue::main());
+  source_->setEventHandler([this] { read(); });
+  source_->resume();
+}
+
+Orders::~Orders() {
+  source_->cancel();
+}
+
+void Orders::read() {
+  std::array<char, 512> buffer{};
+  const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
+  if (count <= 0) {
+    source_->cancel();
+    RunLoop::main().stop();
+    return;
+  }
+  pending_.append(buffer.data(), static_cast<std::size_t>(count));
+  for (std::size_t end = pending_.find('\n'); end != std::string::npos; end = pending_.find('\n')) {
+    const std::string line = pending_.substr(0, end);
+    pending_.erase(0, end + 1);
+    obeyLine(line);
+  }
+}
+
+void Orders::obeyLine(const std::string& line) {
+  const std::size_t blank = line.find(' ');
+  const std::string argument = blank == std::string::npos ? std::string() : line.substr(blank + 1);
+  if (!obey(line.substr(0, blank), argument)) std::fprintf(stderr, "not an order: %s\n", line.c_str());
+}
+
+bool Orders::obey(const std::string& order, const std::string& argument) {
+  const bool isSwitch = argument == "on" || argument == "off";
+  if (order == "silence" && isSwitch) {
+    device_.beSilent(argument == "on");
+  } else if (order == "noise" && isSwitch) {
+    device_.beNoisy(argument == "on");
+  } else if (order == "drop" && argument.empty()) {
+    device_.dropAByte();
+  } else if (order == "refuse") {
+    const auto codes = device_.refusalCodes();
+    if (std::find(codes.begin(), codes.end(), argument) == codes.end()) return false;
+    device_.refuseCommands(argument);
+  } else if (order == "accept" && argument.empty()) {
+    device_.refuseCommands(std::nullopt);
+  } else if (order == "effort") {
+    const auto mets = readDouble(argument);
+    if (!mets || *mets < 1.0) return false;
+    patient_.setEffort(*mets);
+  } else if (order == "disconnect" && argument.empty()) {
+    host_.disconnect();
+  } else if (order == "status" && argument.empty()) {
+    std::puts(device_.status().c_str());
+    std::fflush(stdout);
+  } else if (order == "quit" && argument.empty()) {
+    RunLoop::main().stop();
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace tarsil::simulators

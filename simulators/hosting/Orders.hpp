@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "simulators/SimulatedDevice.hpp"
+#include "simulators/hosting/PseudoTerminalHost.hpp"
+#include "tarsil/runtime/DispatchSource.hpp"
+
+namespace tarsil::simulators {
+
+/// Orders to a simulated device, one a line from a descriptor (standard input, say): "silence on", "silence
+/// off", "noise on", "noise off", "drop", "refuse CODE", "accept", "effort METS", "disconnect", "status",
+/// "quit". "status" is answered with one line on standard output; an order that is not understood with one on
+/// standard error. The end of the orders, or "quit", stops the main run loop.
+class Orders {
+ public:
+  /// The descriptor must not block its writer for ever and stays the caller's; everything else must outlive
+  /// this object.
+  Orders(int descriptor, SimulatedDevice& device, Patient& patient, PseudoTerminalHost& host);
+  ~Orders();
+  Orders(const Orders&) = delete;
+  Orders& operator=(const Orders&) = delete;
+
+ private:
+  void read();
+  void obeyLine(const std::string& line);
+  bool obey(const std::string& order, const std::string& argument);
+
+  int descriptor_;
+  SimulatedDevice& device_;
+  Patient& patient_;
+  PseudoTerminalHost& host_;
+  std::string pending_;
+  std::shared_ptr<DispatchSource> source_;
+};
+
+}  // namespace tarsil::simulators

@@ -1,0 +1,65 @@
+#include "simulators/hosting/PseudoTerminal.hpp"
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <system_error>
+
+namespace tarsil::simulators {
+
+PseudoTerminal::PseudoTerminal() {
+  std::array<char, PATH_MAX> path{};
+  if (openpty(&master_, &slave_, path.data(), nullptr, nullptr) != 0) {
+    throw std::system_error(errno, std::generic_category(), "no pseudo-terminal to be had");
+  }
+  path_ = path.data();
+  // Raw from the start: an echo of our own bytes would look like commands.
+  termios attributes{};
+  tcgetattr(slave_, &attributes);
+  cfmakeraw(&attributes);
+  tcsetattr(slave_, TCSANOW, &attributes);
+  fcntl(master_, F_SETFL, O_NONBLOCK);
+  fcntl(master_, F_SETFD, FD_CLOEXEC);
+  fcntl(slave_, F_SETFD, FD_CLOEXEC);
+}
+
+PseudoTerminal::~PseudoTerminal() {
+  hangUp();
+}
+
+Bytes PseudoTerminal::read() {
+  Bytes bytes(4096);
+  const ssize_t count = ::read(master_, bytes.data(), bytes.size());
+  bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+  return bytes;
+}
+
+void PseudoTerminal::write(ByteView bytes) {
+  // A far end that reads nothing for long loses what does not fit, as on a real line.
+  if (::write(master_, bytes.data(), bytes.size()) < 0) return;
+}
+
+std::size_t PseudoTerminal::unread() const {
+  int count = 0;
+  return ioctl(slave_, FIONREAD, &count) == 0 && count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+void PseudoTerminal::discardUnread() {
+  tcflush(slave_, TCIFLUSH);
+}
+
+void PseudoTerminal::hangUp() {
+  if (master_ < 0) return;
+  close(slave_);
+  close(master_);
+  master_ = -1;
+  slave_ = -1;
+}
+
+}  // namespace tarsil::simulators

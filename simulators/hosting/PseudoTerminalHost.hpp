@@ -1,0 +1,50 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "simulators/SimulatedDevice.hpp"
+#include "simulators/hosting/PseudoTerminal.hpp"
+#include "tarsil/runtime/Clock.hpp"
+#include "tarsil/runtime/DispatchSource.hpp"
+#include "tarsil/runtime/Timer.hpp"
+
+namespace tarsil::simulators {
+
+/// Lets a simulated device live on a pseudo-terminal, in the time of the calling thread's run loop (the main
+/// one). Its bytes leave one at a time, no faster than its line speed allows and each only after the one
+/// before it was read: so a program on a busy machine still gets every byte by itself. What nobody reads is
+/// lost, as on a real line.
+class PseudoTerminalHost {
+ public:
+  /// `device` must outlive the host.
+  explicit PseudoTerminalHost(SimulatedDevice& device);
+  ~PseudoTerminalHost();
+  PseudoTerminalHost(const PseudoTerminalHost&) = delete;
+  PseudoTerminalHost& operator=(const PseudoTerminalHost&) = delete;
+
+  /// What a program opens to talk to the device.
+  const std::string& path() const { return terminal_->path(); }
+  /// The cable is pulled, for good.
+  void disconnect();
+
+ private:
+  void receive();
+  void tick();
+  void sendNextByte();
+
+  SimulatedDevice& device_;
+  std::shared_ptr<PseudoTerminal> terminal_ = std::make_shared<PseudoTerminal>();
+  /// Bytes that wait for their turn on the line.
+  std::deque<std::uint8_t> line_;
+  /// When the byte before them was written.
+  Clock::Instant lastWrite_;
+  std::shared_ptr<DispatchSource> source_;
+  std::shared_ptr<Timer> clock_;
+  Clock::Instant lastTick_ = Clock::now();
+  /// Runs while the line is busy with a byte.
+  std::shared_ptr<Timer> pace_;
+};
+
+}  // namespace tarsil::simulators
