@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tarsil/drivers/SerialDriver.hpp"
+#include "tarsil/drivers/ergometer/P10Reply.hpp"
+
+namespace tarsil {
+
+/// What the bicycle ergometers of the P10 protocol have in common, 4800 baud: the commands, one or two ASCII
+/// characters and a carriage return, and the blood pressure that the ergometer measures itself. A model adds
+/// its start command and says what it does with a reply.
+class P10Ergometer : public SerialDriver {
+ public:
+  using SerialDriver::SerialDriver;
+
+  /// Nothing uses it.
+  bool isRequest = false;
+  /// mmHg, from the last "O" and "U" reply until they are reported as a pair.
+  std::optional<float> p10SBP;
+  std::optional<float> p10DBP;
+  /// A pressure has been asked for, or both its values are there: the next reply reports it.
+  bool isBPCommand = false;
+  /// Nothing uses it.
+  std::uint8_t type = 0;
+  /// What the ergometer sent.
+  P10Reply result;
+
+  /// Power in watts; the grade means nothing to a bicycle. A power that is no 64-bit integer stops the
+  /// process.
+  void setLoad(float kmph_or_power, float grade) override;
+  /// Asks for the pedal rate, and 0.1 s later for the power.
+  void requestLoad() override;
+  void stopStressDevice() override;
+  /// Starts a measurement, and 0.1 s later asks for its diastolic pressure.
+  void startBP() override;
+  /// The protocol cannot abort a measurement: sends nothing.
+  void breakBP() override;
+  void requestBP() override;
+
+  /// Stores the pressure of reply "O" (systolic) or "U" (diastolic), nothing for another key. True when both
+  /// are there.
+  bool setBPValue(std::string_view key, float value);
+  /// Takes in the next piece of the ergometer's text and reports what can be read from it.
+  virtual void processReply(std::string_view text) = 0;
+
+ protected:
+  /// Reads the pressures out of `result` and reports them, with status 0, to the shared manager's delegate.
+  void processPressure();
+
+ private:
+  void sendTextLater(std::string text);
+};
+
+}  // namespace tarsil
