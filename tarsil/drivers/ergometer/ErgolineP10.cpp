@@ -6,7 +6,7 @@
 
 namespace tarsil {
 
-using Selector = KivStressPortDelegate::Selector;
+using HostSelector = KivStressPortDelegate::Selector;
 
 void ErgolineP10::serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) {
   // Bytes that are no UTF-8 are no reply; they are printed all the same, for whoever looks for the noise.
@@ -21,13 +21,13 @@ void ErgolineP10::processReply(std::string_view text) {
   if (!result.contains('\r')) return;
   // A field that nobody asked for is not read, so that it cannot stop the process.
   if (result.contains('B')) {
-    const auto host = StressECGDeviceManager::share().delegate;
-    if (host.respondsTo(Selector::onReceivedErgometerPowerWithPower))
+    const auto& host = StressECGDeviceManager::share().delegate;
+    if (host.respondsTo(HostSelector::onReceivedErgometerPowerWithPower))
       host.onReceivedErgometerPowerWithPower(result.numberOrStop());
   }
   if (result.contains('n')) {
-    const auto host = StressECGDeviceManager::share().delegate;
-    if (host.respondsTo(Selector::onReceivedErgometerRpmWithRpm))
+    const auto& host = StressECGDeviceManager::share().delegate;
+    if (host.respondsTo(HostSelector::onReceivedErgometerRpmWithRpm))
       host.onReceivedErgometerRpmWithRpm(result.numberOrStop());
   }
   processPressure();

@@ -4,7 +4,7 @@
 
 namespace tarsil {
 
-using Selector = KivStressPortDelegate::Selector;
+using HostSelector = KivStressPortDelegate::Selector;
 
 void ErgosanaP10::serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) {
   // Bytes that are no UTF-8 are no reply.
@@ -18,14 +18,14 @@ void ErgosanaP10::processReply(std::string_view text) {
   if (!result.contains('\r')) return;
   // A field that nobody asked for is not read, so that it cannot stop the process.
   if (result.contains('B')) {
-    const auto host = kiv_delegate;
-    if (host.respondsTo(Selector::onReceivedErgometerPowerWithPower))
+    const auto& host = kiv_delegate;
+    if (host.respondsTo(HostSelector::onReceivedErgometerPowerWithPower))
       host.onReceivedErgometerPowerWithPower(result.numberOrStop());
     result.clear();
   }
   if (result.contains('n')) {
-    const auto host = kiv_delegate;
-    if (host.respondsTo(Selector::onReceivedErgometerRpmWithRpm))
+    const auto& host = kiv_delegate;
+    if (host.respondsTo(HostSelector::onReceivedErgometerRpmWithRpm))
       host.onReceivedErgometerRpmWithRpm(result.numberOrStop());
     result.clear();
   }

@@ -53,7 +53,7 @@ void P10Ergometer::processPressure() {
   if (!isBPCommand) return;
   // Also reached when a measurement was started and some other reply ends before its pressures have come.
   if (!p10SBP || !p10DBP) fatalError("P10 ergometer: a reply arrived before both blood pressures");
-  const auto host = StressECGDeviceManager::share().delegate;
+  const auto& host = StressECGDeviceManager::share().delegate;
   host.onReceivedBPWithSysBP(*p10SBP, *p10DBP, measured);
   p10SBP.reset();
   p10DBP.reset();
