@@ -12,7 +12,7 @@ void callHost(const KivStressPortDelegateRef& delegate, Selector selector, Metho
   if (!delegate.respondsTo(selector)) return;
   // The host may drop or replace its delegate inside the call; this copy keeps the object until the call
   // returns.
-  const KivStressPortDelegateRef kept = delegate;
+  const KivStressPortDelegateRef kept = delegate;  // NOLINT(performance-unnecessary-copy-initialization)
   (kept.get()->*method)(arguments...);
 }
 

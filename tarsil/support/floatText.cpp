@@ -31,7 +31,7 @@ std::string shortestText(Float value, Float largestDecimal) {
 
   // Not the value but its digits decide at the lower end: the float nearest to 1e-4 is a little less than
   // that.
-  const std::string scientific = toText(value, std::chars_format::scientific);
+  std::string scientific = toText(value, std::chars_format::scientific);
   const std::string_view exponent = std::string_view(scientific).substr(scientific.find('e') + 1);
   if (exponent.front() == '-' && exponent > "-04") return scientific;
 

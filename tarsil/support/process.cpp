@@ -25,7 +25,9 @@ void writeLine(std::FILE* stream, std::string_view text) {
 
 }  // namespace
 
-ProcessHooks exchangeProcessHooks(ProcessHooks hooks) { return std::exchange(currentHooks(), std::move(hooks)); }
+ProcessHooks exchangeProcessHooks(ProcessHooks hooks) {
+  return std::exchange(currentHooks(), std::move(hooks));
+}
 
 void fatalError(std::string_view reason) {
   if (currentHooks().fatal) currentHooks().fatal(reason);

@@ -12,7 +12,7 @@ namespace tarsil {
 namespace {
 
 // getpwuid_r() says ERANGE while the buffer is too small; no entry of a sane system needs more than this.
-constexpr std::size_t largestEntry = 64 * 1024;
+constexpr std::size_t largestEntry = 65536;
 
 std::string homeFromPasswordDatabase() {
   std::vector<char> buffer(largestEntry);
@@ -25,7 +25,8 @@ std::string homeFromPasswordDatabase() {
 }  // namespace
 
 std::string LinuxUserFolders::home() {
-  const char* variable = std::getenv("HOME");
+  // A host sets up its environment before it starts threads.
+  const char* variable = std::getenv("HOME");  // NOLINT(concurrency-mt-unsafe)
   const bool isSet = variable != nullptr && *variable != '\0';
   std::string path = isSet ? variable : homeFromPasswordDatabase();
   while (path.ends_with('/')) path.pop_back();
