@@ -11,8 +11,8 @@ namespace tarsil {
 /// Work handed to a queue.
 using Work = std::function<void()>;
 
-/// Runs work in the order in which it came: one at a time (the main queue, a serial queue) or on as many threads as
-/// it takes (the global queue). All members may be called on any thread.
+/// Runs work in the order in which it came: one at a time (the main queue, a serial queue) or on as many
+/// threads as it takes (the global queue). All members may be called on any thread.
 ///
 /// Queues are handles: copies name the same queue, and queued work keeps it alive.
 class DispatchQueue {
@@ -28,9 +28,9 @@ class DispatchQueue {
   void async(Work work) const;
 
   /// Queues the work and waits until it has run; hands back what it returned and passes its exception on.
-  /// On the main thread, `sync` to the main queue runs the work at once. On a serial queue the calling thread works
-  /// the queue off itself, so that progress never waits for a free worker; calling it from work of the same serial
-  /// queue is a deadlock by definition and stops the process.
+  /// On the main thread, `sync` to the main queue runs the work at once. On a serial queue the calling thread
+  /// works the queue off itself, so that progress never waits for a free worker; calling it from work of the
+  /// same serial queue is a deadlock by definition and stops the process.
   template <class F>
   auto sync(F&& work) const -> std::invoke_result_t<F> {
     using Result = std::invoke_result_t<F>;

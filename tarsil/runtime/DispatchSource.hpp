@@ -10,10 +10,10 @@ namespace tarsil {
 
 /// Runs a handler on a queue each time that a descriptor is readable or a time has come.
 ///
-/// A source starts suspended: set its handlers, then `resume()` it. Its event handler never runs concurrently with
-/// itself. After `cancel()` no further event handler starts; when the one that runs has returned, the cancel handler
-/// runs, exactly once, on the source's queue, and then both handlers are let go. All members may be called on any
-/// thread.
+/// A source starts suspended: set its handlers, then `resume()` it. Its event handler never runs concurrently
+/// with itself. After `cancel()` no further event handler starts; when the one that runs has returned, the
+/// cancel handler runs, exactly once, on the source's queue, and then both handlers are let go. All members
+/// may be called on any thread.
 ///
 /// On the global queue the handler runs on the very thread that woke for the event.
 class DispatchSource {
@@ -22,14 +22,15 @@ class DispatchSource {
   DispatchSource(const DispatchSource&) = delete;
   DispatchSource& operator=(const DispatchSource&) = delete;
 
-  /// Fires while `descriptor` is readable. A descriptor that hung up fires once more, then only as long as it still
-  /// holds bytes; after that the source waits for its cancellation. The caller keeps the descriptor open until the
-  /// cancel handler runs.
+  /// Fires while `descriptor` is readable. A descriptor that hung up fires once more, then only as long as it
+  /// still holds bytes; after that the source waits for its cancellation. The caller keeps the descriptor
+  /// open until the cancel handler runs.
   static std::shared_ptr<DispatchSource> read(int descriptor, DispatchQueue queue);
 
-  /// Fires first after `delay`, then every `interval`. Each firing may come up to `leeway` late, so that timers can
-  /// share a wake-up; on `VirtualTime` it is exact. Beats that were missed are left out.
-  static std::shared_ptr<DispatchSource> timer(Duration delay, Duration interval, Duration leeway, DispatchQueue queue);
+  /// Fires first after `delay`, then every `interval`. Each firing may come up to `leeway` late, so that
+  /// timers can share a wake-up; on `VirtualTime` it is exact. Beats that were missed are left out.
+  static std::shared_ptr<DispatchSource> timer(Duration delay, Duration interval, Duration leeway,
+                                               DispatchQueue queue);
 
   virtual void setEventHandler(Work handler) = 0;
   virtual void setCancelHandler(Work handler) = 0;

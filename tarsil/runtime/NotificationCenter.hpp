@@ -15,7 +15,7 @@ struct Notification {
   std::string name;
   /// Who posted it; only its identity counts.
   const void* object = nullptr;
-  std::map<std::string, std::any> userInfo;
+  std::map<std::string, std::any> userInfo = {};
 };
 
 /// Hands notifications to whoever asked for them, on the posting thread, in the order of asking. Any thread.

@@ -18,11 +18,11 @@ struct KeyChange {
   std::string key;
   Kind kind = Kind::setting;
   /// For insertions and removals: the positions concerned, ascending; empty for a setting.
-  std::vector<std::size_t> indexes;
+  std::vector<std::size_t> indexes = {};
 };
 
-/// An object whose keys (properties) can be observed. Observers are called after the change, on the thread that made
-/// it, in the order in which they came.
+/// An object whose keys (properties) can be observed. Observers are called after the change, on the thread
+/// that made it, in the order in which they came.
 class Observable {
  public:
   /// `observer` is called for each change of `key` until the returned observation is dropped. Any thread.

@@ -5,8 +5,8 @@
 
 namespace tarsil {
 
-/// Somebody's interest in a key or a notification: it lasts until this object is dropped. Drop it on any thread; an
-/// observer that is being called at that moment on another thread finishes its call.
+/// Somebody's interest in a key or a notification: it lasts until this object is dropped. Drop it on any
+/// thread; an observer that is being called at that moment on another thread finishes its call.
 class Observation {
  public:
   Observation() = default;

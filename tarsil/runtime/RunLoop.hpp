@@ -7,31 +7,33 @@
 
 namespace tarsil {
 
-/// One thread's loop: it fires the thread's timers, handles its descriptors and, on the main thread, delivers the
-/// main queue. There is one per thread that asks for it, alive until the thread ends.
+/// One thread's loop: it fires the thread's timers, handles its descriptors and, on the main thread, delivers
+/// the main queue. There is one per thread that asks for it, alive until the thread ends.
 ///
 /// The host owns the main thread. It either runs the loop (`run()`), or keeps a loop of its own: it polls
 /// `descriptor()` for reading and calls `processDue()` when it is readable.
 class RunLoop {
  public:
-  /// The loop of the thread that started the process. May be taken on any thread; only `stop()` may be called from
-  /// another thread than the loop's own.
+  /// The loop of the thread that started the process. May be taken on any thread; only `stop()` may be called
+  /// from another thread than the loop's own.
   static RunLoop& main();
   /// The calling thread's loop.
   static RunLoop& current();
-  /// True on the thread that started the process. (Under `VirtualTime` the work of other queues runs on that thread
-  /// too; there the answer tells whose work is running.)
+  /// True on the thread that started the process. (Under `VirtualTime` the work of other queues runs on that
+  /// thread too; there the answer tells whose work is running.)
   static bool isMainThread();
 
   RunLoop(const RunLoop&) = delete;
   RunLoop& operator=(const RunLoop&) = delete;
 
-  /// Processes what becomes due until `stop()`. Under `VirtualTime` the clock jumps from one timer to the next.
+  /// Processes what becomes due until `stop()`. Under `VirtualTime` the clock jumps from one timer to the
+  /// next.
   void run();
-  /// As `run()`, and returns at the latest when `timeout` has passed. False when it returned for the time-out.
+  /// As `run()`, and returns at the latest when `timeout` has passed. False when it returned for the
+  /// time-out.
   bool runFor(Duration timeout);
-  /// As `run()`, until `condition` holds: it is asked after everything that was processed. False when `timeout`
-  /// passed first.
+  /// As `run()`, until `condition` holds: it is asked after everything that was processed. False when
+  /// `timeout` passed first.
   bool runUntil(const std::function<bool()>& condition, Duration timeout);
   /// Lets the innermost `run` return after what it is doing; the next one starts anew. Any thread.
   void stop();
@@ -45,7 +47,7 @@ class RunLoop {
   Implementation& implementation() { return *implementation_; }
 
  private:
-  RunLoop();
+  explicit RunLoop(std::unique_ptr<Implementation> implementation);
   ~RunLoop();
   std::unique_ptr<Implementation> implementation_;
 };

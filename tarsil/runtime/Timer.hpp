@@ -10,12 +10,13 @@ namespace tarsil {
 class RunLoop;
 
 /// A timer of a run loop. The loop keeps a scheduled timer alive until it has fired for the last time or is
-/// invalidated. Timers that fall due together fire in the order of their creation. A repeating timer keeps its beat:
-/// it fires at whole multiples of its interval, and beats that were missed are left out.
+/// invalidated. Timers that fall due together fire in the order of their creation. A repeating timer keeps
+/// its beat: it fires at whole multiples of its interval, and beats that were missed are left out.
 class Timer : public std::enable_shared_from_this<Timer> {
  public:
   /// Fires on the calling thread's run loop, first after `interval`.
-  static std::shared_ptr<Timer> scheduled(Duration interval, bool repeats, std::function<void(Timer&)> action);
+  static std::shared_ptr<Timer> scheduled(Duration interval, bool repeats,
+                                          std::function<void(Timer&)> action);
   /// The same on a loop of the caller's choice. Call it on that loop's thread.
   static std::shared_ptr<Timer> scheduledOn(RunLoop& loop, Duration interval, bool repeats,
                                             std::function<void(Timer&)> action);
@@ -26,8 +27,8 @@ class Timer : public std::enable_shared_from_this<Timer> {
   Timer(const Timer&) = delete;
   Timer& operator=(const Timer&) = delete;
 
-  /// The timer never fires again and lets go of its action. Call it on the loop's thread; calling it again does
-  /// nothing.
+  /// The timer never fires again and lets go of its action. Call it on the loop's thread; calling it again
+  /// does nothing.
   void invalidate();
   bool isValid() const;
 

@@ -7,13 +7,13 @@
 
 namespace tarsil {
 
-/// While it exists, time stands still until somebody moves it, and the whole library runs on the thread that made it,
-/// in one repeatable order: the main queue's work first, then the other queues' in the order in which it came, then
-/// readable descriptors, then timers by due time and creation. Simulations and tests run twenty minutes of exercise in
-/// milliseconds this way, every timer exact.
+/// While it exists, time stands still until somebody moves it, and the whole library runs on the thread that
+/// made it, in one repeatable order: the main queue's work first, then the other queues' in the order in
+/// which it came, then readable descriptors, then timers by due time and creation. Simulations and tests run
+/// twenty minutes of exercise in milliseconds this way, every timer exact.
 ///
-/// Make it on the main thread before any queue, source or timer exists, and drop it after the last one. Work that
-/// waits for another queue (`sync`) runs that work in place.
+/// Make it on the main thread before any queue, source or timer exists, and drop it after the last one. Work
+/// that waits for another queue (`sync`) runs that work in place.
 class VirtualTime {
  public:
   /// 2024-03-01 14:05:09 local time, a day like any other.
@@ -25,8 +25,8 @@ class VirtualTime {
 
   /// Runs everything that is due at this instant, until nothing is.
   void settle();
-  /// Moves the clock by `duration`, stopping at every timer on the way: each fires at its exact time, and everything
-  /// that it sets off is settled before the clock moves on.
+  /// Moves the clock by `duration`, stopping at every timer on the way: each fires at its exact time, and
+  /// everything that it sets off is settled before the clock moves on.
   void advance(Duration duration);
 
   class Implementation;

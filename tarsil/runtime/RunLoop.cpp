@@ -1,0 +1,179 @@
+#include "tarsil/runtime/RunLoop.hpp"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <optional>
+#include <utility>
+
+#include "tarsil/runtime/detail/CurrentQueue.hpp"
+#include "tarsil/runtime/detail/QueueImplementation.hpp"
+#include "tarsil/runtime/detail/RunLoopImplementation.hpp"
+#include "tarsil/runtime/detail/VirtualTimeImplementation.hpp"
+#include "tarsil/runtime/detail/schedule.hpp"
+#include "tarsil/support/process.hpp"
+
+namespace tarsil {
+
+RunLoop& RunLoop::main() {
+  // Never destroyed: workers hand work to the main queue until the very end of the process.
+  static RunLoop& loop = *new RunLoop(std::make_unique<Implementation>(getpid()));
+  return loop;
+}
+
+RunLoop& RunLoop::current() {
+  if (isMainThread()) return main();
+  static thread_local RunLoop loop(std::make_unique<Implementation>(gettid()));
+  return loop;
+}
+
+bool RunLoop::isMainThread() {
+  if (gettid() != getpid()) return false;
+  if (VirtualTime::Implementation::current() == nullptr) return true;
+  const auto* queue = detail::CurrentQueue::innermost();
+  return queue == nullptr || queue == DispatchQueue::main().implementation().get();
+}
+
+RunLoop::RunLoop(std::unique_ptr<Implementation> implementation)
+    : implementation_(std::move(implementation)) {}
+
+RunLoop::~RunLoop() = default;
+
+void RunLoop::run() {
+  implementation_->run({}, Clock::Instant::max());
+}
+
+bool RunLoop::runFor(Duration timeout) {
+  return runUntil({}, timeout);
+}
+
+bool RunLoop::runUntil(const std::function<bool()>& condition, Duration timeout) {
+  const auto end = detail::after(Clock::now(), timeout);
+  const auto ended = implementation_->run(condition, end);
+  return condition ? ended == Implementation::Ended::conditionHeld : ended == Implementation::Ended::stopped;
+}
+
+void RunLoop::stop() {
+  implementation_->stop();
+}
+
+int RunLoop::descriptor() const {
+  return implementation_->reactor()->descriptor();
+}
+
+void RunLoop::processDue() {
+  implementation_->processDue();
+}
+
+/// One `run` on the loop's thread, for as long as it lasts; a handler may start another one within.
+class RunLoop::Implementation::Run {
+ public:
+  explicit Run(Implementation& loop) : loop_(loop) {
+    const std::lock_guard lock(loop_.runMutex_);
+    outer_ = std::exchange(loop_.innermost_, this);
+  }
+  ~Run() {
+    const std::lock_guard lock(loop_.runMutex_);
+    loop_.innermost_ = outer_;
+  }
+  Run(const Run&) = delete;
+  Run& operator=(const Run&) = delete;
+
+  /// Called under the loop's lock.
+  void stop() { stopped_ = true; }
+  bool isStopped() const {
+    const std::lock_guard lock(loop_.runMutex_);
+    return stopped_;
+  }
+
+ private:
+  Implementation& loop_;
+  Run* outer_ = nullptr;
+  bool stopped_ = false;
+};
+
+RunLoop::Implementation::~Implementation() {
+  reactor_->abandon();
+}
+
+const std::shared_ptr<detail::Reactor>& RunLoop::Implementation::reactor() const {
+  const auto* virtualTime = VirtualTime::Implementation::current();
+  return virtualTime != nullptr && isMain() ? virtualTime->mainReactor() : reactor_;
+}
+
+RunLoop::Implementation::Ended RunLoop::Implementation::run(const std::function<bool()>& condition,
+                                                            Clock::Instant end) {
+  const Run run(*this);
+  const auto ended = [&]() -> std::optional<Ended> {
+    if (condition && condition()) return Ended::conditionHeld;
+    if (run.isStopped()) return Ended::stopped;
+    return std::nullopt;
+  };
+  if (const auto early = ended()) return *early;
+  for (;;) {
+    beginRound();
+    while (const Work due = takeDue()) {
+      due();
+      if (const auto now = ended()) return *now;
+    }
+    if (!waitUntil(end)) return ended().value_or(Ended::timedOut);
+  }
+}
+
+void RunLoop::Implementation::stop() {
+  const std::lock_guard lock(runMutex_);
+  if (innermost_ == nullptr) return;
+  innermost_->stop();
+  // Wakes the loop's thread, should it wait.
+  if (gettid() != thread_) reactor()->post([] {});
+}
+
+void RunLoop::Implementation::processDue() {
+  beginRound();
+  while (const Work due = takeDue()) due();
+}
+
+bool RunLoop::Implementation::isMain() const {
+  return thread_ == getpid();
+}
+
+void RunLoop::Implementation::beginRound() {
+  workLeft_ = reactor_->workCount();
+  readableLeft_ = reactor_->watchCount();
+  roundBegan_ = reactor_->now();
+}
+
+// The next thing of the round. On virtual time nothing waits for a next round: the clock stands until nothing
+// is due.
+Work RunLoop::Implementation::takeDue() {
+  if (auto* virtualTime = VirtualTime::Implementation::current()) return virtualTime->takeDue();
+  if (workLeft_ > 0) {
+    --workLeft_;
+    if (Work work = reactor_->takeWork()) return work;
+  }
+  if (Work ringing = reactor_->takeAlarm(roundBegan_)) return ringing;
+  if (readableLeft_ > 0) {
+    --readableLeft_;
+    if (Work report = reactor_->takeReadable()) return report;
+  }
+  return {};
+}
+
+// False when it is `end`, or later.
+bool RunLoop::Implementation::waitUntil(Clock::Instant end) const {
+  if (auto* virtualTime = VirtualTime::Implementation::current()) {
+    if (end != Clock::Instant::max() || virtualTime->hasAlarm()) return virtualTime->jump(end);
+    if (virtualTime->waitForDescriptor()) return true;
+    fatalError("RunLoop::run() on a VirtualTime with no timer and no descriptor would never end");
+  }
+  const auto now = reactor_->now();
+  if (now >= end) return false;
+  pollfd due{reactor_->descriptor(), POLLIN, 0};
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(end - now);
+  const timespec timeout{seconds.count(), (end - now - seconds).count()};
+  ppoll(&due, 1, &timeout, nullptr);
+  return true;
+}
+
+}  // namespace tarsil

@@ -1,0 +1,113 @@
+#include "tarsil/runtime/VirtualTime.hpp"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <atomic>
+#include <ctime>
+#include <iterator>
+
+#include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/runtime/detail/VirtualTimeImplementation.hpp"
+#include "tarsil/runtime/detail/schedule.hpp"
+#include "tarsil/support/process.hpp"
+
+namespace tarsil {
+namespace {
+
+std::atomic<VirtualTime::Implementation*> existing = nullptr;
+
+std::chrono::system_clock::time_point aDayLikeAnyOther() {
+  std::tm day{};
+  day.tm_year = 2024 - 1900;
+  day.tm_mon = 2;
+  day.tm_mday = 1;
+  day.tm_hour = 14;
+  day.tm_min = 5;
+  day.tm_sec = 9;
+  day.tm_isdst = -1;
+  return std::chrono::system_clock::from_time_t(std::mktime(&day));
+}
+
+}  // namespace
+
+VirtualTime::VirtualTime() : VirtualTime(aDayLikeAnyOther()) {}
+
+VirtualTime::VirtualTime(std::chrono::system_clock::time_point wallStart)
+    : implementation_(std::make_unique<Implementation>(wallStart)) {}
+
+VirtualTime::~VirtualTime() = default;
+
+void VirtualTime::settle() {
+  implementation_->settle();
+}
+
+void VirtualTime::advance(Duration duration) {
+  implementation_->advanceTo(detail::after(implementation_->now(), duration));
+}
+
+VirtualTime::Implementation::Implementation(std::chrono::system_clock::time_point wallStart)
+    : wallStart_(wallStart) {
+  if (!RunLoop::isMainThread()) fatalError("a VirtualTime must be made on the main thread");
+  if (existing != nullptr) fatalError("there is a VirtualTime already");
+  existing = this;
+}
+
+VirtualTime::Implementation::~Implementation() {
+  existing = nullptr;
+  main_->abandon();
+  background_->abandon();
+}
+
+VirtualTime::Implementation* VirtualTime::Implementation::current() {
+  return existing;
+}
+
+std::chrono::system_clock::time_point VirtualTime::Implementation::wallNow() const {
+  return wallStart_ +
+         std::chrono::duration_cast<std::chrono::system_clock::duration>(now() - detail::VirtualClock::start);
+}
+
+Work VirtualTime::Implementation::takeDue() {
+  if (Work work = main_->takeWork()) return work;
+  if (Work work = background_->takeWork()) return work;
+  if (Work report = main_->takeReadable()) return report;
+  if (Work report = background_->takeReadable()) return report;
+  return withFirstAlarm().takeAlarm(now());
+}
+
+void VirtualTime::Implementation::settle() {
+  while (const Work due = takeDue()) due();
+}
+
+void VirtualTime::Implementation::advanceTo(Clock::Instant end) {
+  do {
+    settle();
+  } while (jump(end));
+}
+
+bool VirtualTime::Implementation::jump(Clock::Instant end) {
+  const auto next = withFirstAlarm().firstAlarm();
+  const bool rings = next && next->at <= end;
+  clock_->moveTo(std::max(now(), rings ? next->at : end));
+  return rings;
+}
+
+bool VirtualTime::Implementation::hasAlarm() const {
+  return withFirstAlarm().firstAlarm().has_value();
+}
+
+bool VirtualTime::Implementation::waitForDescriptor() const {
+  if (main_->watchCount() + background_->watchCount() == 0) return false;
+  pollfd descriptors[] = {{main_->descriptor(), POLLIN, 0}, {background_->descriptor(), POLLIN, 0}};
+  poll(descriptors, std::size(descriptors), -1);
+  return true;
+}
+
+detail::Reactor& VirtualTime::Implementation::withFirstAlarm() const {
+  const auto mainAlarm = main_->firstAlarm();
+  const auto other = background_->firstAlarm();
+  return !other || (mainAlarm && *mainAlarm < *other) ? *main_ : *background_;
+}
+
+}  // namespace tarsil

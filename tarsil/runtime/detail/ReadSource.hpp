@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+
+#include "tarsil/runtime/detail/Reactor.hpp"
+#include "tarsil/runtime/detail/Source.hpp"
+#include "tarsil/runtime/detail/Watcher.hpp"
+
+namespace tarsil::detail {
+
+/// Waits for a descriptor to become readable.
+class ReadSource final : public Source, public Watcher {
+ public:
+  ReadSource(int descriptor, DispatchQueue queue) : Source(std::move(queue)), descriptor_(descriptor) {}
+
+  void ready(bool hungUp) override;
+
+ private:
+  void arm() override;
+  void disarm() override;
+
+  const int descriptor_;
+  bool watched_ = false;
+  std::optional<Reactor::WatchId> watch_;
+  /// What the last event said.
+  bool hungUp_ = false;
+};
+
+}  // namespace tarsil::detail

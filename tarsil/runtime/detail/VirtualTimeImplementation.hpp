@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "tarsil/runtime/VirtualTime.hpp"
+#include "tarsil/runtime/detail/Reactor.hpp"
+#include "tarsil/runtime/detail/VirtualClock.hpp"
+
+namespace tarsil {
+
+/// A world of its own: a clock, a reactor for the main thread and one for everything else, and nobody but the
+/// calling thread to work them off.
+class VirtualTime::Implementation {
+ public:
+  explicit Implementation(std::chrono::system_clock::time_point wallStart);
+  ~Implementation();
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+
+  /// The one that exists; null when time is the machine's.
+  static Implementation* current();
+
+  Clock::Instant now() const { return clock_->now(); }
+  std::chrono::system_clock::time_point wallNow() const;
+  const std::shared_ptr<detail::Reactor>& mainReactor() const { return main_; }
+  const std::shared_ptr<detail::Reactor>& backgroundReactor() const { return background_; }
+
+  /// The next thing that is due at this instant; empty when nothing is.
+  Work takeDue();
+  void settle();
+  void advanceTo(Clock::Instant end);
+
+  /// Moves the clock to the next alarm, or to `end` when none rings until then. False for `end`.
+  bool jump(Clock::Instant end);
+  bool hasAlarm() const;
+  /// Waits, in the machine's time, until a descriptor is readable. False when none is watched.
+  bool waitForDescriptor() const;
+
+ private:
+  detail::Reactor& withFirstAlarm() const;
+
+  const std::chrono::system_clock::time_point wallStart_;
+  const std::shared_ptr<detail::VirtualClock> clock_ = std::make_shared<detail::VirtualClock>();
+  const std::shared_ptr<detail::Reactor> main_ = std::make_shared<detail::Reactor>(clock_);
+  const std::shared_ptr<detail::Reactor> background_ = std::make_shared<detail::Reactor>(clock_);
+};
+
+}  // namespace tarsil
