@@ -32,7 +32,7 @@ int control(int epoll, int operation, int descriptor, std::uint32_t events, Reac
 }
 
 // One-shot, so that a descriptor whose handler runs wakes nobody else.
-constexpr std::uint32_t watchedEvents = EPOLLIN | EPOLLRDHUP | EPOLLONESHOT;
+constexpr std::uint32_t watchedEvents = EPOLLIN | EPOLLONESHOT;
 
 }  // namespace
 
@@ -114,7 +114,7 @@ void Reactor::unwatch(int descriptor, WatchId id) {
 std::optional<Reactor::Event> Reactor::wait(int timeout) const {
   epoll_event event{};
   if (epoll_wait(epoll_.get(), &event, 1, timeout) <= 0) return std::nullopt;
-  return Event{event.data.u64, (event.events & (EPOLLHUP | EPOLLERR | EPOLLRDHUP)) != 0};
+  return Event{event.data.u64};
 }
 
 Work Reactor::take(const Event& event) {
@@ -123,7 +123,7 @@ Work Reactor::take(const Event& event) {
   const std::lock_guard lock(mutex_);
   const auto entry = watchers_.find(event.id);
   if (entry == watchers_.end()) return {};
-  return [watcher = entry->second, hungUp = event.hungUp] { watcher->ready(hungUp); };
+  return [watcher = entry->second] { watcher->ready(); };
 }
 
 Work Reactor::takeWork() {

@@ -53,7 +53,6 @@ class Reactor {
   /// What a waiting thread was woken for.
   struct Event {
     WatchId id;
-    bool hungUp;
   };
   /// Waits for up to `timeout` milliseconds, for ever when it is negative. None after the time-out.
   std::optional<Event> wait(int timeout) const;

@@ -18,18 +18,13 @@ bool isHungUpAndEmpty(int descriptor) {
 
 }  // namespace
 
-void ReadSource::ready(bool hungUp) {
-  hungUp_ = hungUp;
-  happened();
-}
-
 void ReadSource::arm() {
   if (!watched_) {
     watch_ = reactor_->watch(descriptor_, std::static_pointer_cast<ReadSource>(shared_from_this()));
     watched_ = true;
     return;
   }
-  if (!watch_ || (hungUp_ && isHungUpAndEmpty(descriptor_))) return;
+  if (!watch_ || isHungUpAndEmpty(descriptor_)) return;
   reactor_->rearm(descriptor_, *watch_);
 }
 

@@ -13,7 +13,7 @@ class ReadSource final : public Source, public Watcher {
  public:
   ReadSource(int descriptor, DispatchQueue queue) : Source(std::move(queue)), descriptor_(descriptor) {}
 
-  void ready(bool hungUp) override;
+  void ready() override { happened(); }
 
  private:
   void arm() override;
@@ -22,8 +22,6 @@ class ReadSource final : public Source, public Watcher {
   const int descriptor_;
   bool watched_ = false;
   std::optional<Reactor::WatchId> watch_;
-  /// What the last event said.
-  bool hungUp_ = false;
 };
 
 }  // namespace tarsil::detail

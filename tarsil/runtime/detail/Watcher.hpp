@@ -11,7 +11,7 @@ class Watcher {
 
   /// The descriptor is readable or hung up; it is not looked at again until `Reactor::rearm`. No lock is
   /// held.
-  virtual void ready(bool hungUp) = 0;
+  virtual void ready() = 0;
 
  protected:
   Watcher() = default;
