@@ -16,15 +16,17 @@ class AnsweredSelectors {
     bits_ = answered ? (bits_ | bit) : (bits_ & ~bit);
     return *this;
   }
-  constexpr bool contains(Selector selector) const { return ((bits_ >> static_cast<unsigned>(selector)) & 1U) != 0; }
+  constexpr bool contains(Selector selector) const {
+    return ((bits_ >> static_cast<unsigned>(selector)) & 1U) != 0;
+  }
 
  private:
   unsigned bits_ = 0;
 };
 
-/// True when the method that `OwnMember` names is the protocol's own: the type of `&Host::method` then names the
-/// protocol, not the host's class. Ask it inside a requires-expression: a private override cannot be named from
-/// outside, which says that it is one.
+/// True when the method that `OwnMember` names is the protocol's own: the type of `&Host::method` then names
+/// the protocol, not the host's class. Ask it inside a requires-expression: a private override cannot be
+/// named from outside, which says that it is one.
 template <auto OwnMember, auto ProtocolMember>
 concept Inherits = std::same_as<decltype(OwnMember), decltype(ProtocolMember)>;
 
@@ -42,7 +44,8 @@ bool hostRespondsTo(const Protocol& host, typename Protocol::Selector selector) 
     return static_cast<const Host&>(host).respondsTo(selector);
   } else {
     static_assert(!std::same_as<Host, Protocol>,
-                  "hand the delegate over as its own class: a pointer to the protocol no longer knows what it overrides");
+                  "hand the delegate over as its own class: a pointer to the protocol no longer knows what "
+                  "it overrides");
     static constexpr AnsweredSelectors<Protocol> answered = Protocol::template overriddenBy<Host>();
     return answered.contains(selector);
   }

@@ -5,12 +5,12 @@
 
 namespace tarsil {
 
-/// What a printed line is: one of the library's own fixed texts, or words for whoever debugs (errors, raw bytes)
-/// that no program should rely on.
+/// What a printed line is: one of the library's own fixed texts, or words for whoever debugs (errors, raw
+/// bytes) that no program should rely on.
 enum class PrintedText { fixed, diagnostic };
 
-/// The three ways in which the library touches the process around it. Tools and tests put their own in place to
-/// watch them; an empty function stands for the library's own behaviour.
+/// The three ways in which the library touches the process around it. Tools and tests put their own in place
+/// to watch them; an empty function stands for the library's own behaviour.
 struct ProcessHooks {
   /// Must not return: it may throw, exit or abort. If it returns, the process aborts.
   std::function<void(std::string_view reason)> fatal;
@@ -20,7 +20,8 @@ struct ProcessHooks {
   std::function<void(std::string_view text, PrintedText kind)> print;
 };
 
-/// Puts `hooks` in place and hands back the ones that were there. Call it while no other thread runs library code.
+/// Puts `hooks` in place and hands back the ones that were there. Call it while no other thread runs library
+/// code.
 ProcessHooks exchangeProcessHooks(ProcessHooks hooks);
 
 /// The process stops here: one line on standard error, then std::abort(). Any thread.
