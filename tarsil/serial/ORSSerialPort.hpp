@@ -142,6 +142,11 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   ORSSerialPort(Key, Device device);
 
  private:
+  friend class ORSSerialPortManager;
+  /// What `cleanupAfterSystemRemoval` can still do when the process ends: the terminal has its attributes
+  /// back when this returns, and the delegate is told only where that needs no waiting for the main thread.
+  void cleanupBeforeExit();
+
   class Implementation;
   std::unique_ptr<Implementation> implementation_;
 };

@@ -1,0 +1,345 @@
+#include "tarsil/serial/detail/ORSSerialPortImplementation.hpp"
+
+#include <sys/ioctl.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <utility>
+
+#include "tarsil/runtime/DispatchQueue.hpp"
+#include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/serial/detail/LivePorts.hpp"
+
+namespace tarsil {
+
+using detail::LineSettings;
+using detail::ModemLines;
+using detail::OpenLine;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// The most that one read takes.
+constexpr std::size_t longestChunk = 1024;
+
+bool isAscii(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+}  // namespace
+
+ORSSerialPort::Implementation::Implementation(ORSSerialPort& port, Device device)
+    : port_(port),
+      device_(std::move(device)),
+      path_(device_->calloutPath.value_or("")),
+      name_(device_->terminalName.value_or("")) {}
+
+ORSSerialPort::Implementation::~Implementation() {
+  detail::LivePorts::shared().remove(&port_);
+}
+
+ORSSerialPortDelegateRef ORSSerialPort::Implementation::delegate() const {
+  const std::lock_guard lock(mutex_);
+  return delegate_;
+}
+
+void ORSSerialPort::Implementation::setDelegate(ORSSerialPortDelegateRef delegate) {
+  {
+    const std::lock_guard lock(mutex_);
+    delegate_ = std::move(delegate);
+  }
+  port_.announce("delegate");
+}
+
+ORSSerialPort::Implementation::Line ORSSerialPort::Implementation::openLine() const {
+  const std::lock_guard lock(mutex_);
+  return line_;
+}
+
+void ORSSerialPort::Implementation::beginLine(const Line& line) {
+  {
+    const std::lock_guard lock(mutex_);
+    line_ = line;
+  }
+  port_.announce("isOpen");
+}
+
+void ORSSerialPort::Implementation::endLine() {
+  {
+    const std::lock_guard lock(mutex_);
+    line_ = nullptr;
+    readPollSource_ = nullptr;
+    closeRequested_ = false;
+  }
+  port_.announce("isOpen");
+}
+
+std::shared_ptr<ORSSerialPort> ORSSerialPort::Implementation::letGo() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(keptUntilClosed_, nullptr);
+}
+
+// Opening
+
+void ORSSerialPort::Implementation::open() {
+  if (isOpen()) return;
+  const auto kept = port_.shared_from_this();
+  const Line line = openTerminal();
+  if (!line) return;
+  report(line->clearStatusFlags());
+  beginLine(line);
+  report(line->saveAttributes());
+  applySettings();
+  updateModemLines();
+  tell(Selector::serialPortWasOpened, Delivery::queued,
+       [](ORSSerialPortDelegate& delegate, ORSSerialPort& port) { delegate.serialPortWasOpened(port); });
+  startReading(line);
+  startPolling(line);
+}
+
+ORSSerialPort::Implementation::Line ORSSerialPort::Implementation::openTerminal() {
+  // Paths go to the system in ASCII; others have no such form.
+  if (!isAscii(path_)) {
+    report(EILSEQ);
+    return nullptr;
+  }
+  const int descriptor = device_->terminal->open(path_);
+  if (descriptor > 0) return std::make_shared<OpenLine>(device_->terminal, descriptor);
+  if (descriptor < 0) {
+    report(errno);
+    return nullptr;
+  }
+  // Descriptor 0 stands for a closed port. It comes to a process that has closed its standard input.
+  device_->terminal->close(descriptor);
+  report(EBADF);
+  return nullptr;
+}
+
+void ORSSerialPort::Implementation::startReading(const Line& line) {
+  // The handlers must not keep the port alive, and whoever drops an open port still gets its line closed.
+  const auto source = DispatchSource::read(line->descriptor(), DispatchQueue::global());
+  source->setEventHandler([weak = port_.weak_from_this(), line] {
+    if (const auto port = weak.lock()) port->implementation_->readAvailable(line);
+  });
+  source->setCancelHandler([weak = port_.weak_from_this(), line] {
+    if (const auto port = weak.lock()) return port->implementation_->reallyClosePort(line);
+    line->restoreAttributes();
+    line->close();
+  });
+  bool closeAtOnce = false;
+  {
+    const std::lock_guard lock(mutex_);
+    readPollSource_ = source;
+    closeAtOnce = closeRequested_;
+  }
+  source->resume();
+  if (closeAtOnce) source->cancel();
+}
+
+void ORSSerialPort::Implementation::startPolling(const Line& line) {
+  const auto timer = DispatchSource::timer(0ms, 10ms, 5ms, DispatchQueue::global());
+  timer->setEventHandler([weak = port_.weak_from_this(), line, weakTimer = std::weak_ptr(timer)] {
+    if (const auto port = weak.lock()) port->implementation_->pollModemLines(line, weakTimer);
+  });
+  setPinPollTimer(timer);
+  timer->resume();
+}
+
+void ORSSerialPort::Implementation::setPinPollTimer(std::shared_ptr<DispatchSource> timer) {
+  {
+    const std::lock_guard lock(mutex_);
+    pinPollTimer_.swap(timer);
+  }
+  if (timer) timer->cancel();
+}
+
+// Settings
+
+void ORSSerialPort::Implementation::setAllowsNonStandardBaudRates(bool allowed) {
+  if (exchange(settings_, &LineSettings::allowsNonStandardBaudRates, allowed))
+    port_.announce("allowsNonStandardBaudRates");
+}
+
+void ORSSerialPort::Implementation::setFlowControl(std::string_view key, bool LineSettings::*member,
+                                                   bool uses) {
+  if (setting(member) == uses) return;
+  const auto kept = port_.shared_from_this();
+  const bool wasOpen = isOpen();
+  close();
+  exchange(settings_, member, uses);
+  applySettings();
+  // Closing ends later, so as a rule the port is still open here and this does nothing. The order is the
+  // interface's.
+  if (wasOpen) open();
+  port_.announce(key);
+}
+
+void ORSSerialPort::Implementation::applySettings() {
+  const Line line = openLine();
+  if (!line) return;
+  LineSettings settings;
+  {
+    const std::lock_guard lock(mutex_);
+    settings = settings_;
+  }
+  TerminalAttributes current;
+  if (const int error = line->getAttributes(current)) return report(error);
+  const TerminalAttributes wanted = attributesFor(settings, current);
+  int error = line->setAttributes(wanted);
+  if (error != 0 && settings.allowsNonStandardBaudRates) error = line->setSpecialSpeed(wanted);
+  report(error);
+}
+
+// Modem lines
+
+bool ORSSerialPort::Implementation::modemLine(bool ModemLines::*line) const {
+  const std::lock_guard lock(mutex_);
+  return modemLines_.*line;
+}
+
+void ORSSerialPort::Implementation::setOutputLine(std::string_view key, bool ModemLines::*line, bool set) {
+  if (!exchange(modemLines_, line, set)) return;
+  const auto kept = port_.shared_from_this();
+  updateModemLines();
+  port_.announce(key);
+}
+
+void ORSSerialPort::Implementation::updateModemLines() {
+  const Line line = openLine();
+  if (!line) return;
+  int bits = 0;
+  if (const int error = line->getModemLines(bits)) return report(error);
+  bits &= ~(TIOCM_RTS | TIOCM_DTR);
+  if (modemLine(&ModemLines::RTS)) bits |= TIOCM_RTS;
+  if (modemLine(&ModemLines::DTR)) bits |= TIOCM_DTR;
+  report(line->setModemLines(bits));
+}
+
+void ORSSerialPort::Implementation::pollModemLines(const Line& line,
+                                                   const std::weak_ptr<DispatchSource>& timer) {
+  const auto cancelTimer = [timer] {
+    if (const auto source = timer.lock()) source->cancel();
+  };
+  if (openLine() != line) return DispatchQueue::global().async(cancelTimer);
+
+  int bits = 0;
+  if (const int error = line->getModemLines(bits)) {
+    if (error != ENXIO) return report(error);
+    report(error, Delivery::waited);
+    cleanupAfterSystemRemoval();
+    // Closing cancels this timer too, but maybe only after its next beat, which would report the device
+    // again.
+    return cancelTimer();
+  }
+  setInputLine("CTS", &ModemLines::CTS, (bits & TIOCM_CTS) != 0);
+  setInputLine("DSR", &ModemLines::DSR, (bits & TIOCM_DSR) != 0);
+  setInputLine("DCD", &ModemLines::DCD, (bits & TIOCM_CD) != 0);
+}
+
+void ORSSerialPort::Implementation::setInputLine(std::string_view key, bool ModemLines::*line, bool set) {
+  if (modemLine(line) == set) return;
+  DispatchQueue::main().sync([&] {
+    if (exchange(modemLines_, line, set)) port_.announce(key);
+  });
+}
+
+// Sending and receiving
+
+bool ORSSerialPort::Implementation::sendData(ByteView data) {
+  const Line line = openLine();
+  if (!line) return false;
+  while (!data.empty()) {
+    const ssize_t count = line->write(data);
+    if (count < 0) {
+      report(static_cast<int>(-count));
+      return false;
+    }
+    data = data.subspan(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+void ORSSerialPort::Implementation::readAvailable(const Line& line) {
+  if (openLine() != line) return;
+  std::array<std::uint8_t, longestChunk> buffer;
+  // A read that fails or finds nothing is no news: polling the modem lines tells when the device is gone.
+  const ssize_t count = line->read(buffer.data(), buffer.size());
+  if (count > 0) received(Bytes(buffer.begin(), buffer.begin() + count));
+}
+
+void ORSSerialPort::Implementation::received(Bytes chunk) {
+  tell(Selector::serialPortDidReceiveData, Delivery::queued,
+       [data = std::move(chunk)](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
+         delegate.serialPortDidReceiveData(port, data);
+       });
+}
+
+// Closing
+
+void ORSSerialPort::Implementation::close() {
+  std::shared_ptr<DispatchSource> source;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!line_ || closeRequested_) return;
+    closeRequested_ = true;
+    keptUntilClosed_ = port_.shared_from_this();
+    source = readPollSource_;
+  }
+  // There is none yet when an error or an observer made the client close within `open`, which then does it.
+  if (source) source->cancel();
+}
+
+void ORSSerialPort::Implementation::reallyClosePort(const Line& line) {
+  const auto kept = letGo();
+  setPinPollTimer(nullptr);
+  for (const int error : line->restoreAttributes()) report(error);
+  // The port then stays "open" with a dead line, and every call on it reports that.
+  if (const int error = line->close()) return report(error);
+  endLine();
+  tell(Selector::serialPortWasClosed, Delivery::waited,
+       [](ORSSerialPortDelegate& delegate, ORSSerialPort& port) { delegate.serialPortWasClosed(port); });
+}
+
+void ORSSerialPort::Implementation::cleanupAfterSystemRemoval() {
+  const auto kept = port_.shared_from_this();
+  tell(Selector::serialPortWasRemovedFromSystem, Delivery::waited,
+       [](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
+         delegate.serialPortWasRemovedFromSystem(port);
+       });
+  close();
+}
+
+void ORSSerialPort::Implementation::cleanupBeforeExit() {
+  const Line line = openLine();
+  // Elsewhere the delegate would have to be waited for, and nobody may be left to run the main loop.
+  if (RunLoop::isMainThread()) cleanupAfterSystemRemoval();
+  // The process may end before a worker thread comes to it. The descriptor itself ends with the process.
+  if (line) line->restoreAttributes();
+}
+
+// Telling the delegate
+
+void ORSSerialPort::Implementation::tell(Selector selector, Delivery delivery, DelegateCall call) {
+  if (!delegate().respondingTo(selector)) return;
+  // Asked again when its turn has come: the delegate may be another one by then, or gone.
+  Work work = [port = port_.shared_from_this(), selector, call = std::move(call)] {
+    const auto delegate = port->delegate().respondingTo(selector);
+    if (delegate) call(*delegate, *port);
+  };
+  if (delivery == Delivery::waited) return DispatchQueue::main().sync(work);
+  DispatchQueue::main().async(std::move(work));
+}
+
+void ORSSerialPort::Implementation::report(int errorNumber, Delivery delivery) {
+  if (errorNumber == 0 || errorNumber == OpenLine::closedMeanwhile) return;
+  // On the main thread `waited` calls the delegate at once.
+  if (RunLoop::isMainThread()) delivery = Delivery::waited;
+  tell(Selector::serialPortDidEncounterError, delivery,
+       [error = Error::posix(errorNumber, path_)](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
+         delegate.serialPortDidEncounterError(port, error);
+       });
+}
+
+}  // namespace tarsil

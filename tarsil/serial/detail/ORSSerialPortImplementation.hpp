@@ -1,0 +1,120 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "tarsil/runtime/DispatchSource.hpp"
+#include "tarsil/serial/ORSSerialPort.hpp"
+#include "tarsil/serial/detail/LineSettings.hpp"
+#include "tarsil/serial/detail/ModemLines.hpp"
+#include "tarsil/serial/detail/OpenLine.hpp"
+
+namespace tarsil {
+
+/// What a port is made of, and how its line lives: opened, polled, read and closed. Its mutex guards plain
+/// values only and is never held while a terminal, a delegate or an observer is called. Functions that go on
+/// after such a call keep the port alive, because the client may drop it in there.
+class ORSSerialPort::Implementation {
+ public:
+  Implementation(ORSSerialPort& port, Device device);
+  /// Drops the sources, which cancels them; the read source's cancel handler then closes the line.
+  ~Implementation();
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+
+  const Device& device() const { return device_; }
+  const std::string& path() const { return path_; }
+  const std::string& name() const { return name_; }
+
+  ORSSerialPortDelegateRef delegate() const;
+  void setDelegate(ORSSerialPortDelegateRef delegate);
+
+  void open();
+  void close();
+  bool isOpen() const { return openLine() != nullptr; }
+  bool sendData(ByteView data);
+  void cleanupAfterSystemRemoval();
+  void cleanupBeforeExit();
+
+  template <class Value>
+  Value setting(Value detail::LineSettings::*member) const {
+    const std::lock_guard lock(mutex_);
+    return settings_.*member;
+  }
+  /// Stores, applies and announces a value that is another one.
+  template <class Value>
+  void set(std::string_view key, Value detail::LineSettings::*member, Value value) {
+    if (!exchange(settings_, member, value)) return;
+    const auto kept = port_.shared_from_this();
+    applySettings();
+    port_.announce(key);
+  }
+  void setAllowsNonStandardBaudRates(bool allowed);
+  void setFlowControl(std::string_view key, bool detail::LineSettings::*member, bool uses);
+
+  bool modemLine(bool detail::ModemLines::*line) const;
+  void setOutputLine(std::string_view key, bool detail::ModemLines::*line, bool set);
+
+ private:
+  using Line = std::shared_ptr<detail::OpenLine>;
+  using Selector = ORSSerialPortDelegate::Selector;
+  using DelegateCall = std::function<void(ORSSerialPortDelegate&, ORSSerialPort&)>;
+  enum class Delivery { queued, waited };
+
+  /// Null while the port is closed.
+  Line openLine() const;
+  /// Opens the descriptor; null when that failed, which is then reported.
+  Line openTerminal();
+  void beginLine(const Line& line);
+  void endLine();
+  void startReading(const Line& line);
+  void startPolling(const Line& line);
+  void setPinPollTimer(std::shared_ptr<DispatchSource> timer);
+
+  void applySettings();
+  void updateModemLines();
+
+  // The handlers of the sources, on worker threads.
+  void readAvailable(const Line& line);
+  void received(Bytes chunk);
+  void pollModemLines(const Line& line, const std::weak_ptr<DispatchSource>& timer);
+  void setInputLine(std::string_view key, bool detail::ModemLines::*line, bool set);
+  void reallyClosePort(const Line& line);
+  /// Ends what `close` began to keep; hands over the reference.
+  std::shared_ptr<ORSSerialPort> letGo();
+
+  /// Calls the delegate on the main thread, if it answers the selector.
+  void tell(Selector selector, Delivery delivery, DelegateCall call);
+  void report(int errorNumber, Delivery delivery = Delivery::queued);
+
+  /// True when the value was another one.
+  template <class Values, class Value>
+  bool exchange(Values& values, Value Values::*member, Value value) {
+    const std::lock_guard lock(mutex_);
+    if (values.*member == value) return false;
+    values.*member = value;
+    return true;
+  }
+
+  ORSSerialPort& port_;
+  const Device device_;
+  const std::string path_;
+  const std::string name_;
+
+  mutable std::mutex mutex_;
+  ORSSerialPortDelegateRef delegate_;
+  detail::LineSettings settings_;
+  detail::ModemLines modemLines_;
+  Line line_;
+  std::shared_ptr<DispatchSource> readPollSource_;
+  std::shared_ptr<DispatchSource> pinPollTimer_;
+  bool closeRequested_ = false;
+  /// The port itself from `close` until it is closed: a client that lets go of it meanwhile still hears of
+  /// the end.
+  std::shared_ptr<ORSSerialPort> keptUntilClosed_;
+};
+
+}  // namespace tarsil

@@ -1,0 +1,101 @@
+#include "tarsil/serial/detail/OpenLine.hpp"
+
+#include <utility>
+
+namespace tarsil::detail {
+
+OpenLine::OpenLine(std::shared_ptr<Terminal> terminal, int descriptor)
+    : terminal_(std::move(terminal)), descriptor_(descriptor) {}
+
+OpenLine::~OpenLine() {
+  restoreAttributes();
+  close();
+}
+
+template <class Call>
+ssize_t OpenLine::use(Call call) {
+  const std::shared_lock lock(inUse_);
+  if (ended_) return -*ended_;
+  const ssize_t answer = call();
+  if (answer >= 0) return answer;
+  const int error = errno;
+  if (error == ENXIO) vanished_ = true;
+  return -error;
+}
+
+int OpenLine::clearStatusFlags() {
+  return static_cast<int>(-use([&] { return terminal_->clearStatusFlags(descriptor_); }));
+}
+
+int OpenLine::saveAttributes() {
+  TerminalAttributes attributes;
+  const int error = getAttributes(attributes);
+  if (error == 0) saved_ = attributes;
+  return error;
+}
+
+int OpenLine::getAttributes(TerminalAttributes& attributes) {
+  return static_cast<int>(-use([&] { return terminal_->getAttributes(descriptor_, attributes); }));
+}
+
+int OpenLine::setAttributes(const TerminalAttributes& attributes) {
+  return static_cast<int>(
+      -use([&] { return terminal_->setAttributes(descriptor_, Terminal::Apply::now, attributes); }));
+}
+
+int OpenLine::setSpecialSpeed(const TerminalAttributes& attributes) {
+  return static_cast<int>(-use([&] { return terminal_->setSpecialSpeed(descriptor_, attributes); }));
+}
+
+int OpenLine::getModemLines(int& lines) {
+  return static_cast<int>(-use([&] { return terminal_->getModemLines(descriptor_, lines); }));
+}
+
+int OpenLine::setModemLines(int lines) {
+  return static_cast<int>(-use([&] { return terminal_->setModemLines(descriptor_, lines); }));
+}
+
+ssize_t OpenLine::read(void* buffer, std::size_t size) {
+  return use([&] { return terminal_->read(descriptor_, buffer, size); });
+}
+
+ssize_t OpenLine::write(ByteView bytes) {
+  return use([&] { return terminal_->write(descriptor_, bytes.data(), bytes.size()); });
+}
+
+std::vector<int> OpenLine::restoreAttributes() {
+  std::vector<int> failures;
+  std::call_once(restored_, [&] {
+    // A device that is gone has no attributes.
+    if (vanished_) return;
+    if (const int error = switchFlowControlOff()) failures.push_back(error);
+    if (vanished_) return;
+    if (const int error = putSavedAttributesBack()) failures.push_back(error);
+  });
+  return failures;
+}
+
+int OpenLine::switchFlowControlOff() {
+  TerminalAttributes attributes;
+  if (const int error = getAttributes(attributes)) return error;
+  attributes.rtsCtsFlowControl = false;
+  attributes.dtrDsrFlowControl = false;
+  attributes.dcdOutputFlowControl = false;
+  return setAttributes(attributes);
+}
+
+int OpenLine::putSavedAttributesBack() {
+  if (!saved_) return 0;
+  return static_cast<int>(-use(
+      [&] { return terminal_->setAttributes(descriptor_, Terminal::Apply::afterOutputDrains, *saved_); }));
+}
+
+int OpenLine::close() {
+  const std::unique_lock lock(inUse_);
+  if (ended_) return 0;
+  const int error = terminal_->close(descriptor_) < 0 ? errno : 0;
+  ended_ = error == 0 ? closedMeanwhile : EBADF;
+  return error;
+}
+
+}  // namespace tarsil::detail

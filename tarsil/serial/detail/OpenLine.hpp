@@ -1,0 +1,75 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
+#include <vector>
+
+#include "tarsil/platform/Terminal.hpp"
+#include "tarsil/support/bytes.hpp"
+
+namespace tarsil::detail {
+
+/// One opening of a terminal, from its descriptor to the descriptor's end. The port and its handlers share
+/// it, so that the terminal gets its attributes back and is closed exactly once, whoever goes last.
+///
+/// Any thread. The descriptor is closed only while no other call is on its way: a number that the system gave
+/// to another file meanwhile never gets this line's bytes. Calls answer 0 or the error number; `read` and
+/// `write` answer a count or the negative error number.
+class OpenLine {
+ public:
+  /// What calls answer once the line was closed in good order. Whoever lost the race against closing has
+  /// nothing to report.
+  static constexpr int closedMeanwhile = ESHUTDOWN;
+
+  OpenLine(std::shared_ptr<Terminal> terminal, int descriptor);
+  /// Restores and closes, unless that was done.
+  ~OpenLine();
+  OpenLine(const OpenLine&) = delete;
+  OpenLine& operator=(const OpenLine&) = delete;
+
+  int descriptor() const { return descriptor_; }
+
+  int clearStatusFlags();
+  /// Keeps the attributes of this moment, to be restored at the end.
+  int saveAttributes();
+  int getAttributes(TerminalAttributes& attributes);
+  int setAttributes(const TerminalAttributes& attributes);
+  int setSpecialSpeed(const TerminalAttributes& attributes);
+  int getModemLines(int& lines);
+  int setModemLines(int lines);
+  ssize_t read(void* buffer, std::size_t size);
+  ssize_t write(ByteView bytes);
+
+  /// Switches flow control off, so that waiting output goes out, waits for it, and puts the saved attributes
+  /// back. Answers what failed. The first call does it; another one waits for it and answers nothing.
+  std::vector<int> restoreAttributes();
+  /// Closes the descriptor when no call uses it any more. It is gone even when that fails. The first call
+  /// does it.
+  int close();
+
+ private:
+  template <class Call>
+  ssize_t use(Call call);
+  int switchFlowControlOff();
+  int putSavedAttributesBack();
+
+  const std::shared_ptr<Terminal> terminal_;
+  const int descriptor_;
+  std::optional<TerminalAttributes> saved_;
+  std::once_flag restored_;
+  /// A call said that there is no such device any more.
+  std::atomic<bool> vanished_ = false;
+  /// Shared by the calls that use the descriptor; guards `ended_`.
+  std::shared_mutex inUse_;
+  /// What calls answer once the descriptor is gone.
+  std::optional<int> ended_;
+};
+
+}  // namespace tarsil::detail
