@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "tarsil/runtime/DispatchQueue.hpp"
+#include "tarsil/runtime/DispatchSource.hpp"
+#include "tarsil/serial/ORSSerialRequest.hpp"
+#include "tarsil/serial/detail/PacketMatcher.hpp"
+#include "tarsil/support/bytes.hpp"
+
+namespace tarsil::detail {
+
+/// A port's requests: one is pending (sent, waiting for its response or its time-out), the others wait. All
+/// work is done on the port's own serial queue.
+class RequestQueue : public std::enable_shared_from_this<RequestQueue> {
+ public:
+  using Request = std::shared_ptr<ORSSerialRequest>;
+
+  /// What the requests need of their port. Called on the port's own queue.
+  class Port {
+   public:
+    virtual ~Port() = default;
+    virtual bool write(ByteView data) = 0;
+    virtual void receivedResponse(Bytes response, const Request& toRequest) = 0;
+    /// Tells on the main thread that the request timed out, and does `afterwards` there when the call has
+    /// returned. False, with nothing done, when nobody wants to know.
+    virtual bool requestDidTimeout(const Request& request, Work afterwards) = 0;
+    /// An observable property has another value.
+    virtual void changed(std::string_view key) = 0;
+  };
+
+  RequestQueue(DispatchQueue queue, std::unique_ptr<Port> port);
+  ~RequestQueue();
+  RequestQueue(const RequestQueue&) = delete;
+  RequestQueue& operator=(const RequestQueue&) = delete;
+
+  /// Sends the request, or lets it wait behind the pending one; false when writing failed. Waits for the
+  /// queue. Any other thread.
+  bool send(const Request& request);
+  /// Takes the waiting request off the list, once; the pending one is left alone. Any thread; done later.
+  void cancel(const Request& request);
+  /// Empties the list of waiting requests. Any thread; done later.
+  void cancelAll();
+  /// Forgets the waiting requests and the pending one, but not its time-out. Any thread; done later.
+  void forgetAll();
+  /// Hands a received byte to the pending request. On the queue only.
+  void append(std::uint8_t byte);
+
+  /// Any thread; never waits for the line.
+  std::vector<Request> waiting() const;
+  Request pending() const;
+
+ private:
+  enum class Sent { failed, awaitingResponse, complete };
+
+  bool sendOrWait(const Request& request);
+  Sent transmit(const Request& request);
+  void goOn();
+  void startTimeout(double seconds);
+  void timedOut();
+  void setTimeoutTimer(std::shared_ptr<DispatchSource> timer);
+
+  void setPending(Request request);
+  template <class Change>
+  void changeWaiting(Change change);
+  Request takeFirstWaiting();
+
+  DispatchQueue queue_;
+  std::unique_ptr<Port> port_;
+  std::unique_ptr<PacketMatcher> response_;
+  std::shared_ptr<DispatchSource> timeoutTimer_;
+  // Changed on the queue only, so that only others need the lock to look.
+  mutable std::mutex mutex_;
+  std::deque<Request> waiting_;
+  Request pending_;
+};
+
+}  // namespace tarsil::detail

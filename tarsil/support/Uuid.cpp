@@ -1,0 +1,34 @@
+#include "tarsil/support/Uuid.hpp"
+
+#include <functional>
+#include <random>
+#include <string_view>
+
+namespace tarsil {
+
+Uuid Uuid::random() {
+  std::random_device source;
+  std::array<std::uint8_t, 16> bytes{};
+  for (auto& byte : bytes) byte = static_cast<std::uint8_t>(source() & 0xFFU);
+  // The version and the variant have places of their own.
+  bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0FU) | 0x40U);
+  bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3FU) | 0x80U);
+  return Uuid(bytes);
+}
+
+std::string Uuid::string() const {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string text;
+  for (std::size_t i = 0; i < bytes_.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+    text += digits[bytes_[i] >> 4U];
+    text += digits[bytes_[i] & 0x0FU];
+  }
+  return text;
+}
+
+std::size_t Uuid::hash() const {
+  return std::hash<std::string>{}(string());
+}
+
+}  // namespace tarsil
