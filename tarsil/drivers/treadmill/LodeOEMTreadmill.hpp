@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tarsil/drivers/SerialDriver.hpp"
+#include "tarsil/drivers/treadmill/LodeOEMCrc.hpp"
+#include "tarsil/drivers/treadmill/ReplyEntries.hpp"
+
+namespace tarsil {
+
+/// Drives the OEM variant of the Lode treadmill, 19200 baud. A frame is AC 01, command, payload, CRC low
+/// byte, CRC high byte.
+///
+/// Loads go out in km/h and percent, and are reported as the treadmill sends them, in tenths of km/h. What
+/// the treadmill sent is never forgotten, and a reply is read from fixed positions of it: the first reply is
+/// the one that is reported, each time that more bytes pass the check. Replies are read only when the port
+/// delivers them byte by byte.
+class LodeOEMTreadmill final : public SerialDriver {
+ public:
+  using SerialDriver::SerialDriver;
+
+  /// Everything that was received, one entry a chunk: upper-case hexadecimal text.
+  ReplyEntries<LodeOEMCrc, 12> result;
+
+  void startDeivce() override;
+  void stopStressDevice() override;
+  /// Speed in km/h, sent in tenths without fraction, and grade in percent, sent without fraction. A value
+  /// that is no 64-bit integer then, or one beyond 16 bits, stops the process. Values are not padded: one
+  /// that has not two hexadecimal digits shifts the rest of the frame by half a byte.
+  void setLoad(float kmph_or_power, float grade) override;
+  void requestLoad() override;
+  /// The answer is the next load reply, which is then not reported as a load.
+  void deviceState() override;
+
+  void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
+
+ private:
+  void sendCommand(std::string_view code, std::string_view payload) const;
+  void processReply(std::string chunk);
+};
+
+}  // namespace tarsil
