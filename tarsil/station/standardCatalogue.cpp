@@ -9,6 +9,10 @@
 #include "tarsil/drivers/ergometer/ErgometricsP3.hpp"
 #include "tarsil/drivers/ergometer/ErgosanaP10.hpp"
 #include "tarsil/drivers/ergometer/LodeErgometer38K4.hpp"
+#include "tarsil/drivers/treadmill/LodeOEMTreadmill.hpp"
+#include "tarsil/drivers/treadmill/LodeTreadmill.hpp"
+#include "tarsil/drivers/treadmill/TM_400V2.hpp"
+#include "tarsil/drivers/treadmill/TrackMaster.hpp"
 #include "tarsil/drivers/vitals/BPDevice.hpp"
 #include "tarsil/drivers/vitals/MEDXINGPort.hpp"
 
@@ -46,7 +50,16 @@ DeviceModel<ExerciseDeviceSettings> exerciseDevice(Kind kind, Model model) {
 
 DeviceCatalogue standardCatalogue() {
   return {
-      .treadmills = {},
+      .treadmills =
+          {
+              exerciseDevice<TM_400V2>(treadmill,
+                                       {.name = "TM-400V2", .baud = 4800, .builtIn = 0, .canStopBP = false}),
+              exerciseDevice<LodeOEMTreadmill>(treadmill,
+                                               {.name = "LodeOEMTreadmill", .baud = 19200, .builtIn = 0}),
+              exerciseDevice<LodeTreadmill>(treadmill,
+                                            {.name = "LodeTreadmill", .baud = 38400, .builtIn = 3}),
+              exerciseDevice<TrackMaster>(treadmill, {.name = "TrackMaster", .baud = 4800, .builtIn = 0}),
+          },
       .ergometers =
           {
               exerciseDevice<KivBicycle>(ergometer, {.name = "KivBicycle", .baud = 38400, .builtIn = 0}),
