@@ -36,8 +36,8 @@ class Terminal {
 
   virtual int getAttributes(int descriptor, TerminalAttributes& attributes) = 0;
   /// Applies all that the system can do, then fails with EINVAL when the driver did not take a setting, and
-  /// with ENOTSUP when the system has no such flow control. A speed that is not one of the terminal layer's
-  /// own fails with EINVAL and applies nothing.
+  /// with ENOTSUP when the system has no such flow control. A speed that is neither one of the
+  /// terminal layer's own nor in force already fails with EINVAL and applies nothing.
   virtual int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) = 0;
   /// The driver's special request for a speed that the terminal layer rejects. It gets the whole settings,
   /// because some systems set speed and modes in one call only.
