@@ -36,8 +36,8 @@ class SerialDeviceRegistry {
   /// The registry that ports are looked up in: the system's devices, then the virtual ones of
   /// `VirtualDeviceRegistry::shared()`, unless a program put another one in its place.
   static std::shared_ptr<SerialDeviceRegistry> shared();
-  /// Puts another registry in its place (null: the default) and hands back the old one. Call it before the
-  /// first use of `ORSSerialPortManager`, while no other thread runs library code.
+  /// Puts another registry in its place (null: the default) and hands back the old one (null: the default).
+  /// Call it before the first use of `ORSSerialPortManager`, while no other thread runs library code.
   static std::shared_ptr<SerialDeviceRegistry> exchangeShared(std::shared_ptr<SerialDeviceRegistry> registry);
 };
 

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "tarsil/platform/SerialDeviceRegistry.hpp"
+#include "tarsil/platform/linux/KnownDevices.hpp"
+#include "tarsil/platform/linux/udevHandles.hpp"
+#include "tarsil/runtime/detail/Reactor.hpp"
+#include "tarsil/runtime/detail/Watcher.hpp"
+
+namespace tarsil {
+
+/// One watcher's ear on the system's news, on the run loop of the thread that made it. News come from the
+/// udev daemon, when it has prepared the device, or straight from the kernel where no daemon runs.
+class UdevWatch final : public detail::Watcher, public std::enable_shared_from_this<UdevWatch> {
+ public:
+  /// Null where the system gives no news (a container without the right to listen).
+  static std::shared_ptr<UdevWatch> begin(SerialDeviceRegistry::Watcher watcher);
+
+  UdevWatch(UdevContext context, UdevMonitor monitor, SerialDeviceRegistry::Watcher watcher);
+
+  void ready() override;
+  void end();
+
+ private:
+  void listenOn();
+  void takeNews();
+  void heed(udev_device* terminal);
+  void tell(const KnownDevices::News& news) const;
+
+  const UdevContext context_;
+  const UdevMonitor monitor_;
+  const int descriptor_;
+  const SerialDeviceRegistry::Watcher watcher_;
+  const std::shared_ptr<detail::Reactor> loop_;
+  std::optional<detail::Reactor::WatchId> watch_;
+  bool ended_ = false;
+  KnownDevices known_;
+};
+
+}  // namespace tarsil

@@ -1,0 +1,99 @@
+#include "tarsil/platform/linux/udevScan.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tarsil/platform/detail/serialDeviceAt.hpp"
+#include "tarsil/platform/linux/naturalOrder.hpp"
+#include "tarsil/platform/linux/udevHandles.hpp"
+
+namespace tarsil {
+namespace {
+
+std::string attribute(udev_device* device, const char* name) {
+  const char* value = udev_device_get_sysattr_value(device, name);
+  return value != nullptr ? value : "";
+}
+
+// Virtual consoles and pseudo-terminals hang on no device. The kernel also makes terminals for UARTs that may
+// be added some day; their type is 0, and opening one to see would succeed.
+bool isSerialPort(udev_device* terminal) {
+  return udev_device_get_devnode(terminal) != nullptr && udev_device_get_parent(terminal) != nullptr &&
+         attribute(terminal, "type") != "0";
+}
+
+std::optional<UsbIdentity> usbIdentityOf(udev_device* terminal) {
+  udev_device* adapter = udev_device_get_parent_with_subsystem_devtype(terminal, "usb", "usb_device");
+  if (adapter == nullptr) return std::nullopt;
+  return UsbIdentity{.vendorId = attribute(adapter, "idVendor"),
+                     .productId = attribute(adapter, "idProduct"),
+                     .serialNumber = attribute(adapter, "serial"),
+                     .manufacturer = attribute(adapter, "manufacturer"),
+                     .product = attribute(adapter, "product")};
+}
+
+std::optional<std::string> linkThatUdevMade(udev_device* terminal, std::string_view folder) {
+  udev_list_entry* link = nullptr;
+  udev_list_entry_foreach(link, udev_device_get_devlinks_list_entry(terminal)) {
+    const std::string_view path = udev_list_entry_get_name(link);
+    if (path.starts_with(folder)) return std::string(path);
+  }
+  return std::nullopt;
+}
+
+// Without the daemon's database, links may still stand in /dev: in a container that shares its host's.
+std::optional<std::string> linkInFolder(const std::filesystem::path& folder, const std::string& target) {
+  namespace fs = std::filesystem;
+  std::error_code ended;
+  for (fs::directory_iterator link(folder, ended); !ended && link != fs::directory_iterator();
+       link.increment(ended)) {
+    std::error_code dangling;
+    if (fs::equivalent(link->path(), target, dangling)) return link->path().string();
+  }
+  return std::nullopt;
+}
+
+// Adapters without a serial number of their own share one name by identity, so that it could lead to another
+// machine after a restart; these go by the socket that they are plugged into.
+std::optional<std::string> stablePathOf(udev_device* terminal, const SerialDevice& device) {
+  const bool isUnique = device.usb && !device.usb->serialNumber.empty();
+  const std::string folder = isUnique ? "/dev/serial/by-id/" : "/dev/serial/by-path/";
+  if (auto link = linkThatUdevMade(terminal, folder)) return link;
+  return linkInFolder(folder, *device.calloutPath);
+}
+
+}  // namespace
+
+std::optional<FoundDevice> serialPortOf(udev_device* terminal) {
+  if (!isSerialPort(terminal)) return std::nullopt;
+  SerialDevice device =
+      detail::serialDeviceAt(udev_device_get_devnode(terminal), udev_device_get_sysname(terminal));
+  device.usb = usbIdentityOf(terminal);
+  device.stablePath = stablePathOf(terminal, device);
+  return FoundDevice{udev_device_get_syspath(terminal), std::make_shared<SerialDevice>(std::move(device))};
+}
+
+std::vector<FoundDevice> scanSerialPorts(udev* context) {
+  std::vector<FoundDevice> ports;
+  const UdevEnumeration enumeration(udev_enumerate_new(context));
+  if (!enumeration || udev_enumerate_add_match_subsystem(enumeration.get(), "tty") < 0 ||
+      udev_enumerate_scan_devices(enumeration.get()) < 0) {
+    return ports;
+  }
+  udev_list_entry* entry = nullptr;
+  udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get())) {
+    const UdevDevice terminal(udev_device_new_from_syspath(context, udev_list_entry_get_name(entry)));
+    // Null for one that vanished meanwhile.
+    if (!terminal) continue;
+    if (auto port = serialPortOf(terminal.get())) ports.push_back(*std::move(port));
+  }
+  std::sort(ports.begin(), ports.end(), [](const FoundDevice& left, const FoundDevice& right) {
+    return comesBefore(*left.device->terminalName, *right.device->terminalName);
+  });
+  return ports;
+}
+
+}  // namespace tarsil
