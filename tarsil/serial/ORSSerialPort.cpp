@@ -21,6 +21,7 @@ std::shared_ptr<ORSSerialPort> ORSSerialPort::serialPortWithDevice(const Device&
   if (!device) return nullptr;
   // A new object even when a live port stands for the same device: the two are equal, not one.
   auto port = std::make_shared<ORSSerialPort>(Key{}, device);
+  port->implementation_->beginPackets();
   detail::LivePorts::shared().add(port);
   return port;
 }

@@ -271,9 +271,10 @@ void ORSSerialPort::Implementation::readAvailable(const Line& line) {
 
 void ORSSerialPort::Implementation::received(Bytes chunk) {
   tell(Selector::serialPortDidReceiveData, Delivery::queued,
-       [data = std::move(chunk)](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
-         delegate.serialPortDidReceiveData(port, data);
+       [chunk](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
+         delegate.serialPortDidReceiveData(port, chunk);
        });
+  packets_->received(std::move(chunk));
 }
 
 // Closing
@@ -298,8 +299,11 @@ void ORSSerialPort::Implementation::reallyClosePort(const Line& line) {
   // The port then stays "open" with a dead line, and every call on it reports that.
   if (const int error = line->close()) return report(error);
   endLine();
+  if (!delegate().respondingTo(Selector::serialPortWasClosed)) return;
   tell(Selector::serialPortWasClosed, Delivery::waited,
        [](ORSSerialPortDelegate& delegate, ORSSerialPort& port) { delegate.serialPortWasClosed(port); });
+  // A client that does not hear of the end keeps its requests, for the next time that it opens the port.
+  packets_->forgetRequests();
 }
 
 void ORSSerialPort::Implementation::cleanupAfterSystemRemoval() {

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,7 @@
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/serial/detail/LineSettings.hpp"
 #include "tarsil/serial/detail/ModemLines.hpp"
+#include "tarsil/serial/detail/ORSSerialPortPackets.hpp"
 #include "tarsil/serial/detail/OpenLine.hpp"
 
 namespace tarsil {
@@ -19,6 +21,10 @@ namespace tarsil {
 /// after such a call keep the port alive, because the client may drop it in there.
 class ORSSerialPort::Implementation {
  public:
+  using Selector = ORSSerialPortDelegate::Selector;
+  using DelegateCall = std::function<void(ORSSerialPortDelegate&, ORSSerialPort&)>;
+  enum class Delivery { queued, waited };
+
   Implementation(ORSSerialPort& port, Device device);
   /// Drops the sources, which cancels them; the read source's cancel handler then closes the line.
   ~Implementation();
@@ -58,11 +64,15 @@ class ORSSerialPort::Implementation {
   bool modemLine(bool detail::ModemLines::*line) const;
   void setOutputLine(std::string_view key, bool detail::ModemLines::*line, bool set);
 
+  /// Once, when the port has its first owner: packets and requests refer to it weakly.
+  void beginPackets() { packets_.emplace(port_.weak_from_this()); }
+  Packets& packets() { return *packets_; }
+
+  /// Calls the delegate on the main thread, if it answers the selector.
+  void tell(Selector selector, Delivery delivery, DelegateCall call);
+
  private:
   using Line = std::shared_ptr<detail::OpenLine>;
-  using Selector = ORSSerialPortDelegate::Selector;
-  using DelegateCall = std::function<void(ORSSerialPortDelegate&, ORSSerialPort&)>;
-  enum class Delivery { queued, waited };
 
   /// Null while the port is closed.
   Line openLine() const;
@@ -86,8 +96,6 @@ class ORSSerialPort::Implementation {
   /// Ends what `close` began to keep; hands over the reference.
   std::shared_ptr<ORSSerialPort> letGo();
 
-  /// Calls the delegate on the main thread, if it answers the selector.
-  void tell(Selector selector, Delivery delivery, DelegateCall call);
   void report(int errorNumber, Delivery delivery = Delivery::queued);
 
   /// True when the value was another one.
@@ -115,6 +123,7 @@ class ORSSerialPort::Implementation {
   /// The port itself from `close` until it is closed: a client that lets go of it meanwhile still hears of
   /// the end.
   std::shared_ptr<ORSSerialPort> keptUntilClosed_;
+  std::optional<Packets> packets_;
 };
 
 }  // namespace tarsil
