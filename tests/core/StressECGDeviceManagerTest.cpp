@@ -1,0 +1,631 @@
+#include "tarsil/core/StressECGDeviceManager.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <map>
+
+#include "simulators/bluetooth/ScriptedCentral.hpp"
+#include "simulators/scripted/ScriptedTerminal.hpp"
+#include "simulators/scripted/scriptedDevice.hpp"
+#include "tarsil/platform/VirtualDeviceRegistry.hpp"
+#include "tarsil/runtime/VirtualTime.hpp"
+#include "tarsil/serial/ORSSerialPort.hpp"
+#include "tarsil/serial/ORSSerialPortManager.hpp"
+#include "tarsil/support/Error.hpp"
+#include "tests/helpers/PrintedLines.hpp"
+#include "tests/helpers/RecordingHost.hpp"
+
+namespace tarsil {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Names = StressECGDeviceManager::Names;
+
+std::vector<std::string> operations;
+
+/// Notes every operation and every binding of a port, in order, under its own name.
+class NotingDevice : public KivStressDevice {
+ public:
+  using KivStressDevice::KivStressDevice;
+
+  void setSerialPort(std::shared_ptr<ORSSerialPort> port) override {
+    note("bind " + (port ? port->name() : std::string("none")));
+    KivStressDevice::setSerialPort(std::move(port));
+  }
+  void setLoad(float kmph_or_power, float grade) override {
+    note("setLoad " + std::to_string(kmph_or_power) + " " + std::to_string(grade));
+  }
+  void requestLoad() override { note("requestLoad"); }
+  void startDeivce() override { note("startDeivce"); }
+  void stopStressDevice() override { note("stopStressDevice"); }
+  void startBP() override { note("startBP"); }
+  void breakBP() override { note("breakBP"); }
+  void requestBP() override { note("requestBP"); }
+  void clearBP() override { note("clearBP"); }
+  void startSpO2() override { note("startSpO2"); }
+  void stopSpO2() override { note("stopSpO2"); }
+  void requestSpO2() override { note("requestSpO2"); }
+  void deviceState() override { note("deviceState"); }
+
+ private:
+  void note(const std::string& operation) { operations.push_back(name.value_or("monitor") + ": " + operation); }
+};
+
+ExerciseDeviceSettings exercise(std::string name, std::int64_t baud) {
+  return {.Treadmill = 0,
+          .name = std::move(name),
+          .baud = baud,
+          .databits = 8,
+          .stopbits = 2,
+          .parity = 2,
+          .getWithBP_SpO2 = 0,
+          .setWithBP_SpO2 = 0,
+          .canStopBP = true,
+          .autoSend = true,
+          .actualLoad = true};
+}
+
+DeviceCatalogue notingCatalogue() {
+  return {
+      .treadmills = {modelOf<NotingDevice>(exercise("Belt", 4800)), modelOf<NotingDevice>(exercise("Twin", 4800)),
+                     modelOf<NotingDevice>(exercise("Twin", 9600))},
+      .ergometers = {modelOf<NotingDevice>(exercise("Bicycle", 38400))},
+      .oximeters = {modelOf<NotingDevice>(
+          SpO2DeviceSettings{.SpO2 = "Finger", .baud = 1200, .databits = 8, .stopbits = 1, .parity = 0})},
+      .bloodPressureMonitor = modelOf<NotingDevice>(
+          BPDeviceSettings{.BP = 9600, .databits = 8, .stopbits = 1, .parity = 0, .autoSend = true, .canStopBP = true}),
+  };
+}
+
+/// A manager with the devices above, and serial devices that come and go as the test says.
+class StressECGDeviceManagerTest : public testing::Test {
+ protected:
+  StressECGDeviceManagerTest() { operations.clear(); }
+
+  ~StressECGDeviceManagerTest() override {
+    for (const auto& [name, terminal] : terminals_) registry_->remove("/dev/" + name);
+    time_.settle();
+    SerialDeviceRegistry::exchangeShared(nullptr);
+  }
+
+  void plugIn(const std::string& name) {
+    terminals_[name] = std::make_shared<ScriptedTerminal>();
+    registry_->add(scriptedDevice(name, terminals_[name]));
+    time_.settle();
+  }
+
+  void unplug(const std::string& name) {
+    registry_->remove("/dev/" + name);
+    time_.settle();
+  }
+
+  ScriptedTerminal& terminal(const std::string& name) { return *terminals_.at(name); }
+
+  std::shared_ptr<ORSSerialPort> portNamed(const std::string& name) {
+    for (const auto& port : *manager_->ports) {
+      if (port->name() == name) return port;
+    }
+    return nullptr;
+  }
+
+  VirtualTime time_;
+  std::shared_ptr<VirtualDeviceRegistry> registry_ = [] {
+    auto registry = std::make_shared<VirtualDeviceRegistry>();
+    SerialDeviceRegistry::exchangeShared(registry);
+    return registry;
+  }();
+  std::map<std::string, std::shared_ptr<ScriptedTerminal>> terminals_;
+  std::shared_ptr<StressECGDeviceManager> manager_ = std::make_shared<StressECGDeviceManager>(notingCatalogue());
+  PrintedLines printed_;
+};
+
+TEST_F(StressECGDeviceManagerTest, StartsWithNothingChosen) {
+  EXPECT_FALSE(manager_->delegate);
+  EXPECT_EQ(manager_->ports, std::nullopt);
+  EXPECT_THAT(manager_->devices, IsEmpty());
+  EXPECT_EQ(manager_->devicePort, nullptr);
+  EXPECT_EQ(manager_->BPPort, nullptr);
+  EXPECT_EQ(manager_->SpO2Port, nullptr);
+  EXPECT_EQ(manager_->currentDevice, nullptr);
+  EXPECT_EQ(manager_->BPD, nullptr);
+  EXPECT_EQ(manager_->SpO2D, nullptr);
+  EXPECT_THAT(manager_->SpO2Devices, IsEmpty());
+  EXPECT_THAT(manager_->portNames, IsEmpty());
+  EXPECT_THAT(manager_->portNamesWithSpO2, IsEmpty());
+  EXPECT_FALSE(manager_->getPortsName);
+  EXPECT_FALSE(manager_->getPortsNameWithSpO2);
+  EXPECT_FALSE(manager_->deviceType);
+  EXPECT_FALSE(manager_->isTango);
+  EXPECT_EQ(manager_->timer, nullptr);
+  EXPECT_EQ(manager_->btManager, nullptr);
+  EXPECT_EQ(manager_->peripheral, nullptr);
+  EXPECT_EQ(manager_->SpO2service, nullptr);
+  EXPECT_EQ(manager_->serviceid, "FFB0");
+  EXPECT_EQ(manager_->characteristicid, "FFB2");
+  EXPECT_EQ(manager_->befoSpO2Value, "");
+  EXPECT_FALSE(manager_->isreceived);
+  EXPECT_FALSE(manager_->act->isValid());
+  EXPECT_FALSE(manager_->getPortIsSpO2);
+}
+
+TEST_F(StressECGDeviceManagerTest, NamesTheTwoKinds) {
+  EXPECT_THAT(manager_->getDeivceType(), ElementsAre("Treadmill", "Ergometer"));
+}
+
+TEST_F(StressECGDeviceManagerTest, BuildsTheDevicesOfAKindAnewEachTime) {
+  const auto treadmills = manager_->getDeviceByType("Treadmill");
+  ASSERT_TRUE(treadmills);
+  ASSERT_EQ(treadmills->size(), 3U);
+  EXPECT_EQ(treadmills->front()->name, "Belt");
+  EXPECT_EQ(manager_->devices, *treadmills);
+  EXPECT_NE(manager_->getDeviceByType("Treadmill")->front(), treadmills->front());
+
+  EXPECT_EQ(manager_->getDeviceByType("Ergometer")->size(), 1U);
+  EXPECT_EQ(manager_->devices.size(), 1U);
+}
+
+TEST_F(StressECGDeviceManagerTest, KnowsNoOtherKind) {
+  const auto devices = manager_->getDeviceByType("Treadmill");
+  EXPECT_EQ(manager_->getDeviceByType("ergometer"), std::nullopt);
+  EXPECT_EQ(manager_->getDeviceByType(""), std::nullopt);
+  EXPECT_EQ(manager_->devices, *devices);
+}
+
+TEST_F(StressECGDeviceManagerTest, KeepsTheChosenDeviceWhenTheListIsBuiltAnew) {
+  manager_->getDeviceByType("Treadmill");
+  const auto chosen = manager_->getSelected("Belt", PortType::device);
+  EXPECT_EQ(chosen, manager_->devices[0]);
+  EXPECT_EQ(chosen, manager_->currentDevice);
+  manager_->getDeviceByType("Treadmill");
+  EXPECT_EQ(manager_->currentDevice, chosen);
+  EXPECT_NE(manager_->getSelected("Belt", PortType::device), chosen);
+}
+
+TEST_F(StressECGDeviceManagerTest, ChoosesTheLastOfSeveralMatchesAndKeepsTheChoiceWhenNothingMatches) {
+  manager_->getDeviceByType("Treadmill");
+  const auto chosen = manager_->getSelected("Twin", PortType::device);
+  EXPECT_EQ(chosen, manager_->devices[2]);
+  EXPECT_EQ(manager_->getSelected("twin", PortType::device), chosen);
+  EXPECT_EQ(manager_->currentDevice, chosen);
+}
+
+TEST_F(StressECGDeviceManagerTest, DoesNotBuildTheExerciseListByItself) {
+  EXPECT_EQ(manager_->getSelected("Belt", PortType::device), nullptr);
+  EXPECT_THAT(manager_->devices, IsEmpty());
+}
+
+TEST_F(StressECGDeviceManagerTest, BuildsTheOximeterListWhenItChoosesFromIt) {
+  const auto chosen = manager_->getSelected("Finger", PortType::SpO2);
+  ASSERT_NE(chosen, nullptr);
+  EXPECT_EQ(manager_->SpO2D, chosen);
+  EXPECT_THAT(manager_->SpO2Devices, ElementsAre(chosen));
+  EXPECT_THAT(printed_.diagnostic(), ElementsAre("chosen SpO2 device: Finger"));
+
+  EXPECT_EQ(manager_->getSelected("Toe", PortType::SpO2), chosen);
+  EXPECT_THAT(*manager_->getSpO2Devices(), testing::Not(testing::Contains(chosen)));
+  EXPECT_EQ(manager_->SpO2D, chosen);
+}
+
+TEST_F(StressECGDeviceManagerTest, HasNoMonitorToChoose) {
+  plugIn("a");
+  manager_->getPort(false);
+  manager_->selectedPort("a", PortType::BP);
+  EXPECT_EQ(manager_->getSelected("monitor", PortType::BP), nullptr);
+}
+
+TEST_F(StressECGDeviceManagerTest, ListsThePortsByNameAsFirstRead) {
+  plugIn("b");
+  plugIn("a");
+  EXPECT_THAT(manager_->getPort(false), ElementsAre("b", "a"));
+  plugIn("c");
+  EXPECT_THAT(manager_->getPort(true), ElementsAre("b", "a"));
+  EXPECT_TRUE(manager_->getPortIsSpO2);
+  time_.advance(2s);
+  EXPECT_THAT(manager_->getPort(false), ElementsAre("b", "a", "c"));
+  EXPECT_FALSE(manager_->getPortIsSpO2);
+}
+
+TEST_F(StressECGDeviceManagerTest, StartsOneRefreshEvenWithoutPorts) {
+  EXPECT_THAT(manager_->getPort(false), IsEmpty());
+  const auto timer = manager_->timer;
+  ASSERT_NE(timer, nullptr);
+  EXPECT_TRUE(timer->isValid());
+  manager_->getPort(true);
+  EXPECT_EQ(manager_->timer, timer);
+}
+
+TEST_F(StressECGDeviceManagerTest, RefreshesEveryTwoSeconds) {
+  std::vector<Names> reported;
+  manager_->getPortsName = [&](const Names& names) { reported.push_back(names); };
+  manager_->getPort(false);
+  plugIn("a");
+  time_.advance(1999ms);
+  EXPECT_THAT(reported, IsEmpty());
+  time_.advance(1ms);
+  EXPECT_THAT(reported, ElementsAre(Names{"a"}));
+  plugIn("b");
+  time_.advance(2s);
+  EXPECT_THAT(reported, ElementsAre(Names{"a"}, Names{"a", "b"}));
+  time_.advance(60s);
+  EXPECT_EQ(reported.size(), 2U);
+}
+
+TEST_F(StressECGDeviceManagerTest, ReportsAReplacedNameAndALostNameOnce) {
+  plugIn("a");
+  plugIn("b");
+  std::vector<Names> reported;
+  manager_->getPortsName = [&](const Names& names) { reported.push_back(names); };
+  manager_->port();
+  unplug("b");
+  plugIn("c");
+  manager_->port();
+  unplug("c");
+  manager_->port();
+  manager_->port();
+  EXPECT_THAT(reported, ElementsAre(Names{"a", "b"}, Names{"a", "c"}, Names{"a"}));
+  EXPECT_EQ(manager_->portNames, Names{"a"});
+}
+
+TEST_F(StressECGDeviceManagerTest, TakesAReorderedListForTheSame) {
+  plugIn("a");
+  plugIn("b");
+  manager_->port();
+  int reports = 0;
+  manager_->getPortsName = [&](const Names&) { ++reports; };
+  unplug("a");
+  plugIn("a");
+  manager_->port();
+  EXPECT_EQ(reports, 0);
+  EXPECT_EQ(manager_->portNames, (Names{"a", "b"}));
+  EXPECT_THAT(manager_->getPort(false), ElementsAre("b", "a"));
+}
+
+TEST_F(StressECGDeviceManagerTest, TellsTheOximeterChooserOnlyWhileItAsksForPorts) {
+  std::vector<std::string> order;
+  manager_->getPortsName = [&](const Names&) { order.emplace_back("device"); };
+  manager_->getPortsNameWithSpO2 = [&](const Names&) { order.emplace_back("SpO2"); };
+  plugIn("a");
+  manager_->port();
+  EXPECT_THAT(order, ElementsAre("device"));
+  EXPECT_THAT(manager_->portNamesWithSpO2, IsEmpty());
+
+  manager_->getPort(true);
+  plugIn("b");
+  manager_->port();
+  EXPECT_THAT(order, ElementsAre("device", "SpO2", "device"));
+  EXPECT_EQ(manager_->portNamesWithSpO2, (Names{"a", "b"}));
+}
+
+TEST_F(StressECGDeviceManagerTest, StoresTheNamesWithoutAClosure) {
+  plugIn("a");
+  manager_->port();
+  EXPECT_EQ(manager_->portNames, Names{"a"});
+}
+
+TEST_F(StressECGDeviceManagerTest, PrintsATextWhenPortsWereNeverListedOrTheNameIsEmpty) {
+  plugIn("a");
+  manager_->selectedPort("a", PortType::device);
+  EXPECT_EQ(manager_->devicePort, nullptr);
+  manager_->getPort(false);
+  manager_->selectedPort("", PortType::BP);
+  EXPECT_EQ(manager_->BPD, nullptr);
+  EXPECT_THAT(printed_.fixed(), ElementsAre("串口未初始化 请先调用getPortWithIsSpO2方法",
+                                            "串口未初始化 请先调用getPortWithIsSpO2方法"));
+}
+
+TEST_F(StressECGDeviceManagerTest, BindsPortsToRolesByName) {
+  plugIn("a");
+  plugIn("b");
+  plugIn("c");
+  manager_->getPort(false);
+  manager_->selectedPort("a", PortType::device);
+  manager_->selectedPort("b", PortType::BP);
+  manager_->selectedPort("c", PortType::SpO2);
+  EXPECT_EQ(manager_->devicePort, portNamed("a"));
+  EXPECT_EQ(manager_->BPPort, portNamed("b"));
+  EXPECT_EQ(manager_->SpO2Port, portNamed("c"));
+  EXPECT_FALSE(manager_->devicePort->isOpen());
+
+  manager_->selectedPort("nothing", PortType::device);
+  EXPECT_EQ(manager_->devicePort, portNamed("a"));
+  EXPECT_THAT(operations, IsEmpty());
+}
+
+TEST_F(StressECGDeviceManagerTest, MakesANewMonitorForEachChoiceOfItsPort) {
+  plugIn("a");
+  manager_->getPort(false);
+  manager_->selectedPort("a", PortType::BP);
+  const auto first = manager_->BPD;
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->baud, 9600);
+  EXPECT_EQ(first->name, std::nullopt);
+  manager_->selectedPort("a", PortType::BP);
+  EXPECT_NE(manager_->BPD, first);
+}
+
+TEST_F(StressECGDeviceManagerTest, OpensWithTheLineSettingsOfTheDevice) {
+  plugIn("a");
+  manager_->getDeviceByType("Treadmill");
+  manager_->getPort(false);
+  manager_->getSelected("Belt", PortType::device);
+  manager_->selectedPort("a", PortType::device);
+  EXPECT_TRUE(manager_->openPort(PortType::device));
+  time_.settle();
+
+  EXPECT_THAT(operations, ElementsAre("Belt: bind a"));
+  const ORSSerialPort& port = *manager_->devicePort;
+  EXPECT_TRUE(port.isOpen());
+  EXPECT_EQ(port.baudRate(), 4800U);
+  EXPECT_EQ(port.numberOfStopBits(), 2U);
+  EXPECT_EQ(port.parity(), ORSSerialPortParity::None);  // the device says Even
+  EXPECT_EQ(port.numberOfDataBits(), 8U);
+  EXPECT_EQ(manager_->currentDevice->port, std::nullopt);
+}
+
+TEST_F(StressECGDeviceManagerTest, OpensEachRoleWithItsOwnDevice) {
+  plugIn("b");
+  plugIn("c");
+  manager_->getPort(false);
+  manager_->selectedPort("b", PortType::BP);
+  manager_->getSelected("Finger", PortType::SpO2);
+  manager_->selectedPort("c", PortType::SpO2);
+  EXPECT_TRUE(manager_->openPort(PortType::BP));
+  EXPECT_TRUE(manager_->openPort(PortType::SpO2));
+  EXPECT_FALSE(manager_->openPort(PortType::device));
+  EXPECT_THAT(operations, ElementsAre("monitor: bind b", "Finger: bind c"));
+  EXPECT_EQ(manager_->BPPort->baudRate(), 9600U);
+  EXPECT_EQ(manager_->SpO2Port->baudRate(), 1200U);
+}
+
+TEST_F(StressECGDeviceManagerTest, OpensNothingWithoutADeviceOrAPort) {
+  plugIn("a");
+  manager_->getPort(false);
+  for (const PortType type : {PortType::device, PortType::BP, PortType::SpO2}) {
+    EXPECT_FALSE(manager_->openPort(type)) << static_cast<int>(type);
+  }
+  manager_->selectedPort("a", PortType::device);
+  EXPECT_FALSE(manager_->openPort(PortType::device));
+  manager_->selectedPort("a", PortType::SpO2);
+  EXPECT_FALSE(manager_->openPort(PortType::SpO2));
+  EXPECT_EQ(terminal("a").count(ScriptedTerminal::Call::open), 0U);
+}
+
+TEST_F(StressECGDeviceManagerTest, SaysYesToAnOximeterWithoutAPortAndOpensNothing) {
+  plugIn("a");
+  manager_->getPort(false);
+  manager_->getSelected("Finger", PortType::SpO2);
+  EXPECT_TRUE(manager_->openPort(PortType::SpO2));
+  EXPECT_THAT(operations, IsEmpty());
+  EXPECT_EQ(terminal("a").count(ScriptedTerminal::Call::open), 0U);
+}
+
+TEST_F(StressECGDeviceManagerTest, LeavesThePortClosedWithoutStopBitsOrParity) {
+  plugIn("a");
+  manager_->getDeviceByType("Treadmill");
+  manager_->getPort(false);
+  manager_->getSelected("Belt", PortType::device);
+  manager_->selectedPort("a", PortType::device);
+  manager_->currentDevice->stopbits = std::nullopt;
+  EXPECT_TRUE(manager_->openPort(PortType::device));
+  manager_->currentDevice->stopbits = -1;  // not looked at without a parity
+  manager_->currentDevice->parity = std::nullopt;
+  EXPECT_TRUE(manager_->openPort(PortType::device));
+  EXPECT_FALSE(manager_->devicePort->isOpen());
+  EXPECT_EQ(manager_->devicePort->baudRate(), 19200U);
+  EXPECT_THAT(operations, ElementsAre("Belt: bind a", "Belt: bind a"));
+}
+
+TEST_F(StressECGDeviceManagerTest, StopsOnANegativeNumberOfStopBits) {
+  plugIn("a");
+  manager_->getDeviceByType("Treadmill");
+  manager_->getPort(false);
+  manager_->getSelected("Belt", PortType::device);
+  manager_->selectedPort("a", PortType::device);
+  manager_->currentDevice->stopbits = -1;
+  EXPECT_DEATH(manager_->openPort(PortType::device), "negative number of stop bits: -1");
+}
+
+TEST_F(StressECGDeviceManagerTest, ClosesOnlyThePortOfTheExerciseDevice) {
+  plugIn("a");
+  plugIn("b");
+  manager_->closePort();
+  manager_->getDeviceByType("Treadmill");
+  manager_->getPort(false);
+  manager_->getSelected("Belt", PortType::device);
+  manager_->selectedPort("a", PortType::device);
+  manager_->selectedPort("b", PortType::BP);
+  manager_->openPort(PortType::device);
+  manager_->openPort(PortType::BP);
+  time_.settle();
+  manager_->closePort();
+  time_.settle();
+  EXPECT_FALSE(manager_->devicePort->isOpen());
+  EXPECT_TRUE(manager_->BPPort->isOpen());
+}
+
+/// All three roles filled and the notes about binding them forgotten.
+class SessionCommandsTest : public StressECGDeviceManagerTest {
+ protected:
+  void chooseExerciseDevice() {
+    manager_->getDeviceByType("Treadmill");
+    manager_->getSelected("Belt", PortType::device);
+    manager_->selectedPort("a", PortType::device);
+  }
+  void chooseMonitor() { manager_->selectedPort("b", PortType::BP); }
+
+  SessionCommandsTest() {
+    plugIn("a");
+    plugIn("b");
+    manager_->getPort(false);
+  }
+};
+
+TEST_F(SessionCommandsTest, GoToTheExerciseDeviceWithoutBindingItsPort) {
+  chooseExerciseDevice();
+  manager_->startStressDevice();
+  manager_->setLoad(-1.0F, 12.5F);
+  manager_->requestLoad();
+  manager_->deviceState();
+  manager_->stopStressDevice();
+  EXPECT_THAT(operations, ElementsAre("Belt: startDeivce", "Belt: setLoad -1.000000 12.500000", "Belt: requestLoad",
+                                      "Belt: deviceState", "Belt: stopStressDevice"));
+}
+
+TEST_F(SessionCommandsTest, AreDroppedWithoutADevice) {
+  manager_->startStressDevice();
+  manager_->setLoad(5.0F, 2.5F);
+  manager_->requestLoad();
+  manager_->deviceState();
+  manager_->stopStressDevice();
+  for (const PortType type : {PortType::device, PortType::BP, PortType::SpO2}) {
+    manager_->startSpO2(type);
+    manager_->stopSpO2(type);
+  }
+  EXPECT_THAT(operations, IsEmpty());
+  EXPECT_THAT(printed_.all(), IsEmpty());
+}
+
+TEST_F(SessionCommandsTest, BindTheMonitorBeforeEachOfItsCommands) {
+  chooseMonitor();
+  manager_->startBP(true);
+  manager_->breakBP(true);
+  manager_->requestBP(true);
+  EXPECT_TRUE(manager_->isTango);
+  EXPECT_THAT(operations,
+              ElementsAre("monitor: bind b", "monitor: startBP", "monitor: bind b", "monitor: breakBP",
+                          "monitor: bind b", "monitor: requestBP"));
+}
+
+TEST_F(SessionCommandsTest, BindTheExerciseDeviceOnlyToStartItsMeasurement) {
+  chooseExerciseDevice();
+  manager_->startBP(false);
+  manager_->breakBP(false);
+  manager_->requestBP(false);
+  EXPECT_FALSE(manager_->isTango);
+  EXPECT_THAT(operations, ElementsAre("Belt: bind a", "Belt: startBP", "Belt: breakBP", "Belt: requestBP"));
+}
+
+TEST_F(SessionCommandsTest, ClearTheMonitorWhenAskedForTheOther) {
+  chooseExerciseDevice();
+  chooseMonitor();
+  manager_->clearBP(true);
+  EXPECT_THAT(operations, IsEmpty());
+  EXPECT_FALSE(manager_->isTango);
+  manager_->clearBP(false);
+  EXPECT_TRUE(manager_->isTango);
+  EXPECT_THAT(operations, ElementsAre("monitor: bind b", "monitor: clearBP"));
+}
+
+TEST_F(SessionCommandsTest, NoteTheMonitorEvenWhenThereIsNone) {
+  using Command = void (StressECGDeviceManager::*)(bool);
+  for (const auto& [command, isPeripheral] :
+       {std::pair<Command, bool>{&StressECGDeviceManager::startBP, true}, {&StressECGDeviceManager::breakBP, true},
+        {&StressECGDeviceManager::requestBP, true}, {&StressECGDeviceManager::clearBP, false}}) {
+    manager_->isTango = false;
+    (*manager_.*command)(isPeripheral);
+    EXPECT_TRUE(manager_->isTango);
+  }
+  EXPECT_THAT(operations, IsEmpty());
+}
+
+TEST_F(SessionCommandsTest, LeaveTheNoteAloneWithoutAnExerciseDevice) {
+  manager_->startBP(false);
+  manager_->breakBP(false);
+  manager_->requestBP(false);
+  EXPECT_FALSE(manager_->isTango);
+}
+
+TEST_F(SessionCommandsTest, UnbindWhenTheRoleHasNoPort) {
+  chooseExerciseDevice();
+  chooseMonitor();
+  manager_->devicePort = nullptr;
+  manager_->BPPort = nullptr;
+  manager_->startBP(false);
+  manager_->requestBP(true);
+  EXPECT_THAT(operations, ElementsAre("Belt: bind none", "Belt: startBP", "monitor: bind none", "monitor: requestBP"));
+}
+
+TEST_F(SessionCommandsTest, AskEachRoleForSaturationAndStopOnlyTheMonitor) {
+  chooseExerciseDevice();
+  chooseMonitor();
+  manager_->getSelected("Finger", PortType::SpO2);
+  manager_->startSpO2(PortType::device);
+  manager_->startSpO2(PortType::BP);
+  manager_->startSpO2(PortType::SpO2);
+  EXPECT_THAT(operations, ElementsAre("Belt: requestSpO2", "monitor: requestSpO2", "Finger: requestSpO2"));
+  operations.clear();
+  manager_->stopSpO2(PortType::device);
+  manager_->stopSpO2(PortType::SpO2);
+  EXPECT_THAT(operations, IsEmpty());
+  manager_->stopSpO2(PortType::BP);
+  EXPECT_THAT(operations, ElementsAre("monitor: requestSpO2"));
+  EXPECT_FALSE(manager_->isTango);
+}
+
+TEST_F(SessionCommandsTest, StopTheProcessOnARoleThatDoesNotExist) {
+  EXPECT_DEATH(manager_->startSpO2(static_cast<PortType>(3)), "unexpected value of PortType: 3");
+  EXPECT_DEATH(manager_->stopSpO2(static_cast<PortType>(-1)), "unexpected value of PortType: -1");
+}
+
+TEST_F(SessionCommandsTest, PassAPortsNewsOnWhenTheHostMadeTheManagerItsDelegate) {
+  const auto host = std::make_shared<RecordingHost>();
+  manager_->delegate = host;
+  const auto port = portNamed("a");
+  port->setDelegate(manager_);
+  port->open();
+  time_.settle();
+  EXPECT_THAT(host->calls(), ElementsAre(portWasOpened()));
+  terminal("a").deliver(Bytes{1, 2, 3});
+  terminal("a").failNext(ScriptedTerminal::Call::getModemLines, EPERM);
+  time_.advance(10ms);
+  EXPECT_THAT(host->calls(), ElementsAre(portWasOpened()));
+  EXPECT_THAT(printed_.diagnostic(), ElementsAre(Error::posix(EPERM, "/dev/a").description()));
+  port->cleanupAfterSystemRemoval();
+  time_.settle();
+  EXPECT_THAT(host->calls(), ElementsAre(portWasOpened(), portWasRemovedFromSystem()));
+}
+
+/// A manager with hooks into a Bluetooth that the test plays.
+class BluetoothHooksTest : public StressECGDeviceManagerTest {
+ protected:
+  std::vector<std::string> asked_;
+  std::shared_ptr<ScriptedCentral> central_ =
+      std::make_shared<ScriptedCentral>([this](const BluetoothCall& call) { asked_.push_back(call.text()); });
+};
+
+TEST_F(BluetoothHooksTest, KnowTheNameOfTheOximeter) {
+  EXPECT_EQ(manager_->getSpO2BlueToothName(), std::nullopt);
+  EXPECT_FALSE(manager_->isSpO2Bluetooth(""));
+
+  const auto peripheral = central_->peripheral("1");
+  manager_->peripheral = peripheral;
+  EXPECT_EQ(manager_->getSpO2BlueToothName(), std::nullopt);
+  EXPECT_FALSE(manager_->isSpO2Bluetooth(""));
+
+  peripheral->rename("MEDXING-SpO2");
+  EXPECT_EQ(manager_->getSpO2BlueToothName(), "MEDXING-SpO2");
+  EXPECT_TRUE(manager_->isSpO2Bluetooth("MEDXING-SpO2"));
+  EXPECT_FALSE(manager_->isSpO2Bluetooth("MEDXING-SpO"));
+  EXPECT_FALSE(manager_->isSpO2Bluetooth("medxing-spo2"));
+}
+
+TEST_F(BluetoothHooksTest, ConnectOnlyWhenThereAreBothACentralAndAnOximeter) {
+  manager_->connectBluetoothSpO2();
+  manager_->peripheral = central_->peripheral("1");
+  manager_->connectBluetoothSpO2();
+  manager_->peripheral = nullptr;
+  manager_->btManager = central_;
+  manager_->connectBluetoothSpO2();
+  EXPECT_THAT(asked_, IsEmpty());
+
+  manager_->peripheral = central_->peripheral("1");
+  manager_->connectBluetoothSpO2();
+  EXPECT_THAT(asked_, ElementsAre("central connect 1"));
+}
+
+}  // namespace
+}  // namespace tarsil
