@@ -103,23 +103,22 @@ TEST(KivStressDeviceTest, StoresWhatAnOximeterIsMadeFrom) {
 }
 
 TEST(KivStressDeviceTest, KeepsThePathOfItsPort) {
-  ScriptedPort scripted;
+  ScriptedPort port;
   KivStressDevice device;
-  device.setSerialPort(scripted.port());
-  EXPECT_EQ(device.serialPort(), scripted.port());
-  EXPECT_EQ(device.protPath, scripted.port()->path());
+  device.setSerialPort(port);
+  EXPECT_EQ(device.serialPort(), port.port());
+  EXPECT_EQ(device.protPath, port->path());
   device.setSerialPort(nullptr);
   EXPECT_EQ(device.serialPort(), nullptr);
   EXPECT_EQ(device.protPath, std::nullopt);
 }
 
 TEST(KivBicycleTest, IgnoresEveryOperation) {
-  ScriptedPort scripted;
-  scripted.open();
-  const auto host = std::make_shared<RecordingHost>();
+  ScriptedPort port;
+  RecordingHost host;
   const auto bicycle = std::make_shared<KivBicycle>(exercise);
   bicycle->kiv_delegate = host;
-  bicycle->setSerialPort(scripted.port());
+  bicycle->setSerialPort(port);
 
   bicycle->setDeviceFunction(true, true);
   bicycle->setLoad(100.0F, 0.0F);
@@ -138,9 +137,9 @@ TEST(KivBicycleTest, IgnoresEveryOperation) {
   bicycle->requestStatus();
   bicycle->deviceState();
 
-  EXPECT_THAT(scripted.sent(), IsEmpty());
-  EXPECT_THAT(host->calls(), IsEmpty());
-  EXPECT_EQ(scripted.port()->delegate().lock(), nullptr);
+  EXPECT_THAT(port.sent(), IsEmpty());
+  EXPECT_THAT(host.calls(), IsEmpty());
+  EXPECT_EQ(port->delegate().lock(), nullptr);
 }
 
 TEST(KivBicycleTest, CanBeMadeInAllThreeWays) {

@@ -15,8 +15,9 @@ TEST(PortTypeTest, IsMadeFromItsRawValues) {
 }
 
 TEST(PortTypeTest, IsNotMadeFromAnyOtherValue) {
-  for (const std::int64_t value : {std::int64_t{3}, std::int64_t{-1}, std::numeric_limits<std::int64_t>::max(),
-                                   std::numeric_limits<std::int64_t>::min()}) {
+  for (const std::int64_t value :
+       {std::int64_t{3}, std::int64_t{-1}, std::numeric_limits<std::int64_t>::max(),
+        std::numeric_limits<std::int64_t>::min()}) {
     EXPECT_EQ(portTypeFromRawValue(value), std::nullopt) << value;
   }
 }
