@@ -15,17 +15,30 @@ void SimulatedDevice::advance(Duration duration) {
   onTime(duration);
 }
 
-Bytes SimulatedDevice::takeOutput() {
+std::vector<Bytes> SimulatedDevice::takeOutput() {
   return std::exchange(output_, {});
 }
 
 void SimulatedDevice::send(ByteView message) {
-  if (silent_) return;
-  if (noisy_ && random() % 4 == 0) output_.push_back(static_cast<std::uint8_t>(random()));
-  const std::size_t dropped = std::exchange(dropAByte_, false) ? message.size() / 2 : message.size();
-  for (std::size_t i = 0; i < message.size(); ++i) {
-    if (i != dropped) output_.push_back(message[i]);
-  }
+  for (const std::uint8_t byte : afterFaults(message)) output_.push_back({byte});
+}
+
+void SimulatedDevice::send(std::string_view message) {
+  send(Bytes(message.begin(), message.end()));
+}
+
+void SimulatedDevice::sendInOnePiece(ByteView message) {
+  Bytes bytes = afterFaults(message);
+  if (!bytes.empty()) output_.push_back(std::move(bytes));
+}
+
+Bytes SimulatedDevice::afterFaults(ByteView message) {
+  if (silent_) return {};
+  Bytes bytes(message.begin(), message.end());
+  if (std::exchange(dropAByte_, false))
+    bytes.erase(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2));
+  if (noisy_ && random() % 4 == 0) bytes.insert(bytes.begin(), static_cast<std::uint8_t>(random()));
+  return bytes;
 }
 
 std::uint32_t SimulatedDevice::random() {

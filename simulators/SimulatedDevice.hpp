@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tarsil/runtime/Clock.hpp"
@@ -30,8 +31,9 @@ class SimulatedDevice {
   void receive(ByteView bytes);
   /// Time passes: belts move, cuffs inflate, values are sent.
   void advance(Duration duration);
-  /// What the device has put on the line since the last call.
-  Bytes takeOutput();
+  /// What the device has put on the line since the last call, in the pieces in which it arrives at the other
+  /// end.
+  std::vector<Bytes> takeOutput();
 
   /// One line for a person: what the device is doing now, with units.
   virtual std::string status() const = 0;
@@ -56,17 +58,24 @@ class SimulatedDevice {
   virtual void onByte(std::uint8_t byte) = 0;
   virtual void onTime(Duration duration) = 0;
 
+  /// Puts a message on the line, which carries it byte by byte.
   void send(ByteView message);
+  void send(std::string_view message);
+  /// Puts a message on the line that arrives in one piece, as from adapters that collect bytes.
+  void sendInOnePiece(ByteView message);
   const std::optional<std::string>& refusal() const { return refusal_; }
   Patient& patient() const { return patient_; }
   /// The next number of a fixed pseudo-random sequence, evenly spread over 0 to 2^32 - 1.
   std::uint32_t random();
 
  private:
+  /// The message as faults leave it.
+  Bytes afterFaults(ByteView message);
+
   std::string model_;
   std::uint64_t baudRate_;
   Patient& patient_;
-  Bytes output_;
+  std::vector<Bytes> output_;
   bool silent_ = false;
   bool noisy_ = false;
   bool dropAByte_ = false;

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "simulators/devices/SimulatedLodeTreadmill.hpp"
+#include "simulators/devices/SimulatedTrackMaster.hpp"
 
 namespace tarsil::simulators {
 namespace {
@@ -19,6 +20,7 @@ std::unique_ptr<SimulatedDevice> make(Patient& patient) {
 
 constexpr std::array entries{
     Entry{"LodeTreadmill", &make<SimulatedLodeTreadmill>},
+    Entry{"TrackMaster", &make<SimulatedTrackMaster>},
 };
 
 }  // namespace

@@ -10,13 +10,14 @@ using namespace std::chrono_literals;
 /// How often the device's time moves.
 constexpr Duration step = 20ms;
 
-/// A byte that is not read for this long has no reader.
+/// A piece that is not read for this long has no reader.
 constexpr Duration patience = 500ms;
 
-/// A start bit, eight data bits, a stop bit.
-Duration timeOfOneByte(std::uint64_t baudRate) {
+/// A start bit, eight data bits and a stop bit for each byte.
+Duration timeOnTheLine(std::size_t bytes, std::uint64_t baudRate) {
+  const double bits = 10.0 * static_cast<double>(bytes);
   return std::chrono::duration_cast<Duration>(
-      std::chrono::duration<double>(10.0 / static_cast<double>(baudRate)));
+      std::chrono::duration<double>(bits / static_cast<double>(baudRate)));
 }
 
 }  // namespace
@@ -41,32 +42,32 @@ void PseudoTerminalHost::disconnect() {
 
 void PseudoTerminalHost::receive() {
   device_.receive(terminal_->read());
-  sendNextByte();
+  sendNextPiece();
 }
 
 void PseudoTerminalHost::tick() {
   const Clock::Instant now = Clock::now();
   device_.advance(now - lastTick_);
   lastTick_ = now;
-  sendNextByte();
+  sendNextPiece();
 }
 
-void PseudoTerminalHost::sendNextByte() {
-  const Bytes output = device_.takeOutput();
-  line_.insert(line_.end(), output.begin(), output.end());
+void PseudoTerminalHost::sendNextPiece() {
+  for (Bytes& piece : device_.takeOutput()) line_.push_back(std::move(piece));
   if (line_.empty() || pace_) return;
 
+  const Duration busy = timeOnTheLine(line_.front().size(), device_.baudRate());
   if (terminal_->unread() == 0) {
-    terminal_->write(Bytes{line_.front()});
+    terminal_->write(line_.front());
     line_.pop_front();
     lastWrite_ = Clock::now();
   } else if (Clock::now() - lastWrite_ > patience) {
     line_.clear();
     terminal_->discardUnread();
   }
-  pace_ = Timer::scheduled(timeOfOneByte(device_.baudRate()), false, [this](Timer&) {
+  pace_ = Timer::scheduled(busy, false, [this](Timer&) {
     pace_.reset();
-    sendNextByte();
+    sendNextPiece();
   });
 }
 

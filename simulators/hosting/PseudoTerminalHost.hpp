@@ -14,7 +14,7 @@ namespace tarsil::simulators {
 
 /// Lets a simulated device live on a pseudo-terminal, in the time of the calling thread's run loop (the main
 /// one). Its bytes leave one at a time, no faster than its line speed allows and each only after the one
-/// before it was read: so a program on a busy machine still gets every byte by itself. What nobody reads is
+/// before it was read: so a program on a busy machine still gets every piece by itself. What nobody reads is
 /// lost, as on a real line.
 class PseudoTerminalHost {
  public:
@@ -32,18 +32,18 @@ class PseudoTerminalHost {
  private:
   void receive();
   void tick();
-  void sendNextByte();
+  void sendNextPiece();
 
   SimulatedDevice& device_;
   std::shared_ptr<PseudoTerminal> terminal_ = std::make_shared<PseudoTerminal>();
-  /// Bytes that wait for their turn on the line.
-  std::deque<std::uint8_t> line_;
-  /// When the byte before them was written.
+  /// Pieces that wait for their turn on the line.
+  std::deque<Bytes> line_;
+  /// When the piece before them was written.
   Clock::Instant lastWrite_;
   std::shared_ptr<DispatchSource> source_;
   std::shared_ptr<Timer> clock_;
   Clock::Instant lastTick_ = Clock::now();
-  /// Runs while the line is busy with a byte.
+  /// Runs while the line is busy with a piece.
   std::shared_ptr<Timer> pace_;
 };
 

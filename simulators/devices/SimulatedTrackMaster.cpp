@@ -1,0 +1,97 @@
+#include "simulators/devices/SimulatedTrackMaster.hpp"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "simulators/physics/Patient.hpp"
+
+namespace tarsil::simulators {
+namespace {
+
+constexpr double kilometresPerMile = 1.609344;
+
+enum Command : std::uint8_t {
+  start = 0xA1,
+  stop = 0xA2,
+  setSpeed = 0xA3,
+  setGrade = 0xA4,
+  requestSpeed = 0xC1,
+  requestGrade = 0xC2,
+};
+
+bool isCommand(std::uint8_t byte) {
+  return (byte >= start && byte <= setGrade) || byte == requestSpeed || byte == requestGrade;
+}
+
+std::size_t sizeOf(std::uint8_t command) {
+  if (command == setSpeed) return 4;
+  if (command == setGrade) return 5;
+  return 1;
+}
+
+/// The acknowledgement B1 to B4 of command A1 to A4.
+std::uint8_t acknowledgement(std::uint8_t command) {
+  return static_cast<std::uint8_t>(command + 0x10);
+}
+
+}  // namespace
+
+SimulatedTrackMaster::SimulatedTrackMaster(Patient& patient)
+    : SimulatedDevice("TrackMaster", 4800, patient), speed_(6.0), grade_(5.0) {}
+
+std::string SimulatedTrackMaster::status() const {
+  std::array<char, 80> text{};
+  std::snprintf(text.data(), text.size(), "belt %s, %.1f km/h, grade %.1f %%",
+                running_ ? "running" : "stopped", speed_.value() / 10 * kilometresPerMile,
+                grade_.value() / 10);
+  return text.data();
+}
+
+void SimulatedTrackMaster::onByte(std::uint8_t byte) {
+  if (command_.empty() && !isCommand(byte)) return;
+  command_.push_back(byte);
+  if (command_.size() < sizeOf(command_.front())) return;
+  onCommand();
+  command_.clear();
+}
+
+void SimulatedTrackMaster::onCommand() {
+  if (refusal()) return send(Bytes{static_cast<std::uint8_t>(*refusal() == "BE" ? 0xBE : 0xBF)});
+
+  int value = 0;
+  for (std::size_t i = 1; i < command_.size(); ++i) {
+    const int digit = command_[i] - '0';
+    if (digit < 0 || digit > 9) return send(Bytes{0xBE});
+    value = value * 10 + digit;
+  }
+  obey(command_.front(), value);
+}
+
+void SimulatedTrackMaster::obey(std::uint8_t command, int value) {
+  if (command == requestSpeed) return report(0xD1, speed_.value());
+  if (command == requestGrade) return report(0xD2, grade_.value());
+
+  if (command == start) running_ = true;
+  if (command == stop) running_ = false;
+  if (command == setSpeed) wantedSpeed_ = value;
+  if (command == setGrade) grade_.setTarget(value);
+  speed_.setTarget(running_ ? wantedSpeed_ : 0);
+  send(Bytes{acknowledgement(command)});
+}
+
+void SimulatedTrackMaster::report(std::uint8_t code, double tenths) {
+  std::array<char, 8> digits{};
+  std::snprintf(digits.data(), digits.size(), "%04ld", std::lround(tenths));
+  Bytes reply{code};
+  for (std::size_t i = 0; i < 4; ++i) reply.push_back(static_cast<std::uint8_t>(digits.at(i)));
+  send(reply);
+}
+
+void SimulatedTrackMaster::onTime(Duration duration) {
+  speed_.advance(duration);
+  grade_.advance(duration);
+  patient().walk(speed_.value() / 10 * kilometresPerMile, grade_.value() / 10);
+}
+
+}  // namespace tarsil::simulators
