@@ -2,7 +2,14 @@
 
 #include <array>
 
+#include "simulators/devices/SimulatedErgometricsP3.hpp"
+#include "simulators/devices/SimulatedLodeErgometer.hpp"
+#include "simulators/devices/SimulatedLodeOEMTreadmill.hpp"
 #include "simulators/devices/SimulatedLodeTreadmill.hpp"
+#include "simulators/devices/SimulatedMEDXINGOximeter.hpp"
+#include "simulators/devices/SimulatedP10Ergometer.hpp"
+#include "simulators/devices/SimulatedTM400.hpp"
+#include "simulators/devices/SimulatedTango.hpp"
 #include "simulators/devices/SimulatedTrackMaster.hpp"
 
 namespace tarsil::simulators {
@@ -19,8 +26,16 @@ std::unique_ptr<SimulatedDevice> make(Patient& patient) {
 }
 
 constexpr std::array entries{
+    Entry{"TM-400V2", &make<SimulatedTM400>},
+    Entry{"LodeOEMTreadmill", &make<SimulatedLodeOEMTreadmill>},
     Entry{"LodeTreadmill", &make<SimulatedLodeTreadmill>},
     Entry{"TrackMaster", &make<SimulatedTrackMaster>},
+    Entry{"Ergometer38K4", &make<SimulatedLodeErgometer>},
+    Entry{"ErgolineK2.4P10", &make<SimulatedErgolineP10>},
+    Entry{"ErgosanaK4.8P10", &make<SimulatedErgosanaP10>},
+    Entry{"ErgometricsK2.4P3", &make<SimulatedErgometricsP3>},
+    Entry{"Tango", &make<SimulatedTango>},
+    Entry{"MEDXINGPort", &make<SimulatedMEDXINGOximeter>},
 };
 
 }  // namespace
