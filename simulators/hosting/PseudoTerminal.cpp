@@ -1,8 +1,8 @@
 #include "simulators/hosting/PseudoTerminal.hpp"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
-#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -45,9 +45,11 @@ void PseudoTerminal::write(ByteView bytes) {
   if (::write(master_, bytes.data(), bytes.size()) < 0) return;
 }
 
-std::size_t PseudoTerminal::unread() const {
-  int count = 0;
-  return ioctl(slave_, FIONREAD, &count) == 0 && count > 0 ? static_cast<std::size_t>(count) : 0;
+bool PseudoTerminal::hasUnread() const {
+  // The kernel hands written bytes over in its own time, and FIONREAD does not count those that are on their
+  // way; poll waits for them to arrive before it answers.
+  pollfd farEnd{.fd = slave_, .events = POLLIN, .revents = 0};
+  return poll(&farEnd, 1, 0) == 1 && (farEnd.revents & POLLIN) != 0;
 }
 
 void PseudoTerminal::discardUnread() {

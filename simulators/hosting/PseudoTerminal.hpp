@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 #include "tarsil/support/bytes.hpp"
@@ -23,8 +22,8 @@ class PseudoTerminal {
   /// What the far end has written; empty when there is nothing. Never waits.
   Bytes read();
   void write(ByteView bytes);
-  /// How many written bytes the far end has not read yet.
-  std::size_t unread() const;
+  /// Whether the far end has not read all that was written.
+  bool hasUnread() const;
   /// Takes back what the far end has not read.
   void discardUnread();
   /// The device is unplugged: the far end's owner sees it vanish.

@@ -57,7 +57,7 @@ void PseudoTerminalHost::sendNextPiece() {
   if (line_.empty() || pace_) return;
 
   const Duration busy = timeOnTheLine(line_.front().size(), device_.baudRate());
-  if (terminal_->unread() == 0) {
+  if (!terminal_->hasUnread()) {
     terminal_->write(line_.front());
     line_.pop_front();
     lastWrite_ = Clock::now();

