@@ -128,7 +128,7 @@ using Models = testing::Types<ErgolineP10, ErgosanaP10>;
 TYPED_TEST_SUITE(P10HistoryTest, Models);
 
 TYPED_TEST(P10HistoryTest, ReportsAsIfItKeptTheWholeText) {
-  constexpr unsigned histories = 3000;
+  constexpr unsigned histories = 1000;
   constexpr int receptionsAtMost = 20;
   int stopped = 0;
   int reports = 0;

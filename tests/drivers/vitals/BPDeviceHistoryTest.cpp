@@ -98,13 +98,14 @@ class Receptions {
   }
 
   Characters record() {
+    const std::string_view blanks = oneIn(20) ? "\r\n" : "\n\r";
     Characters characters = split(oneOf({"123A", "1234Z", "1234A"}));
     for (int group = 0; group < 3; ++group) {
-      append(characters, split(blanks()));
+      append(characters, split(blanks));
       characters.push_back(oneOf({"+", "-", "x", "瓦", " "}));
       append(characters, split(oneOf({"0000", "0080", "0120", "0223", "0230"})));
     }
-    append(characters, split(blanks()));
+    append(characters, split(blanks));
     if (oneIn(4)) characters.emplace_back("0");
     return characters;
   }
@@ -114,8 +115,6 @@ class Receptions {
     for (auto& character : characters) character = oneOf({"\n", "\r", "0", "A", "é", "瓦", "😀"});
     return characters;
   }
-
-  std::string blanks() { return oneIn(20) ? "\r\n" : "\n\r"; }
 
   static void append(Characters& characters, const Characters& more) {
     characters.insert(characters.end(), more.begin(), more.end());
@@ -138,7 +137,7 @@ std::string lastCharacters(const std::string& text, std::size_t count) {
 }
 
 TEST(BPDeviceHistoryTest, ReportsAsIfItKeptTheWholeText) {
-  constexpr unsigned histories = 2000;
+  constexpr unsigned histories = 500;
   constexpr int receptionsAtMost = 40;
   const PrintedLines printed;
   unsigned stopped = 0;
