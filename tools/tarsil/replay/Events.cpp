@@ -21,7 +21,7 @@ void Events::add(const Json& event) {
 
 // The double that the float's text names prints as that text again; the float's own value would print more
 // digits.
-nlohmann::json number(float value) {
+Json number(float value) {
   const std::string text = decimalText(value);
   if (!std::isfinite(value)) return text;
   double named = 0;
@@ -29,7 +29,7 @@ nlohmann::json number(float value) {
   return named;
 }
 
-nlohmann::json hexadecimal(ByteView bytes) {
+Json hexadecimal(ByteView bytes) {
   return BinaryDecimalHex::hexStringFromData(bytes);
 }
 

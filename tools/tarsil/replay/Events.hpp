@@ -10,10 +10,11 @@
 
 namespace tarsil::cli {
 
+using Json = nlohmann::json;
+
 /// What happens in a replay, handed on as JSON arrays in the order in which it happens.
 class Events {
  public:
-  using Json = nlohmann::json;
   using Listener = std::function<void(const Json& event)>;
 
   explicit Events(Listener listener) : listener_(std::move(listener)) {}
@@ -36,8 +37,8 @@ class Events {
 };
 
 /// A float as events carry it: the number that its shortest decimal text names, or "nan", "inf", "-inf".
-nlohmann::json number(float value);
+Json number(float value);
 /// Lower-case hexadecimal text.
-nlohmann::json hexadecimal(ByteView bytes);
+Json hexadecimal(ByteView bytes);
 
 }  // namespace tarsil::cli

@@ -29,8 +29,10 @@ class Value {
   std::int64_t integer(std::int64_t lowest, std::int64_t highest) const;
   /// A number, or "nan", "inf", "-inf"; numbers that a float cannot hold become infinite.
   float number() const;
-  /// A number of seconds that the clock can move by.
+  /// A number of seconds; `longestTime` at most, either way.
   double seconds() const;
+  /// A hundred years; the clock counts nanoseconds in 64 bits.
+  static constexpr double longestTime = 3.2e9;
   /// Hexadecimal text, two digits a byte.
   Bytes bytes() const;
   std::vector<Value> elements() const;

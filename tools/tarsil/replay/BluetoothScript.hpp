@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "simulators/bluetooth/ScriptedCentral.hpp"
+#include "tarsil/drivers/vitals/MEDXINGSpO2.hpp"
+#include "tools/tarsil/replay/Events.hpp"
+#include "tools/tarsil/replay/Operation.hpp"
+
+namespace tarsil::cli {
+
+/// What happens in the air around a Bluetooth oximeter. The oximeter is the central's delegate from the
+/// start.
+class BluetoothScript {
+ public:
+  BluetoothScript(Events& events, std::shared_ptr<MEDXINGSpO2> oximeter);
+
+  /// False when it is no operation for a Bluetooth oximeter.
+  bool perform(const Operation& operation);
+
+ private:
+  void performEvent(const Operation& operation);
+  void setField(const Operation& operation);
+  /// The identifier that the operation names, else that of the peripheral at hand.
+  std::string identifier(const Operation& operation) const;
+  /// The peripheral that the oximeter has stored, else the one discovered last.
+  std::shared_ptr<ScriptedPeripheral> peripheral() const;
+
+  std::shared_ptr<MEDXINGSpO2> oximeter_;
+  std::shared_ptr<ScriptedCentral> central_;
+  std::string lastDiscovered_;
+};
+
+/// The observer that turns what is asked of a central and its peripherals into events.
+BluetoothCallObserver bluetoothEvents(Events& events);
+
+}  // namespace tarsil::cli
