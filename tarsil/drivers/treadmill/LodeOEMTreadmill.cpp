@@ -1,7 +1,6 @@
 #include "tarsil/drivers/treadmill/LodeOEMTreadmill.hpp"
 
 #include <cstddef>
-#include <utility>
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
 #include "tarsil/drivers/treadmill/tokens.hpp"
@@ -66,12 +65,8 @@ void LodeOEMTreadmill::sendCommand(std::string_view code, std::string_view paylo
   sendHex(withoutBlanks(frame) + low + high);
 }
 
-void LodeOEMTreadmill::serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) {
-  processReply(upperHexText(data));
-}
-
-void LodeOEMTreadmill::processReply(std::string chunk) {
-  result.append(std::move(chunk));
+void LodeOEMTreadmill::processReply(ByteView chunk) {
+  result.append(upperHexText(chunk));
   if (result.count() < shortestReply) return;
   if (!result.endsWith(result.crcOfAllButLast().textOrStop())) return;
 

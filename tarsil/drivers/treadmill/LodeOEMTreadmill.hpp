@@ -33,11 +33,12 @@ class LodeOEMTreadmill final : public SerialDriver {
   /// The answer is the next load reply, which is then not reported as a load.
   void deviceState() override;
 
-  void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
+  /// Takes in the next chunk that the treadmill sent, and reports what can be read by now.
+  void processReply(ByteView chunk);
+  void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) override { processReply(data); }
 
  private:
   void sendCommand(std::string_view code, std::string_view payload) const;
-  void processReply(std::string chunk);
 };
 
 }  // namespace tarsil

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <utility>
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
@@ -124,12 +123,8 @@ void LodeTreadmill::send(Command command, std::string_view length, std::string_v
   sendHex(withoutBlanks(frame) + low + high + std::string(ETX));
 }
 
-void LodeTreadmill::serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) {
-  processReply(upperHexText(data));
-}
-
-void LodeTreadmill::processReply(std::string chunk) {
-  result.append(std::move(chunk));
+void LodeTreadmill::processReply(ByteView chunk) {
+  result.append(upperHexText(chunk));
   if (result.count() < shortestReply) return;
   // The check's own low byte is among the bytes that it is taken over: these are the replies that count.
   if (!result.endsWith(result.crcOfAllButLast().text())) return;

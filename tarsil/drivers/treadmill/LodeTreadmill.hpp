@@ -68,11 +68,12 @@ class LodeTreadmill final : public SerialDriver {
   /// The treadmill's answer is not decoded.
   void requestSpO2() override { send(Command::SPO2); }
 
-  void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
+  /// Takes in the next chunk that the treadmill sent, and reports what can be read by now.
+  void processReply(ByteView chunk);
+  void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) override { processReply(data); }
 
  private:
   void send(Command command, std::string_view length = "00", std::string_view data = "");
-  void processReply(std::string chunk);
   void reportError(const std::string& status);
 };
 

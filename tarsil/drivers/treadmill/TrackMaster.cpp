@@ -142,12 +142,8 @@ void TrackMaster::stoping() {
   timer = nullptr;
 }
 
-void TrackMaster::serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) {
-  processReply(upperHexText(data));
-}
-
-void TrackMaster::processReply(std::string_view chunk) {
-  result += chunk;
+void TrackMaster::processReply(ByteView chunk) {
+  result += upperHexText(chunk);
   fm.writeFile("jointDeviceResult:" + result);
   startFlushing();
 

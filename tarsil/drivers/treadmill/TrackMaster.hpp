@@ -53,7 +53,9 @@ class TrackMaster final : public SerialDriver {
   /// One tick of a stop.
   void stoping();
 
-  void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
+  /// Takes in the next chunk that the treadmill sent, and reports what can be read by now.
+  void processReply(ByteView chunk);
+  void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) override { processReply(data); }
 
  private:
   void sendSpeed(float kmph);
@@ -61,7 +63,6 @@ class TrackMaster final : public SerialDriver {
   void sendLoadRequest();
   void askForSpeedAndGrade() const;
 
-  void processReply(std::string_view chunk);
   void startFlushing();
   /// Drops what no reply begins with and tells the code that then stands in front; does not return when there
   /// is none.
