@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+#include "simulators/hosting/timeOnTheLine.hpp"
+
 namespace tarsil::simulators {
 namespace {
 
@@ -12,13 +14,6 @@ constexpr Duration step = 20ms;
 
 /// A piece that is not read for this long has no reader.
 constexpr Duration patience = 500ms;
-
-/// A start bit, eight data bits and a stop bit for each byte.
-Duration timeOnTheLine(std::size_t bytes, std::uint64_t baudRate) {
-  const double bits = 10.0 * static_cast<double>(bytes);
-  return std::chrono::duration_cast<Duration>(
-      std::chrono::duration<double>(bits / static_cast<double>(baudRate)));
-}
 
 }  // namespace
 
