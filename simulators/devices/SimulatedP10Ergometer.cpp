@@ -52,8 +52,8 @@ void SimulatedP10Ergometer::onCommand(const std::string& command) {
 
 void SimulatedP10Ergometer::answer(char field, int value) {
   std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "%c%03d\r", field, value);
-  send(std::string_view(text.data()));
+  const int size = std::snprintf(text.data(), text.size(), "%c%03d\r", field, value);
+  sendInOnePiece(Bytes(text.begin(), text.begin() + size));
 }
 
 void SimulatedP10Ergometer::onTime(Duration duration) {

@@ -13,6 +13,8 @@ namespace tarsil::simulators {
 /// and "U" with the last systolic and diastolic pressure ("O120", "U080"; zeros before the first reading).
 /// "S" followed by "U" starts a measurement, which takes 20 to 40 s.
 ///
+/// An answer arrives in one piece: its driver reports anew with every piece that it hears.
+///
 /// The machine never speaks unasked, although some of its kind do: a reply that ends between a host's "S" and
 /// the answer to its "U" would stop the host's process.
 class SimulatedP10Ergometer : public SimulatedDevice {
