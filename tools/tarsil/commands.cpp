@@ -1,11 +1,17 @@
 #include "tools/tarsil/commands.hpp"
 
+#include "tools/tarsil/devices/DevicesCommand.hpp"
+#include "tools/tarsil/ports/PortsCommand.hpp"
 #include "tools/tarsil/replay/ReplayCommand.hpp"
+#include "tools/tarsil/send/SendCommand.hpp"
 
 namespace tarsil::cli {
 
 std::vector<std::unique_ptr<Command>> commands() {
   std::vector<std::unique_ptr<Command>> all;
+  all.push_back(std::make_unique<DevicesCommand>());
+  all.push_back(std::make_unique<PortsCommand>());
+  all.push_back(std::make_unique<SendCommand>());
   all.push_back(std::make_unique<ReplayCommand>());
   return all;
 }

@@ -1,5 +1,6 @@
 #include "tools/tarsil/replay/deviceNamed.hpp"
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 
@@ -44,10 +45,11 @@ Device fromCatalogue() {
   return nullptr;
 }
 
-using ClassName = std::pair<const char*, std::function<Device()>>;
+using NamedFactory = std::pair<const char*, std::function<Device()>>;
 
-const std::vector<ClassName>& classes() {
-  static const std::vector<ClassName> all{
+/// The driver classes, and what people call the two models that the catalogue has no name for.
+const std::vector<NamedFactory>& classes() {
+  static const std::vector<NamedFactory> all{
       {"TM_400V2", fromCatalogue<TM_400V2>},
       {"LodeOEMTreadmill", fromCatalogue<LodeOEMTreadmill>},
       {"LodeTreadmill", fromCatalogue<LodeTreadmill>},
@@ -61,6 +63,8 @@ const std::vector<ClassName>& classes() {
       {"MEDXINGPort", fromCatalogue<MEDXINGPort>},
       {"KivStressDevice", [] { return std::make_shared<KivStressDevice>(); }},
       {"MEDXINGSpO2", [] { return std::make_shared<MEDXINGSpO2>(); }},
+      {"Tango", fromCatalogue<BPDevice>},
+      {"MEDXING-SpO2", [] { return std::make_shared<MEDXINGSpO2>(); }},
       {"SpO2Device",
        [] {
          return std::make_shared<SpO2Device>(SpO2DeviceSettings{

@@ -8,8 +8,8 @@
 
 namespace tarsil::cli {
 
-/// A new device of the driver class or the catalogue model of that name, as the catalogue makes it; null for
-/// any other name.
+/// A new device of the driver class or the catalogue model of that name, as the catalogue makes it ("Tango"
+/// and "MEDXING-SpO2" have no name there); null for any other name.
 std::shared_ptr<KivStressDevice> deviceNamed(const std::string& name);
 
 /// All names that `deviceNamed` knows, class names first.

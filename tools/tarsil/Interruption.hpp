@@ -1,0 +1,27 @@
+#pragma once
+
+#include <csignal>
+#include <functional>
+#include <memory>
+
+namespace tarsil {
+class DispatchSource;
+}
+
+namespace tarsil::cli {
+
+/// While it exists, Ctrl-C (SIGINT) and SIGTERM do not end the process: they call `action` on the main run
+/// loop. Make it on the main thread before any other thread runs.
+class Interruption {
+ public:
+  explicit Interruption(std::function<void()> action);
+  ~Interruption();
+  Interruption(const Interruption&) = delete;
+  Interruption& operator=(const Interruption&) = delete;
+
+ private:
+  sigset_t before_{};
+  std::shared_ptr<DispatchSource> source_;
+};
+
+}  // namespace tarsil::cli
