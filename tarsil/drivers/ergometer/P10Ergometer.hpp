@@ -13,6 +13,9 @@ namespace tarsil {
 /// What the bicycle ergometers of the P10 protocol have in common, 4800 baud: the commands, one or two ASCII
 /// characters and a carriage return, and the blood pressure that the ergometer measures itself. A model adds
 /// its start command and says what it does with a reply.
+///
+/// A value that is no number stops the process. So does, after `startBP()`, a reply that is complete before a
+/// pressure has come: there is no honest value to report.
 class P10Ergometer : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
@@ -22,7 +25,7 @@ class P10Ergometer : public SerialDriver {
   /// mmHg, from the last "O" and "U" reply until they are reported as a pair.
   std::optional<float> p10SBP;
   std::optional<float> p10DBP;
-  /// A pressure has been asked for, or both its values are there: the next reply reports it.
+  /// A pressure has been asked for, or both its values were there: the next reply must bring it.
   bool isBPCommand = false;
   /// Nothing uses it.
   std::uint8_t type = 0;
@@ -32,10 +35,10 @@ class P10Ergometer : public SerialDriver {
   /// Power in watts; the grade means nothing to a bicycle. A power that is no 64-bit integer stops the
   /// process.
   void setLoad(float kmph_or_power, float grade) override;
-  /// Asks for the pedal rate, and 0.1 s later for the power.
+  /// Asks in two commands, the second 0.1 s after the first, on the calling thread's run loop.
   void requestLoad() override;
   void stopStressDevice() override;
-  /// Starts a measurement, and 0.1 s later asks for its diastolic pressure.
+  /// In two commands as well.
   void startBP() override;
   /// The protocol cannot abort a measurement: sends nothing.
   void breakBP() override;

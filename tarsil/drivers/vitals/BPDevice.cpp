@@ -148,6 +148,7 @@ void BPDevice::processRecord() {
   const auto status = type == Tango_Type::LAST ? fetched : statusOf(systolic, diastolic);
   kiv_delegate.onReceivedBPWithSysBP(systolic, diastolic, status);
   taskJoint.clear();
+  // Also when the host has sent a command from within the report: that command is no longer known.
   type = Tango_Type::normal;
 }
 
