@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "ErgometerTest.hpp"
 #include "tarsil/drivers/ergometer/ErgolineP10.hpp"
 #include "tarsil/drivers/ergometer/ErgometricsP3.hpp"

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <any>
+#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -11,6 +13,7 @@
 
 #include "tarsil/serial/ORSSerialPacketDescriptor.hpp"
 #include "tarsil/serial/ORSSerialRequest.hpp"
+#include "tests/helpers/FatalStop.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
 #include "tests/helpers/ScriptedPort.hpp"
@@ -343,6 +346,13 @@ TEST_F(BPDeviceTest, StopsTheProcessForARecordThatOtherBlanksPart) {
                "tarsil: fatal error: Tango: .* fewer than three");
   EXPECT_DEATH(receive("1234A\n\r+0120  +0080  +0095\t\t"),
                "tarsil: fatal error: Tango: .* fewer than three");
+}
+
+TEST_F(BPDeviceTest, PrintsARecordThatItStopsFor) {
+  const auto work = [this] { tango->processReply(text("1234A\r\n+0120\r\n+0080\r\n+0095\r\n")); };
+  EXPECT_EQ(fatalReason(work), "Tango: a record of fewer than three groups");
+  EXPECT_THAT(printed.fixed(), SizeIs(1));
+  EXPECT_THAT(host.calls(), IsEmpty());
 }
 
 TEST_F(BPDeviceTest, FindsNoRecordBehindOtherTextUntilTheEchoEmptiesIt) {

@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "tests/helpers/FatalStop.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
 #include "tests/helpers/ScriptedPort.hpp"
@@ -38,14 +39,23 @@ TEST_F(MEDXINGPortTest, IsMadeAsAnOximeter) {
 }
 
 TEST_F(MEDXINGPortTest, IsMadeInNoOtherWay) {
-  EXPECT_DEATH(MEDXINGPort(),
-               "tarsil: fatal error: .*unimplemented initializer 'init\\(\\)' for class 'MEDXINGPort'");
-  EXPECT_DEATH(
-      MEDXINGPort(ExerciseDeviceSettings{}),
-      "unimplemented initializer 'init\\(Treadmill:name:baud:databits:stopbits:parity:getWithBP_SpO2:"
-      "setWithBP_SpO2:canStopBP:autoSend:actualLoad:\\)'");
-  EXPECT_DEATH(MEDXINGPort(BPDeviceSettings{}),
-               "unimplemented initializer 'init\\(BP:databits:stopbits:parity:autoSend:canStopBP:\\)'");
+  EXPECT_EQ(fatalReason([] { MEDXINGPort(); }),
+            "use of unimplemented initializer 'init()' for class 'MEDXINGPort'");
+  EXPECT_EQ(
+      fatalReason([] { MEDXINGPort(ExerciseDeviceSettings{}); }),
+      "use of unimplemented initializer 'init(Treadmill:name:baud:databits:stopbits:parity:getWithBP_SpO2:"
+      "setWithBP_SpO2:canStopBP:autoSend:actualLoad:)' for class 'MEDXINGPort'");
+  EXPECT_EQ(
+      fatalReason([] { MEDXINGPort(BPDeviceSettings{}); }),
+      "use of unimplemented initializer 'init(BP:databits:stopbits:parity:autoSend:canStopBP:)' for class "
+      "'MEDXINGPort'");
+}
+
+TEST_F(MEDXINGPortTest, StopsTheProcessWhenMadeInAnotherWay) {
+  EXPECT_DEATH(MEDXINGPort(), "tarsil: fatal error: use of unimplemented initializer");
+  EXPECT_DEATH(MEDXINGPort(ExerciseDeviceSettings{}),
+               "tarsil: fatal error: use of unimplemented initializer");
+  EXPECT_DEATH(MEDXINGPort(BPDeviceSettings{}), "tarsil: fatal error: use of unimplemented initializer");
 }
 
 TEST_F(MEDXINGPortTest, ReportsEachChangedSaturation) {

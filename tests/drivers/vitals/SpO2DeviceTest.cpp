@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "tests/helpers/FatalStop.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
 #include "tests/helpers/ScriptedPort.hpp"
@@ -37,14 +38,22 @@ TEST_F(SpO2DeviceTest, SaysThatItIsMade) {
 }
 
 TEST_F(SpO2DeviceTest, IsMadeInNoOtherWay) {
-  EXPECT_DEATH(SpO2Device(),
-               "tarsil: fatal error: .*unimplemented initializer 'init\\(\\)' for class 'SpO2Device'");
-  EXPECT_DEATH(
-      SpO2Device(ExerciseDeviceSettings{}),
-      "unimplemented initializer 'init\\(Treadmill:name:baud:databits:stopbits:parity:getWithBP_SpO2:"
-      "setWithBP_SpO2:canStopBP:autoSend:actualLoad:\\)'");
-  EXPECT_DEATH(SpO2Device(BPDeviceSettings{}),
-               "unimplemented initializer 'init\\(BP:databits:stopbits:parity:autoSend:canStopBP:\\)'");
+  EXPECT_EQ(fatalReason([] { SpO2Device(); }),
+            "use of unimplemented initializer 'init()' for class 'SpO2Device'");
+  EXPECT_EQ(
+      fatalReason([] { SpO2Device(ExerciseDeviceSettings{}); }),
+      "use of unimplemented initializer 'init(Treadmill:name:baud:databits:stopbits:parity:getWithBP_SpO2:"
+      "setWithBP_SpO2:canStopBP:autoSend:actualLoad:)' for class 'SpO2Device'");
+  EXPECT_EQ(
+      fatalReason([] { SpO2Device(BPDeviceSettings{}); }),
+      "use of unimplemented initializer 'init(BP:databits:stopbits:parity:autoSend:canStopBP:)' for class "
+      "'SpO2Device'");
+}
+
+TEST_F(SpO2DeviceTest, StopsTheProcessWhenMadeInAnotherWay) {
+  EXPECT_DEATH(SpO2Device(), "tarsil: fatal error: use of unimplemented initializer");
+  EXPECT_DEATH(SpO2Device(ExerciseDeviceSettings{}), "tarsil: fatal error: use of unimplemented initializer");
+  EXPECT_DEATH(SpO2Device(BPDeviceSettings{}), "tarsil: fatal error: use of unimplemented initializer");
 }
 
 TEST_F(SpO2DeviceTest, PrintsBytesThenText) {
