@@ -49,8 +49,8 @@ std::shared_ptr<VirtualDeviceRegistry> VirtualDeviceRegistry::shared() {
 void VirtualDeviceRegistry::add(std::shared_ptr<const SerialDevice> device) {
   if (!device) throw std::invalid_argument("a virtual device must not be null");
   const std::lock_guard lock(state_->mutex);
-  state_->devices.push_back(device);
-  state_->tell(&Watcher::arrived, device);
+  state_->devices.push_back(std::move(device));
+  state_->tell(&Watcher::arrived, state_->devices.back());
 }
 
 void VirtualDeviceRegistry::add(std::string path, std::string terminalName) {

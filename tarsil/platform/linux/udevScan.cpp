@@ -47,11 +47,12 @@ std::optional<std::string> linkThatUdevMade(udev_device* terminal, std::string_v
 // Without the daemon's database, links may still stand in /dev: in a container that shares its host's.
 std::optional<std::string> linkInFolder(const std::filesystem::path& folder, const std::string& target) {
   namespace fs = std::filesystem;
-  std::error_code ended;
-  for (fs::directory_iterator link(folder, ended); !ended && link != fs::directory_iterator();
-       link.increment(ended)) {
-    std::error_code dangling;
-    if (fs::equivalent(link->path(), target, dangling)) return link->path().string();
+  std::error_code failed;
+  for (fs::directory_iterator link(folder, failed); !failed && link != fs::directory_iterator();
+       link.increment(failed)) {
+    std::error_code notALink;
+    const fs::path aim = fs::read_symlink(link->path(), notALink);
+    if (!notALink && (folder / aim).lexically_normal() == target) return link->path().string();
   }
   return std::nullopt;
 }
@@ -60,7 +61,7 @@ std::optional<std::string> linkInFolder(const std::filesystem::path& folder, con
 // machine after a restart; these go by the socket that they are plugged into.
 std::optional<std::string> stablePathOf(udev_device* terminal, const SerialDevice& device) {
   const bool isUnique = device.usb && !device.usb->serialNumber.empty();
-  const std::string folder = isUnique ? "/dev/serial/by-id/" : "/dev/serial/by-path/";
+  const char* folder = isUnique ? "/dev/serial/by-id/" : "/dev/serial/by-path/";
   if (auto link = linkThatUdevMade(terminal, folder)) return link;
   return linkInFolder(folder, *device.calloutPath);
 }
