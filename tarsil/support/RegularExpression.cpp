@@ -14,11 +14,11 @@ RegularExpression::RegularExpression(std::string_view pattern)
       program_(std::make_shared<const RegexProgram>(detail::RegexParser(pattern).parse())) {}
 
 bool RegularExpression::matchesWhole(std::string_view text) const {
-  return RegexRun(*program_, text).matches(RegexRun::Extent::whole);
+  return program_->mayMatch(text) && RegexRun(*program_, text).matches(RegexRun::Extent::whole);
 }
 
 bool RegularExpression::matchesPrefix(std::string_view text) const {
-  return RegexRun(*program_, text).matches(RegexRun::Extent::prefix);
+  return program_->mayMatch(text) && RegexRun(*program_, text).matches(RegexRun::Extent::prefix);
 }
 
 }  // namespace tarsil

@@ -158,6 +158,18 @@ TEST(RegularExpressionTest, CharactersAreCodePoints) {
   EXPECT_TRUE(whole("\xC3\xA9*", "\xC3\xA9\xC3\xA9"));
 }
 
+TEST(RegularExpressionTest, EveryCharacterThatMayComeFirstIsTried) {
+  EXPECT_TRUE(whole("^(?:a|[x-z]|\u00e9)b", "yb"));
+  EXPECT_TRUE(whole("^(?:a|[x-z]|\u00e9)b",
+                    "\xC3\xA9"
+                    "b"));
+  EXPECT_TRUE(whole("a?b*[^c]", "d"));
+  EXPECT_TRUE(whole("a?b*[^c]", "\xF4\x8F\xBF\xBF"));
+  EXPECT_TRUE(whole("a*$\\n", "\n"));
+  EXPECT_TRUE(prefix("a*", "\x01"));
+  EXPECT_FALSE(whole("a", "b"));
+}
+
 TEST(RegularExpressionTest, TextThatIsNoUtf8NeverMatches) {
   for (const char* bad :
        {"\x80", "\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF", "\xE2\x82"}) {

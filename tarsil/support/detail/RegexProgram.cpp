@@ -7,6 +7,7 @@ namespace tarsil::detail {
 RegexProgram::RegexProgram(const RegexNode& expression) {
   emit(expression);
   append(Operation::match);
+  collectFirstBytes();
 }
 
 void RegexProgram::emit(const RegexNode& node) {
@@ -68,6 +69,44 @@ void RegexProgram::emitRepetition(const RegexNode& node) {
     emit(child);
   }
   for (const std::uint32_t exit : exits) instructions_[exit].operand = size();
+}
+
+void RegexProgram::collectFirstBytes() {
+  std::vector<bool> isReached(instructions_.size(), false);
+  std::vector<std::uint32_t> toFollow{0};
+  while (!toFollow.empty()) {
+    const std::uint32_t index = toFollow.back();
+    toFollow.pop_back();
+    if (isReached[index]) continue;
+    isReached[index] = true;
+
+    const Instruction& instruction = instructions_[index];
+    switch (instruction.operation) {
+      case Operation::characters:
+        addFirstBytesOf(sets_[instruction.operand]);
+        break;
+      case Operation::fork:
+        toFollow.push_back(instruction.operand);
+        [[fallthrough]];
+      case Operation::startOfText:
+        toFollow.push_back(instruction.next);
+        break;
+      // An empty match may stand before any byte.
+      case Operation::endOfText:
+      case Operation::lastLineEnd:
+      case Operation::match:
+        firstBytes_.set();
+        return;
+    }
+  }
+}
+
+void RegexProgram::addFirstBytesOf(const CharacterSet& set) {
+  for (char32_t character = 0; character < 0x80; ++character) {
+    if (set.contains(character)) firstBytes_.set(character);
+  }
+  // The longer characters are not told apart.
+  for (std::size_t lead = 0xC2; lead <= 0xF4; ++lead) firstBytes_.set(lead);
 }
 
 std::uint32_t RegexProgram::append(Operation operation, std::uint32_t operand) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <bitset>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "tarsil/support/detail/CharacterSet.hpp"
@@ -31,6 +33,12 @@ class RegexProgram {
 
   static constexpr std::uint32_t maximumSize = 10'000;
 
+  /// False for most texts that cannot match, after a look at the first byte. Whoever tries every tail of a
+  /// stream lives from this.
+  bool mayMatch(std::string_view text) const {
+    return text.empty() || firstBytes_[static_cast<unsigned char>(text.front())];
+  }
+
   const std::vector<Instruction>& instructions() const { return instructions_; }
   const CharacterSet& set(std::uint32_t index) const { return sets_[index]; }
   const CharacterSet& lineEnds() const { return lineEnds_; }
@@ -41,11 +49,14 @@ class RegexProgram {
   void emitRepetition(const RegexNode& node);
   /// Appends an instruction that goes on at the one behind it, and hands back its index.
   std::uint32_t append(Operation operation, std::uint32_t operand = 0);
+  void collectFirstBytes();
+  void addFirstBytesOf(const CharacterSet& set);
   std::uint32_t size() const { return static_cast<std::uint32_t>(instructions_.size()); }
 
   std::vector<Instruction> instructions_;
   std::vector<CharacterSet> sets_;
   CharacterSet lineEnds_ = CharacterSet::lineEnds();
+  std::bitset<256> firstBytes_;
 };
 
 }  // namespace tarsil::detail
