@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
