@@ -116,15 +116,16 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   bool DSR() const;
   bool DCD() const;
 
-  // Packets and requests. What waits for the port's own queue may not be called on it: not by a packet's evaluator,
-  // nor by an observer of "pendingRequest", "queuedRequests" or "packetDescriptors", which are called there. The
-  // properties never wait for the line.
+  // Packets and requests. What waits for the port's own queue may not be called on it: not by a packet's
+  // evaluator, nor by an observer of "pendingRequest", "queuedRequests" or "packetDescriptors", which are
+  // called there. The properties never wait for the line.
 
-  /// Sends the request, or queues it behind the pending one. False when writing failed; the request is then pending
-  /// all the same, until its time-out, if it has one. False also for null. Waits for the port's own queue.
+  /// Sends the request, or queues it behind the pending one. False when writing failed; the request is then
+  /// pending all the same, until its time-out, if it has one. False also for null. Waits for the port's own
+  /// queue.
   bool sendRequest(const Request& request);
-  /// Takes a waiting request off the queue (one occurrence), some moments later. The pending one is not affected;
-  /// null does nothing.
+  /// Takes a waiting request off the queue (one occurrence), some moments later. The pending one is not
+  /// affected; null does nothing.
   void cancelQueuedRequest(const Request& request);
   /// Empties the queue of waiting requests, some moments later. The pending one is not affected.
   void cancelAllQueuedRequests();
@@ -132,8 +133,8 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   /// The request that was sent and waits for its response, or null.
   Request pendingRequest() const;
 
-  /// Reports every packet that the descriptor matches, until listening is stopped. A descriptor that is listened
-  /// for already keeps the bytes that it has. Null does nothing. Waits for the port's own queue.
+  /// Reports every packet that the descriptor matches, until listening is stopped. A descriptor that is
+  /// listened for already keeps the bytes that it has. Null does nothing. Waits for the port's own queue.
   void startListeningForPacketsMatchingDescriptor(const Descriptor& descriptor);
   void stopListeningForPacketsMatchingDescriptor(const Descriptor& descriptor);
   /// The descriptors listened for, in the order in which listening began.
