@@ -1,0 +1,107 @@
+#include "simulators/bluetooth/SimulatedCentral.hpp"
+
+#include <chrono>
+#include <utility>
+
+#include "simulators/bluetooth/medxingFrame.hpp"
+#include "tarsil/runtime/DispatchQueue.hpp"
+
+namespace tarsil {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* oximeter = "C0:11:22:33:44:55";
+constexpr auto timeToBeHeard = 300ms;
+constexpr auto timeToConnect = 200ms;
+constexpr auto timeToAnswer = 50ms;
+constexpr auto measuringInterval = 1s;
+
+}  // namespace
+
+std::shared_ptr<SimulatedCentral> SimulatedCentral::create(std::function<std::uint8_t()> saturation) {
+  return std::shared_ptr<SimulatedCentral>(new SimulatedCentral(std::move(saturation)));
+}
+
+SimulatedCentral::SimulatedCentral(std::function<std::uint8_t()> saturation)
+    : saturation_(std::move(saturation)), air_([this](const BluetoothCall& call) { respond(call); }) {}
+
+SimulatedCentral::~SimulatedCentral() {
+  if (measuring_) measuring_->invalidate();
+}
+
+void SimulatedCentral::setDelegate(std::weak_ptr<BluetoothCentralDelegate> delegate) {
+  air_.setDelegate(std::move(delegate));
+  DispatchQueue::main().async([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->air_.updateState(BluetoothState::poweredOn);
+  });
+}
+
+void SimulatedCentral::loseLink() {
+  if (isConnected())
+    end(BluetoothError{BluetoothError::Code::connectionTimeout, "the simulated link is lost"});
+}
+
+void SimulatedCentral::respond(const BluetoothCall& call) {
+  if (call.name == "scan") {
+    scanning_ = true;
+    after(timeToBeHeard, &SimulatedCentral::discover);
+  }
+  if (call.name == "stopScan") scanning_ = false;
+  if (call.name == "connect") after(timeToConnect, &SimulatedCentral::didConnect);
+  if (call.name == "cancelConnection" && isConnected()) {
+    DispatchQueue::main().async([weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->end(std::nullopt);
+    });
+  }
+  if (call.name == "discoverServices") after(timeToAnswer, &SimulatedCentral::answerServices);
+  if (call.name == "discoverCharacteristics") after(timeToAnswer, &SimulatedCentral::answerCharacteristics);
+  if (call.name == "setNotify") after(timeToAnswer, &SimulatedCentral::startMeasuring);
+}
+
+void SimulatedCentral::after(Duration delay, void (SimulatedCentral::*event)()) {
+  Timer::scheduled(delay, false, [weak = weak_from_this(), event](Timer&) {
+    if (const auto self = weak.lock()) (*self.*event)();
+  });
+}
+
+void SimulatedCentral::discover() {
+  if (scanning_) air_.discover(oximeter, "MEDXING-SpO2");
+}
+
+void SimulatedCentral::didConnect() {
+  air_.didConnect(oximeter);
+}
+
+void SimulatedCentral::answerServices() {
+  if (isConnected()) air_.peripheral(oximeter)->answerServices({"1800", "FFB0"});
+}
+
+void SimulatedCentral::answerCharacteristics() {
+  if (isConnected()) air_.peripheral(oximeter)->answerCharacteristics("FFB0", {"FFB1", "FFB2"});
+}
+
+void SimulatedCentral::startMeasuring() {
+  if (!isConnected()) return;
+  air_.peripheral(oximeter)->answerNotificationState("FFB2", true);
+  if (measuring_) measuring_->invalidate();
+  measuring_ = Timer::scheduled(measuringInterval, true, [weak = weak_from_this()](Timer&) {
+    if (const auto self = weak.lock()) self->measure();
+  });
+}
+
+void SimulatedCentral::measure() {
+  air_.peripheral(oximeter)->notify("FFB2", medxingFrame(saturation_()));
+}
+
+void SimulatedCentral::end(const std::optional<BluetoothError>& error) {
+  if (measuring_) measuring_->invalidate();
+  measuring_ = nullptr;
+  air_.didDisconnect(oximeter, error);
+}
+
+bool SimulatedCentral::isConnected() {
+  return air_.peripheral(oximeter)->state() == BluetoothPeripheralState::connected;
+}
+
+}  // namespace tarsil
