@@ -10,6 +10,16 @@ enum ExitCode : int {
   failed = 1,
   /// Unknown command, option, model or value, or input that cannot be read. Nothing was moved.
   badInput = 2,
+  /// A port could not be opened, or a device did not answer the connection check. Nothing was moved.
+  portNotOpened = 3,
+  /// A port vanished in the middle; what moved was stopped as far as a port was left to stop it through.
+  portVanished = 4,
+  /// Stopped by a signal or a key before its end.
+  interrupted = 5,
+  /// It ran to its end, but something that the devices owed did not come, or an error came.
+  somethingMissing = 6,
+  /// The report could not be written; the exercise was stopped.
+  reportFailed = 7,
 };
 
 }  // namespace tarsil::cli
