@@ -22,7 +22,7 @@ enum Code : std::uint8_t { load = 0x09, request = 0x0A, start = 0x0B, stop = 0x0
 }  // namespace
 
 SimulatedLodeOEMTreadmill::SimulatedLodeOEMTreadmill(Patient& patient)
-    : SimulatedDevice("LodeOEMTreadmill", 19200, patient), speed_(10.0), grade_(0.5) {}
+    : SimulatedDevice("LodeOEMTreadmill", 19200, patient), speed_(10.0), grade_(1.0) {}
 
 std::string SimulatedLodeOEMTreadmill::status() const {
   std::array<char, 100> text{};

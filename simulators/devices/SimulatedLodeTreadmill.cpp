@@ -38,7 +38,7 @@ std::uint8_t rounded(double tenths) {
 }  // namespace
 
 SimulatedLodeTreadmill::SimulatedLodeTreadmill(Patient& patient)
-    : SimulatedDevice("LodeTreadmill", 38400, patient), speed_(10.0), grade_(5.0) {}
+    : SimulatedDevice("LodeTreadmill", 38400, patient), speed_(10.0), grade_(10.0) {}
 
 std::string SimulatedLodeTreadmill::status() const {
   char text[80];

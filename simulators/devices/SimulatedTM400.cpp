@@ -24,7 +24,7 @@ bool checkByteIsRight(ByteView frame) {
 }  // namespace
 
 SimulatedTM400::SimulatedTM400(Patient& patient)
-    : SimulatedDevice("TM-400V2", 4800, patient), speed_(10.0), grade_(0.5) {}
+    : SimulatedDevice("TM-400V2", 4800, patient), speed_(10.0), grade_(1.0) {}
 
 std::string SimulatedTM400::status() const {
   std::array<char, 100> text{};

@@ -38,7 +38,7 @@ std::uint8_t acknowledgement(std::uint8_t command) {
 }  // namespace
 
 SimulatedTrackMaster::SimulatedTrackMaster(Patient& patient)
-    : SimulatedDevice("TrackMaster", 4800, patient), speed_(6.0), grade_(5.0) {}
+    : SimulatedDevice("TrackMaster", 4800, patient), speed_(6.0), grade_(10.0) {}
 
 std::string SimulatedTrackMaster::status() const {
   std::array<char, 80> text{};

@@ -11,6 +11,7 @@
 #include "simulators/devices/SimulatedTM400.hpp"
 #include "simulators/devices/SimulatedTango.hpp"
 #include "simulators/devices/SimulatedTrackMaster.hpp"
+#include "simulators/devices/SimulatedUndrivenBicycle.hpp"
 
 namespace tarsil::simulators {
 namespace {
@@ -30,6 +31,7 @@ constexpr std::array entries{
     Entry{"LodeOEMTreadmill", &make<SimulatedLodeOEMTreadmill>},
     Entry{"LodeTreadmill", &make<SimulatedLodeTreadmill>},
     Entry{"TrackMaster", &make<SimulatedTrackMaster>},
+    Entry{"KivBicycle", &make<SimulatedUndrivenBicycle>},
     Entry{"Ergometer38K4", &make<SimulatedLodeErgometer>},
     Entry{"ErgolineK2.4P10", &make<SimulatedErgolineP10>},
     Entry{"ErgosanaK4.8P10", &make<SimulatedErgosanaP10>},

@@ -16,6 +16,8 @@ class Patient {
 
   void advance(Duration duration);
 
+  /// Effort that the load demands at this moment.
+  double demand() const { return demand_; }
   /// Effort that the body has adapted to so far, in metabolic equivalents.
   double effort() const { return effort_; }
   double heartRate() const;

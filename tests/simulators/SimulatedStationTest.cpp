@@ -322,7 +322,7 @@ TEST_F(SimulatedStationTest, OneBodyDrivesAllDevices) {
 
 TEST_F(SimulatedStationTest, KnowsOnlyItsModels) {
   simulated_.emplace();
-  EXPECT_THROW(simulated_->add("KivBicycle", "nothing"), std::invalid_argument);
+  EXPECT_THROW(simulated_->add("Unicycle", "nothing"), std::invalid_argument);
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include "tools/tarsil/devices/DevicesCommand.hpp"
 #include "tools/tarsil/ports/PortsCommand.hpp"
 #include "tools/tarsil/replay/ReplayCommand.hpp"
+#include "tools/tarsil/run/RunCommand.hpp"
 #include "tools/tarsil/send/SendCommand.hpp"
+#include "tools/tarsil/simulate/SimulateCommand.hpp"
 
 namespace tarsil::cli {
 
@@ -11,6 +13,8 @@ std::vector<std::unique_ptr<Command>> commands() {
   std::vector<std::unique_ptr<Command>> all;
   all.push_back(std::make_unique<DevicesCommand>());
   all.push_back(std::make_unique<PortsCommand>());
+  all.push_back(std::make_unique<SimulateCommand>());
+  all.push_back(std::make_unique<RunCommand>());
   all.push_back(std::make_unique<SendCommand>());
   all.push_back(std::make_unique<ReplayCommand>());
   return all;

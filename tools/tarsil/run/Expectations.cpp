@@ -21,7 +21,7 @@ void Expectations::hear(const Entry& entry) {
     failures_.push_back(fmt::format("{}: {}", nameOf(entry.role), entry.text));
 }
 
-void Expectations::phaseEnds(const std::string& name, const Load& target) {
+void Expectations::stageEnds(const std::string& name, const Load& target) {
   if (!station_.traits().reportsFollow) return;
   const auto& load = station_.load();
   const bool isTreadmill = station_.traits().kind == StressDeviceType::Treadmill;
@@ -30,8 +30,12 @@ void Expectations::phaseEnds(const std::string& name, const Load& target) {
       std::abs(load->value.grade - target.grade) <= gradeTolerance) {
     return;
   }
-  failures_.push_back(fmt::format("{}: the device was asked for {} and reported {}", name, target.load,
-                                  load ? fmt::format("{}", load->value.load) : "nothing"));
+  const auto text = [&](const Load& value) {
+    return isTreadmill ? fmt::format("{:.2f} km/h and {:.1f} %", value.load, value.grade)
+                       : fmt::format("{:.0f} W", value.load);
+  };
+  failures_.push_back(fmt::format("{}: the device was asked for {} and reported {}", name, text(target),
+                                  load ? text(load->value) : "nothing"));
 }
 
 std::vector<std::string> Expectations::disappointments() const {

@@ -17,8 +17,8 @@ class Expectations {
 
   /// Takes note of an answer or a failure.
   void hear(const Entry& entry);
-  /// A phase ends that was not cut short: a device that follows must have reported its load.
-  void phaseEnds(const std::string& name, const Load& target);
+  /// A stage ends that was not cut short: a device that follows must have reported its load.
+  void stageEnds(const std::string& name, const Load& target);
   /// A measurement was started and had its time.
   void expectPressure() { pressureExpected_ = true; }
 

@@ -25,8 +25,10 @@ constexpr Duration checkingTime = 6s;
 constexpr Load treadmillStep{1.0F, 2.0F};
 constexpr Load bicycleStep{25.0F, 0.0F};
 
-/// A cuff needs up to 40 s; a measurement begins this long before its stage ends.
+/// A measurement begins this long before its stage ends; a cuff needs 20 to 40 s, and a little to spare.
 constexpr Duration pressureTime = 60s;
+constexpr Duration slowestPressure = 45s;
+constexpr Duration quickestPressure = 25s;
 /// A built-in unit is asked for its result after this.
 constexpr Duration pressureResultTime = 45s;
 
@@ -151,7 +153,9 @@ void Session::exerciseTick() {
   lastTick_ = now;
 
   if (phaseLeft() == Duration::zero()) {
-    expectations_.phaseEnds(phaseName(protocol_, phase_), commanded_);
+    // While the load falls again, its device is on its way.
+    const bool isStage = protocol_.phases[phase_].kind == Phase::Kind::stage;
+    if (isStage) expectations_.stageEnds(phaseName(protocol_, phase_), commanded_);
     return advance();
   }
   moveLoad();
@@ -187,9 +191,11 @@ void Session::hold(bool held) {
 
 bool Session::pressureIsDue() const {
   if (pressureTaken_ || pressureStarted_ || !station_.answersPressure()) return false;
-  if (protocol_.phases[phase_].kind != Phase::Kind::stage) return false;
-  return phaseLeft() <= std::max(pressureTime, protocol_.phases[phase_].duration - pressureTime) &&
-         (phaseLeft() <= pressureTime || protocol_.phases[phase_].duration <= pressureTime);
+  const Phase& phase = protocol_.phases[phase_];
+  if (phase.kind != Phase::Kind::stage) return false;
+  if (phase.duration >= slowestPressure) return phaseLeft() <= pressureTime && phaseLeft() >= slowestPressure;
+  // No cuff is done within so short a stage; it should at least be done within the exercise.
+  return exerciseLeft() >= quickestPressure;
 }
 
 // The other commands of this beat are left out: a built-in unit's driver does not bear an answer to a load

@@ -150,21 +150,28 @@ void Station::choose(Role role, PortType type, const std::string& port) {
 }
 
 void Station::opened(Role role) {
-  for (Place& place : places_) {
-    if (place.role != role) continue;
-    place.opened = true;
-    journal_.note(role, Kind::event, "opened", {}, fmt::format("{} is open", place.port));
+  for (const Place& place : places_) {
+    if (place.role == role)
+      journal_.note(role, Kind::event, "opened", {}, fmt::format("{} is open", place.port));
   }
 }
 
+// The port itself is asked: a device that no software drives hears of nothing.
+bool Station::isOpen(const Place& place) const {
+  const auto& port = place.type == PortType::device ? manager_.devicePort
+                     : place.type == PortType::BP   ? manager_.BPPort
+                                                    : manager_.SpO2Port;
+  return port && port->isOpen();
+}
+
 bool Station::allOpened() const {
-  return std::all_of(places_.begin(), places_.end(), [](const Place& place) { return place.opened; });
+  return std::all_of(places_.begin(), places_.end(), [this](const Place& place) { return isOpen(place); });
 }
 
 std::string Station::unopened() const {
   std::string names;
   for (const Place& place : places_) {
-    if (!place.opened)
+    if (!isOpen(place))
       names += fmt::format("{}{} ({})", names.empty() ? "" : ", ", place.port, nameOf(place.role));
   }
   return names;

@@ -57,7 +57,6 @@ class Station {
     Role role;
     PortType type;
     std::string port;
-    bool opened = false;
   };
 
   Station(Plan plan, Journal& journal);
@@ -103,6 +102,7 @@ class Station {
  private:
   class Host;
 
+  bool isOpen(const Place& place) const;
   void choose(Role role, PortType type, const std::string& port);
   void opened(Role role);
   void asked(Role role, std::string what, std::vector<float> values, std::string text);

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "simulators/hosting/SimulatedStation.hpp"
+#include "tools/tarsil/run/Partners.hpp"
+
+namespace tarsil::cli {
+
+/// Simulated devices in this process, in the library's time: virtual, as a rule.
+class PartnersInProcess final : public Partners {
+ public:
+  void add(const std::string& model, const std::string& portName) override { station_.add(model, portName); }
+  void demand(double /*effort*/) override {}  // they share the patient
+
+ private:
+  simulators::SimulatedStation station_;
+};
+
+}  // namespace tarsil::cli

@@ -1,0 +1,182 @@
+#include "tools/tarsil/run/RunCommand.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "simulators/physics/Patient.hpp"
+#include "tarsil/core/StressECGDeviceManager.hpp"
+#include "tarsil/platform/VirtualDeviceRegistry.hpp"
+#include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/runtime/VirtualTime.hpp"
+#include "tarsil/support/process.hpp"
+#include "tools/tarsil/CommandFailure.hpp"
+#include "tools/tarsil/Interruption.hpp"
+#include "tools/tarsil/run/PartnerProcesses.hpp"
+#include "tools/tarsil/run/PartnersInProcess.hpp"
+#include "tools/tarsil/run/PlainView.hpp"
+#include "tools/tarsil/run/Session.hpp"
+#include "tools/tarsil/run/chosenPort.hpp"
+#include "tools/tarsil/run/protocolNamed.hpp"
+
+namespace tarsil::cli {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// While it exists, what the library prints goes into the journal: its own texts as news, port errors as
+/// failures. Raw bytes that a driver prints are left out.
+class PrintedIntoJournal {
+ public:
+  explicit PrintedIntoJournal(Journal& journal)
+      : before_(exchangeProcessHooks(
+            {.fatal = {}, .neverReturn = {}, .print = [&](std::string_view text, PrintedText kind) {
+               if (kind == PrintedText::fixed)
+                 return journal.note(Role::session, Entry::Kind::event, "printed", {}, std::string(text));
+               if (text.find(" error ") == std::string_view::npos) return;
+               journal.note(Role::session, Entry::Kind::failure, "portError", {}, std::string(text));
+             }})) {}
+  ~PrintedIntoJournal() { exchangeProcessHooks(std::move(before_)); }
+  PrintedIntoJournal(const PrintedIntoJournal&) = delete;
+  PrintedIntoJournal& operator=(const PrintedIntoJournal&) = delete;
+
+ private:
+  ProcessHooks before_;
+};
+
+/// Tells the simulated monitors what the commanded load demands of the patient.
+class DemandTeller {
+ public:
+  DemandTeller(Journal& journal, StressDeviceType kind, Partners& partners) {
+    journal.addReader([this, kind, &partners](const Entry& entry) {
+      if (entry.what == "setLoad") tell(kind, partners, entry.values.at(0), entry.values.at(1));
+      if (entry.what == "stopStressDevice") tell(kind, partners, 0, 0);
+    });
+  }
+
+ private:
+  void tell(StressDeviceType kind, Partners& partners, float load, float grade) {
+    if (kind == StressDeviceType::Treadmill) patient_.walk(load, grade);
+    if (kind == StressDeviceType::Ergometer) patient_.cycle(load);
+    partners.demand(std::max(1.0, patient_.demand()));
+  }
+
+  simulators::Patient patient_;
+};
+
+std::string modelOf(const std::string& exercise) {
+  return exercise.substr(0, exercise.find('@'));
+}
+
+StressDeviceType kindOf(const std::string& model) {
+  auto& station = StressECGDeviceManager::share();
+  for (const std::string& kind : station.getDeivceType()) {
+    const auto devices = station.getDeviceByType(kind).value();
+    for (const auto& device : devices) {
+      if (device->name == model) return *stressDeviceTypeFromRawValue(kind);
+    }
+  }
+  throw CommandFailure(badInput,
+                       fmt::format("no exercise device is called \"{}\"; see `tarsil devices`", model));
+}
+
+}  // namespace
+
+void RunCommand::declare(CLI::App& command) {
+  command.add_option("--exercise", exercise_, "MODEL@PORT, or MODEL alone with --simulate")
+      ->capture_default_str();
+  command.add_option("--bp", bp_, "Port of a Tango blood-pressure monitor");
+  command.add_option("--spo2", spo2_, "Port of a MEDXING pulse oximeter");
+  command.add_option("--protocol", protocol_,
+                     fmt::format("One of {}, or a file", fmt::join(builtInProtocols(), ", ")));
+  command.add_flag("--simulate", simulate_, "Drive a simulated station: exercise device, Tango and oximeter");
+  command.add_option("--speedup", speedup_, "Let a simulated station live this much faster")
+      ->check(CLI::Range(1.0, 1e6));
+}
+
+ExitCode RunCommand::run() {
+  if (speedup_ != 1 && !simulate_)
+    throw CommandFailure(badInput, "only a simulated station can live faster: add --simulate");
+  // A reader of our output, or a simulated device, that goes away must not take the process with it.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::optional<VirtualTime> time;
+  if (speedup_ != 1) time.emplace(std::chrono::system_clock::now());
+
+  const Protocol protocol = chosenProtocol();
+  Session* running = nullptr;
+  int interruptions = 0;
+  const Interruption interruption([&] {
+    if (!running) return;
+    if (++interruptions == 1) return running->stop(interrupted, "interrupted");
+    running->abandon(interrupted, "interrupted again: closing at once");
+  });
+
+  const auto partners = makePartners();
+  Journal journal;
+  const PrintedIntoJournal printed(journal);
+  const PlainView view(journal);
+  Station station(planFor(partners.get()), journal);
+  std::optional<DemandTeller> teller;
+  if (partners) teller.emplace(journal, protocol.device, *partners);
+  Session session(protocol, station, journal);
+  running = &session;
+  session.begin();
+  keepGoing(session, time ? &*time : nullptr);
+  running = nullptr;
+  return session.result();
+}
+
+Protocol RunCommand::chosenProtocol() const {
+  const StressDeviceType kind = kindOf(modelOf(exercise_));
+  const std::string standard = kind == StressDeviceType::Treadmill ? "bruce" : "25-watt-steps";
+  Protocol protocol = protocolNamed(protocol_.empty() ? standard : protocol_);
+  if (protocol.device != kind) {
+    throw CommandFailure(badInput, fmt::format("the protocol \"{}\" is not for a device such as {}",
+                                               protocol.name, modelOf(exercise_)));
+  }
+  return protocol;
+}
+
+std::unique_ptr<Partners> RunCommand::makePartners() const {
+  if (!simulate_) return nullptr;
+  if (speedup_ != 1) return std::make_unique<PartnersInProcess>();
+  return std::make_unique<PartnerProcesses>();
+}
+
+Station::Plan RunCommand::planFor(Partners* partners) const {
+  const std::string model = modelOf(exercise_);
+  if (partners) {
+    partners->add(model, "simulated-exercise");
+    partners->add("Tango", "simulated-bp");
+    partners->add("MEDXINGPort", "simulated-spo2");
+    return {model, "simulated-exercise", "simulated-bp", "simulated-spo2"};
+  }
+  const std::size_t at = exercise_.find('@');
+  if (at == std::string::npos)
+    throw CommandFailure(badInput, "name the exercise device's port: --exercise MODEL@PORT");
+  Station::Plan plan{
+      .model = model, .port = chosenPort(exercise_.substr(at + 1)), .pressurePort = {}, .oximeterPort = {}};
+  if (!bp_.empty()) plan.pressurePort = chosenPort(bp_);
+  if (!spo2_.empty()) plan.oximeterPort = chosenPort(spo2_);
+  return plan;
+}
+
+void RunCommand::keepGoing(const Session& session, VirtualTime* time) const {
+  if (!time) {
+    RunLoop::main().runUntil([&] { return session.isOver(); }, 24h);
+    return;
+  }
+  constexpr Duration step = 100ms;
+  auto next = std::chrono::steady_clock::now();
+  while (!session.isOver()) {
+    time->advance(step);
+    next += std::chrono::duration_cast<std::chrono::steady_clock::duration>(step / speedup_);
+    std::this_thread::sleep_until(next);
+  }
+}
+
+}  // namespace tarsil::cli

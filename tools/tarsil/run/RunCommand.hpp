@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/tarsil/Command.hpp"
+#include "tools/tarsil/run/Journal.hpp"
+#include "tools/tarsil/run/Partners.hpp"
+#include "tools/tarsil/run/Protocol.hpp"
+#include "tools/tarsil/run/Station.hpp"
+
+namespace tarsil {
+class VirtualTime;
+}
+
+namespace tarsil::cli {
+
+class Session;
+
+/// `tarsil run`: a whole exercise test, on real devices or simulated ones.
+class RunCommand final : public Command {
+ public:
+  std::string name() const override { return "run"; }
+  std::string summary() const override { return "Run a whole exercise test on a station"; }
+  void declare(CLI::App& command) override;
+  ExitCode run() override;
+
+ private:
+  Protocol chosenProtocol() const;
+  Station::Plan planFor(Partners* partners) const;
+  std::unique_ptr<Partners> makePartners() const;
+  void keepGoing(const Session& session, VirtualTime* time) const;
+
+  std::string exercise_ = "LodeTreadmill";
+  std::string bp_;
+  std::string spo2_;
+  std::string protocol_;
+  std::string report_;
+  bool simulate_ = false;
+  double speedup_ = 1;
+};
+
+}  // namespace tarsil::cli

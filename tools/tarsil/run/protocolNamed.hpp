@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/tarsil/run/Protocol.hpp"
+
+namespace tarsil::cli {
+
+/// The names of the protocols that come with the program.
+std::vector<std::string> builtInProtocols();
+
+/// The protocol that comes with the program under this name, else the one in this file. Throws CommandFailure
+/// for a file that cannot be read, with line and reason for one that is faulty.
+Protocol protocolNamed(const std::string& nameOrFile);
+
+}  // namespace tarsil::cli
