@@ -83,6 +83,7 @@ void record(const char* name, const char* key, const std::string& word) {
 class ORSSerialPortManagerTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
+    if (registry) return;
     registry = std::make_shared<ScriptedRegistry>();
     registry->present = {device("ttyFirst0"), device("ttySecond1")};
     SerialDeviceRegistry::exchangeShared(registry);

@@ -15,7 +15,7 @@ OpenLine::~OpenLine() {
 template <class Call>
 ssize_t OpenLine::use(Call call) {
   const std::shared_lock lock(inUse_);
-  if (ended_) return -*ended_;
+  if (const int end = ended_) return -end;
   const ssize_t answer = call();
   if (answer >= 0) return answer;
   const int error = errno;
@@ -91,10 +91,13 @@ int OpenLine::putSavedAttributesBack() {
 }
 
 int OpenLine::close() {
+  // New calls are turned away from here on, so that there is an end to those that are on their way.
+  int usable = 0;
+  if (!ended_.compare_exchange_strong(usable, closedMeanwhile)) return 0;
   const std::unique_lock lock(inUse_);
-  if (ended_) return 0;
-  const int error = terminal_->close(descriptor_) < 0 ? errno : 0;
-  ended_ = error == 0 ? closedMeanwhile : EBADF;
+  if (terminal_->close(descriptor_) >= 0) return 0;
+  const int error = errno;
+  ended_ = EBADF;
   return error;
 }
 

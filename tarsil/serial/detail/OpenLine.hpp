@@ -24,7 +24,7 @@ namespace tarsil::detail {
 /// `write` answer a count or the negative error number.
 class OpenLine {
  public:
-  /// What calls answer once the line was closed in good order. Whoever lost the race against closing has
+  /// What calls answer once the line is being closed, or was. Whoever lost the race against closing has
   /// nothing to report.
   static constexpr int closedMeanwhile = ESHUTDOWN;
 
@@ -66,10 +66,10 @@ class OpenLine {
   std::once_flag restored_;
   /// A call said that there is no such device any more.
   std::atomic<bool> vanished_ = false;
-  /// Shared by the calls that use the descriptor; guards `ended_`.
+  /// Shared by the calls that use the descriptor.
   std::shared_mutex inUse_;
-  /// What calls answer once the descriptor is gone.
-  std::optional<int> ended_;
+  /// What calls answer once the end has begun, 0 before.
+  std::atomic<int> ended_ = 0;
 };
 
 }  // namespace tarsil::detail

@@ -1,0 +1,155 @@
+#include "tarsil/serial/detail/OpenLine.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <future>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "simulators/scripted/ScriptedTerminal.hpp"
+#include "tests/helpers/hex.hpp"
+
+namespace tarsil::detail {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Call = ScriptedTerminal::Call;
+
+class OpenLineTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<OpenLine> opened() {
+    return std::make_shared<OpenLine>(terminal, terminal->open("/dev/tty"));
+  }
+
+  const std::shared_ptr<ScriptedTerminal> terminal = std::make_shared<ScriptedTerminal>();
+  std::shared_ptr<OpenLine> line = opened();
+};
+
+TEST_F(OpenLineTest, AnswersZeroOrTheErrorNumber) {
+  terminal->failNext(Call::clearStatusFlags, EPERM);
+  EXPECT_EQ(line->clearStatusFlags(), EPERM);
+  EXPECT_EQ(line->clearStatusFlags(), 0);
+}
+
+TEST_F(OpenLineTest, ReadAndWriteAnswerACountOrTheNegativeErrorNumber) {
+  EXPECT_EQ(line->write(hex("01 02 03")), 3);
+  terminal->takeNextWrite(0);
+  EXPECT_EQ(line->write(hex("01")), 0);
+  terminal->failNext(Call::write, EIO);
+  EXPECT_EQ(line->write(hex("01")), -EIO);
+
+  Bytes buffer(8);
+  terminal->deliver(hex("aa bb"));
+  EXPECT_EQ(line->read(buffer.data(), buffer.size()), 2);
+  EXPECT_EQ(line->read(buffer.data(), buffer.size()), -EAGAIN);
+}
+
+TEST_F(OpenLineTest, RestoresAndClosesWhenTheLastShareGoes) {
+  EXPECT_EQ(line->saveAttributes(), 0);
+  terminal->forgetCalls();
+  line.reset();
+  EXPECT_THAT(terminal->calls(),
+              ElementsAre(Call::getAttributes, Call::setAttributes, Call::setAttributes, Call::close));
+}
+
+TEST_F(OpenLineTest, RestoresAndClosesOnce) {
+  line->saveAttributes();
+  EXPECT_THAT(line->restoreAttributes(), IsEmpty());
+  EXPECT_EQ(line->close(), 0);
+  terminal->forgetCalls();
+  EXPECT_THAT(line->restoreAttributes(), IsEmpty());
+  EXPECT_EQ(line->close(), 0);
+  line.reset();
+  EXPECT_THAT(terminal->calls(), IsEmpty());
+}
+
+TEST_F(OpenLineTest, RestoresWhatWasSavedAfterFlowControlIsOff) {
+  line->saveAttributes();
+  TerminalAttributes changed;
+  changed.speed = 4800;
+  changed.rtsCtsFlowControl = changed.dtrDsrFlowControl = changed.dcdOutputFlowControl = true;
+  EXPECT_EQ(line->setAttributes(changed), 0);
+  line->restoreAttributes();
+  const auto applied = terminal->applied();
+  ASSERT_EQ(applied.size(), 3U);
+  EXPECT_EQ(applied[1].attributes.speed, 4800U);
+  EXPECT_FALSE(applied[1].attributes.rtsCtsFlowControl || applied[1].attributes.dtrDsrFlowControl ||
+               applied[1].attributes.dcdOutputFlowControl);
+  EXPECT_EQ(applied[2].attributes.speed, 0U);
+  EXPECT_EQ(applied[2].when, Terminal::Apply::afterOutputDrains);
+}
+
+TEST_F(OpenLineTest, TellsWhatFailedWhileRestoring) {
+  line->saveAttributes();
+  terminal->failNext(Call::getAttributes, EINTR);
+  terminal->failNext(Call::setAttributes, EINVAL);
+  EXPECT_THAT(line->restoreAttributes(), ElementsAre(EINTR, EINVAL));
+}
+
+TEST_F(OpenLineTest, DoesNotRestoreADeviceThatVanished) {
+  line->saveAttributes();
+  terminal->vanish();
+  EXPECT_EQ(line->write(hex("01")), -ENXIO);
+  terminal->forgetCalls();
+  EXPECT_THAT(line->restoreAttributes(), IsEmpty());
+  EXPECT_THAT(terminal->calls(), IsEmpty());
+  EXPECT_EQ(line->close(), 0);
+}
+
+TEST_F(OpenLineTest, CallsAfterAGoodEndSayThatItEnded) {
+  line->close();
+  terminal->forgetCalls();
+  int lines = 0;
+  TerminalAttributes attributes;
+  EXPECT_EQ(line->write(hex("01")), -OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->read(nullptr, 0), -OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->getModemLines(lines), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->getAttributes(attributes), OpenLine::closedMeanwhile);
+  EXPECT_THAT(terminal->calls(), IsEmpty());
+}
+
+TEST_F(OpenLineTest, CallsAfterABadEndSayThatTheDescriptorIsBad) {
+  terminal->failNext(Call::close, EIO);
+  EXPECT_EQ(line->close(), EIO);
+  terminal->forgetCalls();
+  EXPECT_EQ(line->write(hex("01")), -EBADF);
+  EXPECT_EQ(line->close(), 0);
+  EXPECT_THAT(terminal->calls(), IsEmpty());
+}
+
+TEST_F(OpenLineTest, WhoeverComesSecondToRestoreWaitsForTheFirst) {
+  line->saveAttributes();
+  const auto one = std::async(std::launch::async, [this] { return line->restoreAttributes(); });
+  line->restoreAttributes();
+  EXPECT_EQ(terminal->count(Call::setAttributes), 2U);
+  one.wait();
+}
+
+// Writers and closers of line after line: a write that meets the end may not reach the descriptor.
+TEST_F(OpenLineTest, NoCallReachesAClosedDescriptor) {
+  for (int round = 0; round < 200; ++round) {
+    std::atomic<bool> ended = false;
+    std::vector<std::thread> writers;
+    for (int writer = 0; writer < 3; ++writer) {
+      writers.emplace_back([&] {
+        while (!ended) {
+          if (line->write(hex("01")) == -OpenLine::closedMeanwhile) return;
+        }
+      });
+    }
+    line->restoreAttributes();
+    EXPECT_EQ(line->close(), 0);
+    ended = true;
+    for (std::thread& writer : writers) writer.join();
+    line = opened();
+  }
+  EXPECT_EQ(terminal->strayCalls(), 0U);
+}
+
+}  // namespace
+}  // namespace tarsil::detail
