@@ -132,7 +132,7 @@ TEST_F(OpenLineTest, WhoeverComesSecondToRestoreWaitsForTheFirst) {
 
 // Writers and closers of line after line: a write that meets the end may not reach the descriptor.
 TEST_F(OpenLineTest, NoCallReachesAClosedDescriptor) {
-  for (int round = 0; round < 200; ++round) {
+  for (int round = 0; round < 50; ++round) {
     std::atomic<bool> ended = false;
     std::vector<std::thread> writers;
     for (int writer = 0; writer < 3; ++writer) {
