@@ -65,13 +65,14 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   /// Opens the device with the stored settings. Success comes as `serialPortWasOpened`, failure as
   /// `serialPortDidEncounterError`. Does nothing when the port is open.
   void open();
-  /// Begins to close; the port is closed when its descriptor is, some moments later, on a worker thread.
-  /// Always true.
+  /// Begins to close; the port is closed when its descriptor is, some moments later, on a worker thread: when
+  /// its output has gone out and no `sendData` is under way. Always true.
   bool close();
   bool isOpen() const;
 
-  /// Writes all bytes before it returns, on the calling thread. False when the port is closed or the write
-  /// failed (the delegate then hears of it); what was left of the bytes stays unsent.
+  /// Writes all bytes before it returns, on the calling thread; it waits for a device that takes them slowly.
+  /// False when the port is closed, when it was closed meanwhile, or when the write failed (the delegate then
+  /// hears of it); what was left of the bytes stays unsent.
   bool sendData(ByteView data);
 
   /// Tells the delegate that the device vanished, waits for it, and closes.
