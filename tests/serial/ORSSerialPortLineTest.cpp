@@ -419,6 +419,28 @@ TEST_F(ORSSerialPortLineTest, AnUnpluggedDeviceIsReportedThenRemovedThenClosed) 
   EXPECT_THAT(client.calls(), IsEmpty());
 }
 
+// Notes what it is asked and told.
+class AskedDelegate final : public ORSSerialPortDelegate {
+ public:
+  bool respondsTo(Selector selector) const {
+    if (selector == Selector::serialPortDidEncounterError) story.push_back("error?");
+    if (selector == Selector::serialPortWasRemovedFromSystem) story.push_back("removed?");
+    return true;
+  }
+  void serialPortDidEncounterError(ORSSerialPort&, const Error&) override { story.push_back("error"); }
+  void serialPortWasRemovedFromSystem(ORSSerialPort&) override { story.push_back("removed"); }
+
+  mutable std::vector<std::string> story;
+};
+
+TEST_F(ORSSerialPortLineTest, TheRemovalBeginsWhenTheDelegateHasHandledTheError) {
+  open();
+  const auto asked = std::make_shared<AskedDelegate>();
+  port->setDelegate(asked);
+  port.remove();
+  EXPECT_THAT(asked->story, ElementsAre("error?", "error?", "error", "removed?", "removed?", "removed"));
+}
+
 TEST_F(ORSSerialPortLineTest, ADeviceThatVanishesInTheMiddleOfAWriteIsReportedForTheWriteToo) {
   open();
   terminal.vanish();

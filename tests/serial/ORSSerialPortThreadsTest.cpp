@@ -127,6 +127,33 @@ TEST_F(ORSSerialPortThreadsTest, AVanishedDeviceIsReportedThenRemovedThenClosedE
   EXPECT_THAT(client.calls(), ElementsAre(failed(ENXIO), removed(), closed()));
 }
 
+TEST_F(ORSSerialPortThreadsTest, AVanishedDeviceIsReportedOnceHoweverLongClosingTakes) {
+  struct SlowToRead : ScriptedTerminal {
+    ssize_t read(int descriptor, void* buffer, std::size_t size) override {
+      reading.set_value();
+      goOn.get_future().wait();
+      return ScriptedTerminal::read(descriptor, buffer, size);
+    }
+    std::promise<void> reading;
+    std::promise<void> goOn;
+  };
+  const auto slow = std::make_shared<SlowToRead>();
+  const auto other = ORSSerialPort::serialPortWithDevice(scriptedDevice("ttySlow0", slow));
+  other->setDelegate(client);
+  other->open();
+  ASSERT_TRUE(runUntilCalled(opened()));
+  slow->deliver(hex("01"));
+  slow->reading.get_future().wait();
+  // Closing waits for the read; polls would come all the while.
+  slow->vanish();
+  ASSERT_TRUE(runUntilCalled(removed()));
+  RunLoop::main().runFor(50ms);
+  EXPECT_THAT(client.calls(), ElementsAre(opened(), failed(ENXIO), removed()));
+  slow->goOn.set_value();
+  ASSERT_TRUE(runUntilCalled(closed()));
+  EXPECT_THAT(client.calls(), ElementsAre(opened(), failed(ENXIO), removed(), closed()));
+}
+
 TEST_F(ORSSerialPortThreadsTest, InputLinesChangeOnTheMainThreadOnly) {
   open();
   const auto observation =
