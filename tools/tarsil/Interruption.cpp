@@ -16,6 +16,10 @@ Interruption::Interruption(std::function<void()> action) {
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
+  // The terminal was closed. Under nohup that is no reason to stop.
+  struct sigaction hangUp {};
+  sigaction(SIGHUP, nullptr, &hangUp);
+  if (hangUp.sa_handler != SIG_IGN) sigaddset(&signals, SIGHUP);
   // Threads that start from here on inherit this, so that the signals wait for the descriptor.
   pthread_sigmask(SIG_BLOCK, &signals, &before_);
   const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);

@@ -10,8 +10,8 @@ class DispatchSource;
 
 namespace tarsil::cli {
 
-/// While it exists, Ctrl-C (SIGINT) and SIGTERM do not end the process: they call `action` on the main run
-/// loop. Make it on the main thread before any other thread runs.
+/// While it exists, Ctrl-C (SIGINT), SIGTERM and the closing of the terminal (SIGHUP) do not end the process:
+/// they call `action` on the main run loop. Make it on the main thread before any other thread runs.
 class Interruption {
  public:
   explicit Interruption(std::function<void()> action);
