@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "tarsil/core/KivStressDevice.hpp"
-#include "tools/tarsil/replay/Json.hpp"
+#include "tools/tarsil/replay/Events.hpp"
 
 namespace tarsil::cli {
 

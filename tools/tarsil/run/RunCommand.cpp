@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -16,10 +17,14 @@
 #include "tarsil/support/process.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
+#include "tools/tarsil/report/Report.hpp"
+#include "tools/tarsil/run/LiveView.hpp"
 #include "tools/tarsil/run/PartnerProcesses.hpp"
 #include "tools/tarsil/run/PartnersInProcess.hpp"
 #include "tools/tarsil/run/PlainView.hpp"
+#include "tools/tarsil/run/RecordingRegistry.hpp"
 #include "tools/tarsil/run/Session.hpp"
+#include "tools/tarsil/run/Traffic.hpp"
 #include "tools/tarsil/run/chosenPort.hpp"
 #include "tools/tarsil/run/protocolNamed.hpp"
 
@@ -96,6 +101,7 @@ void RunCommand::declare(CLI::App& command) {
   command.add_flag("--simulate", simulate_, "Drive a simulated station: exercise device, Tango and oximeter");
   command.add_option("--speedup", speedup_, "Let a simulated station live this much faster")
       ->check(CLI::Range(1.0, 1e6));
+  command.add_option("--report", report_, "Folder for session.csv, session.jsonl and report.html");
 }
 
 ExitCode RunCommand::run() {
@@ -105,6 +111,11 @@ ExitCode RunCommand::run() {
   std::signal(SIGPIPE, SIG_IGN);
   std::optional<VirtualTime> time;
   if (speedup_ != 1) time.emplace(std::chrono::system_clock::now());
+
+  // Before anything asks for a port.
+  const auto traffic = std::make_shared<Traffic>();
+  SerialDeviceRegistry::exchangeShared(
+      std::make_shared<RecordingRegistry>(SerialDeviceRegistry::shared(), traffic));
 
   const Protocol protocol = chosenProtocol();
   Session* running = nullptr;
@@ -118,16 +129,32 @@ ExitCode RunCommand::run() {
   const auto partners = makePartners();
   Journal journal;
   const PrintedIntoJournal printed(journal);
-  const PlainView view(journal);
-  Station station(planFor(partners.get()), journal);
+  const bool isLive = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
+  std::optional<PlainView> plainView;
+  if (!isLive) plainView.emplace(journal);
+  const Station::Plan plan = planFor(partners.get());
+  std::optional<Report> report;
+  if (!report_.empty()) report.emplace(report_, protocol, plan, journal, traffic);
+  Station station(plan, journal);
   std::optional<DemandTeller> teller;
   if (partners) teller.emplace(journal, protocol.device, *partners);
   Session session(protocol, station, journal);
+  if (report) report->onFailure = [&](const std::string& reason) { session.stop(reportFailed, reason); };
+  std::optional<LiveView> liveView;
+  if (isLive) liveView.emplace(session, station, journal);
   running = &session;
   session.begin();
   keepGoing(session, time ? &*time : nullptr);
   running = nullptr;
+  liveView.reset();
+  if (report) finish(*report, session.result());
   return session.result();
+}
+
+void RunCommand::finish(Report& report, ExitCode result) {
+  report.onFailure = nullptr;
+  report.finish(result);
+  if (report.failure()) throw CommandFailure(reportFailed, *report.failure());
 }
 
 Protocol RunCommand::chosenProtocol() const {

@@ -16,6 +16,7 @@ class VirtualTime;
 
 namespace tarsil::cli {
 
+class Report;
 class Session;
 
 /// `tarsil run`: a whole exercise test, on real devices or simulated ones.
@@ -30,6 +31,7 @@ class RunCommand final : public Command {
   Protocol chosenProtocol() const;
   Station::Plan planFor(Partners* partners) const;
   std::unique_ptr<Partners> makePartners() const;
+  static void finish(Report& report, ExitCode result);
   void keepGoing(const Session& session, VirtualTime* time) const;
 
   std::string exercise_ = "LodeTreadmill";

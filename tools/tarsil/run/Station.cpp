@@ -178,6 +178,7 @@ std::string Station::unopened() const {
 }
 
 void Station::close() {
+  asked(Role::exercise, "closePort", {}, "close the ports");
   // The manager closes the exercise device's port only.
   manager_.closePort();
   for (const auto& port : {manager_.BPPort, manager_.SpO2Port}) {
