@@ -7,7 +7,7 @@
 
 #include <array>
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 namespace tarsil::cli {
 namespace {
@@ -46,7 +46,7 @@ std::optional<std::string> whyNotOpenable(const std::string& path) {
   if (error == EACCES && stat(path.c_str(), &file) == 0) {
     return "no right to open " + path + ": " + rightsAdvice(file);
   }
-  return "cannot open " + path + ": " + std::strerror(error);
+  return "cannot open " + path + ": " + std::generic_category().message(error);
 }
 
 }  // namespace tarsil::cli

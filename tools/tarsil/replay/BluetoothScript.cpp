@@ -52,45 +52,62 @@ bool BluetoothScript::perform(const Operation& operation) {
   return false;
 }
 
-// Answers of the peripheral go to the oximeter whether or not it has become the peripheral's delegate: like
-// the chunks of a port, they are what the script says that the driver hears.
 void BluetoothScript::performEvent(const Operation& operation) {
   const std::string event = operation["event"].text();
-  if (event == "state") return central_->updateState(stateNamed(operation["value"].text()));
-  if (event == "discover") {
+  if (performCentralEvent(event, operation) || performPeripheralEvent(event, operation)) return;
+  throw ScriptError("there is no Bluetooth event \"" + event + '"');
+}
+
+bool BluetoothScript::performCentralEvent(const std::string& event, const Operation& operation) {
+  if (event == "state") {
+    central_->updateState(stateNamed(operation["value"].text()));
+  } else if (event == "discover") {
     const auto name = operation.find("name");
     const auto advertisedName = name ? name->optionalText() : std::nullopt;
     lastDiscovered_ = operation["id"].text();
-    return central_->discover(lastDiscovered_, advertisedName);
+    central_->discover(lastDiscovered_, advertisedName);
+  } else if (event == "connect") {
+    central_->didConnect(identifier(operation));
+  } else if (event == "disconnect") {
+    central_->didDisconnect(identifier(operation));
+  } else {
+    return false;
   }
-  if (event == "connect") return central_->didConnect(identifier(operation));
-  if (event == "disconnect") return central_->didDisconnect(identifier(operation));
+  return true;
+}
 
+// Answers go to the oximeter whether or not it has become the peripheral's delegate: like the chunks of a
+// port, they are what the script says that the driver hears.
+bool BluetoothScript::performPeripheralEvent(const std::string& event, const Operation& operation) {
   const auto source = peripheral();
   if (event == "services") {
     source->setServices(operation["uuids"].texts());
-    return oximeter_->peripheralDidDiscoverServices(source, std::nullopt);
-  }
-  if (event == "characteristics") {
+    oximeter_->peripheralDidDiscoverServices(source, std::nullopt);
+  } else if (event == "characteristics") {
     const auto owner = operation.find("service");
-    const auto service =
-        source->setCharacteristics(owner ? owner->text() : oximeter_->serviceid, operation["uuids"].texts());
-    return oximeter_->peripheralDidDiscoverCharacteristicsForService(source, service, std::nullopt);
-  }
-  if (event == "notifyState" || event == "value") {
-    const auto uuid = operation.find("uuid");
-    const std::string characteristicUUID = uuid ? uuid->text() : oximeter_->characteristicid;
-    auto characteristic = source->characteristic(characteristicUUID);
-    if (!characteristic) characteristic = std::make_shared<ScriptedCharacteristic>(characteristicUUID);
-    if (event == "notifyState") {
-      return oximeter_->peripheralDidUpdateNotificationStateForCharacteristic(source, characteristic,
-                                                                              std::nullopt);
-    }
+    const std::string serviceUUID = owner ? owner->text() : oximeter_->serviceid;
+    const auto service = source->setCharacteristics(serviceUUID, operation["uuids"].texts());
+    oximeter_->peripheralDidDiscoverCharacteristicsForService(source, service, std::nullopt);
+  } else if (event == "notifyState") {
+    oximeter_->peripheralDidUpdateNotificationStateForCharacteristic(source, characteristic(operation),
+                                                                     std::nullopt);
+  } else if (event == "value") {
+    const auto updated = characteristic(operation);
     const Value value = operation["hex"];
-    characteristic->lastValue = value.isNull() ? std::nullopt : std::optional(value.bytes());
-    return oximeter_->peripheralDidUpdateValueForCharacteristic(source, characteristic, std::nullopt);
+    updated->lastValue = value.isNull() ? std::nullopt : std::optional(value.bytes());
+    oximeter_->peripheralDidUpdateValueForCharacteristic(source, updated, std::nullopt);
+  } else {
+    return false;
   }
-  throw ScriptError("there is no Bluetooth event \"" + event + '"');
+  return true;
+}
+
+std::shared_ptr<ScriptedCharacteristic> BluetoothScript::characteristic(const Operation& operation) const {
+  const auto named = operation.find("uuid");
+  const std::string UUID = named ? named->text() : oximeter_->characteristicid;
+  // A value may come of a characteristic that nobody discovered.
+  const auto known = peripheral()->characteristic(UUID);
+  return known ? known : std::make_shared<ScriptedCharacteristic>(UUID);
 }
 
 void BluetoothScript::setField(const Operation& operation) {

@@ -21,6 +21,11 @@ class BluetoothScript {
 
  private:
   void performEvent(const Operation& operation);
+  /// What the central tells of, and what the peripheral answers; false for an event of another kind.
+  bool performCentralEvent(const std::string& event, const Operation& operation);
+  bool performPeripheralEvent(const std::string& event, const Operation& operation);
+  /// The characteristic that the operation names, else the oximeter's own.
+  std::shared_ptr<ScriptedCharacteristic> characteristic(const Operation& operation) const;
   void setField(const Operation& operation);
   /// The identifier that the operation names, else that of the peripheral at hand.
   std::string identifier(const Operation& operation) const;

@@ -1,15 +1,12 @@
 #include "tools/tarsil/replay/DeviceSubject.hpp"
 
-#include <cerrno>
-#include <limits>
-
 #include "simulators/scripted/scriptedDevice.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
-#include "tarsil/support/Error.hpp"
 #include "tools/tarsil/replay/ReplayHost.hpp"
 #include "tools/tarsil/replay/ScriptError.hpp"
 #include "tools/tarsil/replay/deviceNamed.hpp"
 #include "tools/tarsil/replay/deviceOperations.hpp"
+#include "tools/tarsil/replay/portError.hpp"
 #include "tools/tarsil/replay/receiving.hpp"
 
 namespace tarsil::cli {
@@ -87,9 +84,7 @@ bool DeviceSubject::performPortCall(const Operation& operation) {
   } else if (name == "removed") {
     if (driver_) driver_->serialPortWasRemovedFromSystem(*port_);
   } else if (name == "error") {
-    const auto code = operation.find("code");
-    const auto number = code ? code->integer(0, std::numeric_limits<int>::max()) : EIO;
-    const auto error = Error::posix(static_cast<int>(number), port_->path());
+    const auto error = portError(operation, port_->path());
     if (driver_) driver_->serialPortDidEncounterError(*port_, error);
   } else {
     return false;

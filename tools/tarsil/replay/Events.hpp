@@ -1,16 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
-#include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
+#include <utility>
 
-#include "tarsil/support/bytes.hpp"
+#include "tools/tarsil/replay/Json.hpp"
 
 namespace tarsil::cli {
-
-using Json = nlohmann::json;
 
 /// What happens in a replay, handed on as JSON arrays in the order in which it happens.
 class Events {
@@ -28,17 +23,11 @@ class Events {
 
   /// While muted, events are dropped: the process that they happen in no longer exists.
   void mute(bool muted) { muted_ = muted; }
-  bool isMuted() const { return muted_; }
 
  private:
   Listener listener_;
   std::function<void()> before_;
   bool muted_ = false;
 };
-
-/// A float as events carry it: the number that its shortest decimal text names, or "nan", "inf", "-inf".
-Json number(float value);
-/// Lower-case hexadecimal text.
-Json hexadecimal(ByteView bytes);
 
 }  // namespace tarsil::cli

@@ -1,10 +1,10 @@
 #include "tools/tarsil/replay/ReplayCommand.hpp"
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <string_view>
+#include <system_error>
 
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/replay/ReplaySession.hpp"
@@ -37,7 +37,9 @@ ExitCode ReplayCommand::run() {
     return ExitCode::succeeded;
   }
   std::ifstream script(file_);
-  if (!script) throw CommandFailure(ExitCode::badInput, "cannot read " + file_ + ": " + std::strerror(errno));
+  if (!script)
+    throw CommandFailure(ExitCode::badInput,
+                         "cannot read " + file_ + ": " + std::generic_category().message(errno));
   replay(script, file_);
   return ExitCode::succeeded;
 }

@@ -8,8 +8,7 @@ Json SeenDevices::json(const std::shared_ptr<KivStressDevice>& device) {
   if (!device) return nullptr;
   auto seen = std::find(devices_.begin(), devices_.end(), device);
   if (seen == devices_.end()) seen = devices_.insert(seen, device);
-  const Json name = device->name ? Json(*device->name) : Json();
-  return {{"name", name}, {"obj", seen - devices_.begin() + 1}};
+  return {{"name", textOrNull(device->name)}, {"obj", seen - devices_.begin() + 1}};
 }
 
 Json SeenDevices::json(const std::optional<std::vector<std::shared_ptr<KivStressDevice>>>& devices) {

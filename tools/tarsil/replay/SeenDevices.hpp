@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "tarsil/core/KivStressDevice.hpp"
-#include "tools/tarsil/replay/Events.hpp"
+#include "tools/tarsil/replay/Json.hpp"
 
 namespace tarsil::cli {
 

@@ -1,18 +1,16 @@
 #include "tools/tarsil/replay/StationSubject.hpp"
 
-#include <cerrno>
 #include <functional>
-#include <limits>
 
 #include "simulators/bluetooth/ScriptedCentral.hpp"
 #include "simulators/scripted/ScriptedTerminal.hpp"
 #include "simulators/scripted/scriptedDevice.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
-#include "tarsil/support/Error.hpp"
 #include "tools/tarsil/replay/BluetoothScript.hpp"
 #include "tools/tarsil/replay/ReplayHost.hpp"
 #include "tools/tarsil/replay/ScriptError.hpp"
 #include "tools/tarsil/replay/facadeOperations.hpp"
+#include "tools/tarsil/replay/portError.hpp"
 #include "tools/tarsil/replay/receiving.hpp"
 
 namespace tarsil::cli {
@@ -36,8 +34,7 @@ Result& ofRole(PortType role, Result& device, Result& BP, Result& SpO2) {
 /// The manager's own connect: its peripheral goes by its name.
 BluetoothCallObserver centralEvents(Events& events, const StressECGDeviceManager& manager) {
   return [&events, &manager](const BluetoothCall& call) {
-    const auto name = manager.getSpO2BlueToothName();
-    events.add(Json::array({"call", call.receiver, call.name, name ? Json(*name) : Json()}));
+    events.add(Json::array({"call", call.receiver, call.name, textOrNull(manager.getSpO2BlueToothName())}));
   };
 }
 
@@ -90,9 +87,7 @@ bool StationSubject::performPortCall(const Operation& operation) {
   } else if (name == "removed") {
     manager_.serialPortWasRemovedFromSystem(*anyPort_);
   } else if (name == "error") {
-    const auto code = operation.find("code");
-    const auto number = code ? code->integer(0, std::numeric_limits<int>::max()) : EIO;
-    manager_.serialPortDidEncounterError(*anyPort_, Error::posix(static_cast<int>(number), anyPort_->path()));
+    manager_.serialPortDidEncounterError(*anyPort_, portError(operation, anyPort_->path()));
   } else {
     return false;
   }

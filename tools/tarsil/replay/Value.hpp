@@ -1,17 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tarsil/support/bytes.hpp"
+#include "tools/tarsil/replay/Json.hpp"
 
 namespace tarsil::cli {
-
-using Json = nlohmann::json;
 
 /// A value of an operation, read as the kind that is expected; any other kind throws ScriptError with the
 /// value's name. Refers to the operation.

@@ -5,17 +5,12 @@
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
 #include "tarsil/codec/CRC16.hpp"
-#include "tools/tarsil/replay/Events.hpp"
 #include "tools/tarsil/replay/ScriptError.hpp"
 
 namespace tarsil::cli {
 namespace {
 
 using Codec = std::function<Json(const Value&)>;
-
-Json textOrNull(const std::optional<std::string>& text) {
-  return text ? Json(*text) : Json();
-}
 
 Json bytesOfText(const Value& argument) {
   const auto bytes = BinaryDecimalHex::convertHexStrToData(argument.optionalText().value_or(""));

@@ -40,10 +40,6 @@ FacadeOperation forRole(const char* name, void (Manager::*operation)(PortType)) 
           }};
 }
 
-Json textOrNull(const std::optional<std::string>& text) {
-  return text ? Json(*text) : Json();
-}
-
 const std::vector<FacadeOperation>& all() {
   static const std::vector<FacadeOperation> operations{
       {"getDeivceType", 0,

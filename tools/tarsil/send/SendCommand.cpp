@@ -64,6 +64,7 @@ void SendCommand::declare(CLI::App& command) {
       .add_option("--what", what_,
                   "Operation of the device, e.g. startDeivce; several are sent one after another")
       ->required()
+      ->allow_extra_args(false)
       ->check(CLI::IsMember(sendableOperations()));
   command.add_option("--load", load_, "For setLoad: km/h of a treadmill, watts of an ergometer");
   command.add_option("--grade", grade_, "For setLoad: percent")->capture_default_str();
