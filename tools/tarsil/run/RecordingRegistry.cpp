@@ -51,13 +51,15 @@ SerialDeviceRegistry::Devices RecordingRegistry::devices() {
 }
 
 Observation RecordingRegistry::watch(Watcher watcher) {
-  const auto passOn =
-      [this](std::function<void(const Devices&)> news) -> std::function<void(const Devices&)> {
-    if (!news) return nullptr;
-    return
-        [entries = entries_, news = std::move(news)](const Devices& devices) { news(entries->of(devices)); };
-  };
-  return registry_->watch({.arrived = passOn(watcher.arrived), .removed = passOn(watcher.removed)});
+  const auto watching = std::make_shared<const Watcher>(std::move(watcher));
+  return registry_->watch({.arrived =
+                               [entries = entries_, watching](const Devices& devices) {
+                                 if (watching->arrived) watching->arrived(entries->of(devices));
+                               },
+                           .removed =
+                               [entries = entries_, watching](const Devices& devices) {
+                                 if (watching->removed) watching->removed(entries->of(devices));
+                               }});
 }
 
 }  // namespace tarsil::cli
