@@ -197,14 +197,14 @@ void Reactor::armTimer() {
   const Clock::Instant first = alarms_.empty() ? Clock::Instant::max() : alarms_.begin()->first.at;
   if (first == armedFor_) return;
   armedFor_ = first;
-  itimerspec spec{};
+  itimerspec expiry{};
   if (!alarms_.empty()) {
     const auto sinceStart = first.time_since_epoch();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(sinceStart);
-    spec.it_value.tv_sec = seconds.count();
-    spec.it_value.tv_nsec = (sinceStart - seconds).count();
+    expiry.it_value.tv_sec = seconds.count();
+    expiry.it_value.tv_nsec = (sinceStart - seconds).count();
   }
-  succeeded(timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &spec, nullptr), "timerfd_settime");
+  succeeded(timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &expiry, nullptr), "timerfd_settime");
 }
 
 }  // namespace tarsil::detail
