@@ -90,6 +90,8 @@ class StressECGDeviceManagerTest : public testing::Test {
  protected:
   StressECGDeviceManagerTest() {
     operations.clear();
+    // Before anything makes a timer.
+    time();
     registry();
   }
 
