@@ -37,7 +37,9 @@ DispatchQueue::DispatchQueue(std::shared_ptr<Implementation> implementation)
     : implementation_(std::move(implementation)) {}
 
 void DispatchQueue::syncWork(const Work& work) const {
-  implementation_->sync(work);
+  // The work may drop the last handle.
+  const auto kept = implementation_;
+  kept->sync(work);
 }
 
 }  // namespace tarsil

@@ -24,13 +24,15 @@ class DispatchQueue {
   /// A new serial queue: its work runs one at a time on worker threads.
   static DispatchQueue serial(std::string label);
 
-  /// Queues the work and returns.
+  /// Queues the work and returns. An exception that leaves it passes out of the run loop on the main queue,
+  /// and ends the process on the others: nobody is there to catch it.
   void async(Work work) const;
 
   /// Queues the work and waits until it has run; hands back what it returned and passes its exception on.
   /// On the main thread, `sync` to the main queue runs the work at once. On a serial queue the calling thread
   /// works the queue off itself, so that progress never waits for a free worker; calling it from work of the
-  /// same serial queue is a deadlock by definition and stops the process.
+  /// same serial queue is a deadlock by definition and stops the process. The global queue, which orders
+  /// nothing, runs it on the calling thread.
   template <class F>
   auto sync(F&& work) const -> std::invoke_result_t<F> {
     using Result = std::invoke_result_t<F>;

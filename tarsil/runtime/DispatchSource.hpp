@@ -9,11 +9,11 @@
 namespace tarsil {
 
 /// Runs a handler on a queue each time that a descriptor is readable or a time has come.
-///
-/// A source starts suspended: set its handlers, then `resume()` it. Its event handler never runs concurrently
-/// with itself. After `cancel()` no further event handler starts; when the one that runs has returned, the
-/// cancel handler runs, exactly once, on the source's queue, and then both handlers are let go. All members
-/// may be called on any thread.
+/// A source starts suspended: set its handlers, then `resume()` it. To resume it without an event handler, or
+/// to set a handler later, stops the process. The event handler never runs concurrently with itself. After
+/// `cancel()` no further event handler starts; when the one that runs has returned, the cancel handler runs,
+/// exactly once, on the source's queue, and then both handlers are let go. That holds for a source that was
+/// never resumed too, and dropping the last reference cancels it. All members may be called on any thread.
 ///
 /// On the global queue the handler runs on the very thread that woke for the event.
 class DispatchSource {
@@ -23,12 +23,15 @@ class DispatchSource {
   DispatchSource& operator=(const DispatchSource&) = delete;
 
   /// Fires while `descriptor` is readable. A descriptor that hung up fires once more, then only as long as it
-  /// still holds bytes; after that the source waits for its cancellation. The caller keeps the descriptor
-  /// open until the cancel handler runs.
+  /// still holds bytes; after that the source waits for its cancellation, even where another end may come (a
+  /// named pipe, the controlling side of a pseudo-terminal). A regular file never fires. The caller keeps the
+  /// descriptor open until the cancel handler runs, and watches it with one source only; else the process
+  /// stops.
   static std::shared_ptr<DispatchSource> read(int descriptor, DispatchQueue queue);
 
-  /// Fires first after `delay`, then every `interval`. Each firing may come up to `leeway` late, so that
-  /// timers can share a wake-up; on `VirtualTime` it is exact. Beats that were missed are left out.
+  /// Fires first `delay` from now, then every `interval` (0.1 ms at the least). Each firing may come up to
+  /// `leeway` late: timers with a leeway wait for instants that they share, so that one wake-up serves
+  /// several. On `VirtualTime` each firing is exact. Beats that were missed are left out.
   static std::shared_ptr<DispatchSource> timer(Duration delay, Duration interval, Duration leeway,
                                                DispatchQueue queue);
 

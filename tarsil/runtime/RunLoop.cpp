@@ -15,21 +15,29 @@
 #include "tarsil/support/process.hpp"
 
 namespace tarsil {
+namespace {
+
+// The system numbers a process's threads, the first one like the process.
+bool isFirstThread() {
+  return gettid() == getpid();
+}
+
+}  // namespace
 
 RunLoop& RunLoop::main() {
   // Never destroyed: workers hand work to the main queue until the very end of the process.
-  static RunLoop& loop = *new RunLoop(std::make_unique<Implementation>(getpid()));
+  static RunLoop& loop = *new RunLoop(std::make_unique<Implementation>(Implementation::Thread::main));
   return loop;
 }
 
 RunLoop& RunLoop::current() {
   if (isMainThread()) return main();
-  static thread_local RunLoop loop(std::make_unique<Implementation>(gettid()));
+  static thread_local RunLoop loop(std::make_unique<Implementation>(Implementation::Thread::other));
   return loop;
 }
 
 bool RunLoop::isMainThread() {
-  if (gettid() != getpid()) return false;
+  if (!isFirstThread()) return false;
   if (VirtualTime::Implementation::current() == nullptr) return true;
   const auto* queue = detail::CurrentQueue::innermost();
   return queue == nullptr || queue == DispatchQueue::main().implementation().get();
@@ -59,7 +67,7 @@ void RunLoop::stop() {
 }
 
 int RunLoop::descriptor() const {
-  return implementation_->reactor()->descriptor();
+  return implementation_->descriptor();
 }
 
 void RunLoop::processDue() {
@@ -93,13 +101,17 @@ class RunLoop::Implementation::Run {
   bool stopped_ = false;
 };
 
+RunLoop::Implementation::Implementation(Thread thread)
+    : isMain_(thread == Thread::main), thread_(std::this_thread::get_id()) {}
+
 RunLoop::Implementation::~Implementation() {
   reactor_->abandon();
 }
 
-const std::shared_ptr<detail::Reactor>& RunLoop::Implementation::reactor() const {
+std::shared_ptr<detail::Reactor> RunLoop::Implementation::reactor() const {
   const auto* virtualTime = VirtualTime::Implementation::current();
-  return virtualTime != nullptr && isMain() ? virtualTime->mainReactor() : reactor_;
+  if (virtualTime != nullptr && isMain_) return virtualTime->mainReactor();
+  return reactor_;
 }
 
 RunLoop::Implementation::Ended RunLoop::Implementation::run(const std::function<bool()>& condition,
@@ -126,7 +138,7 @@ void RunLoop::Implementation::stop() {
   if (innermost_ == nullptr) return;
   innermost_->stop();
   // Wakes the loop's thread, should it wait.
-  if (gettid() != thread_) reactor()->post([] {});
+  if (!isOnItsThread()) reactor_->post([] {});
 }
 
 void RunLoop::Implementation::processDue() {
@@ -134,8 +146,8 @@ void RunLoop::Implementation::processDue() {
   while (const Work due = takeDue()) due();
 }
 
-bool RunLoop::Implementation::isMain() const {
-  return thread_ == getpid();
+bool RunLoop::Implementation::isOnItsThread() const {
+  return isMain_ ? isFirstThread() : std::this_thread::get_id() == thread_;
 }
 
 void RunLoop::Implementation::beginRound() {

@@ -20,27 +20,31 @@ class RunLoop {
   /// The calling thread's loop.
   static RunLoop& current();
   /// True on the thread that started the process. (Under `VirtualTime` the work of other queues runs on that
-  /// thread too; there the answer tells whose work is running.)
+  /// thread too; there the answer, like `current()`, goes by whose work is running.)
   static bool isMainThread();
 
   RunLoop(const RunLoop&) = delete;
   RunLoop& operator=(const RunLoop&) = delete;
 
   /// Processes what becomes due until `stop()`. Under `VirtualTime` the clock jumps from one timer to the
-  /// next.
+  /// next; with neither a timer nor a descriptor left nothing could ever happen again, and the process stops.
   void run();
   /// As `run()`, and returns at the latest when `timeout` has passed. False when it returned for the
   /// time-out.
   bool runFor(Duration timeout);
   /// As `run()`, until `condition` holds: it is asked after everything that was processed. False when
-  /// `timeout` passed first.
+  /// `timeout` passed or `stop()` came first.
   bool runUntil(const std::function<bool()>& condition, Duration timeout);
-  /// Lets the innermost `run` return after what it is doing; the next one starts anew. Any thread.
+  /// Lets the innermost `run` return after the call that it is making; what else is due waits for the next
+  /// `run`. Does nothing when none is running. Any thread.
   void stop();
 
   /// Readable exactly while something is due (a queued call, a timer, a descriptor). Belongs to the loop.
+  /// Says nothing under `VirtualTime`, where nobody waits.
   int descriptor() const;
-  /// Processes everything that is due now, and never waits.
+  /// Processes everything that is due now, and never waits. What becomes due meanwhile is left for the next
+  /// call, for which `descriptor()` is readable at once. An exception of a handler passes out; the rest stays
+  /// due.
   void processDue();
 
   class Implementation;

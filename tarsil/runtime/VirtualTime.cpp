@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <atomic>
 #include <ctime>
-#include <iterator>
 
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/detail/VirtualTimeImplementation.hpp"
@@ -98,9 +97,11 @@ bool VirtualTime::Implementation::hasAlarm() const {
 }
 
 bool VirtualTime::Implementation::waitForDescriptor() const {
-  if (main_->watchCount() + background_->watchCount() == 0) return false;
-  pollfd descriptors[] = {{main_->descriptor(), POLLIN, 0}, {background_->descriptor(), POLLIN, 0}};
-  poll(descriptors, std::size(descriptors), -1);
+  auto descriptors = main_->armedDescriptors();
+  const auto others = background_->armedDescriptors();
+  descriptors.insert(descriptors.end(), others.begin(), others.end());
+  if (descriptors.empty()) return false;
+  poll(descriptors.data(), descriptors.size(), -1);
   return true;
 }
 

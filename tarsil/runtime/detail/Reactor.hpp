@@ -8,30 +8,27 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <unordered_map>
 
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/runtime/DispatchQueue.hpp"
 #include "tarsil/runtime/detail/Alarm.hpp"
-#include "tarsil/runtime/detail/FileDescriptor.hpp"
-#include "tarsil/runtime/detail/VirtualClock.hpp"
+#include "tarsil/runtime/detail/Epoll.hpp"
 #include "tarsil/runtime/detail/Watcher.hpp"
 
 namespace tarsil::detail {
 
 /// Holds what is to happen on a run loop or on the worker threads: work that was handed over, alarms by the
-/// time at which they ring, and watched descriptors. Threads wait for it and take one thing at a time; what
-/// they took is theirs alone. Any thread; no lock is held while something runs.
+/// time at which they ring, and watched descriptors. Whoever serves the reactor takes one thing at a time and
+/// runs it. Any thread; no lock is held while something runs.
 class Reactor {
  public:
-  /// Lives by the machine's clock, or by a virtual one: then nobody waits for it, and it is only asked.
-  explicit Reactor(std::shared_ptr<const VirtualClock> clock = nullptr);
-  ~Reactor();
+  virtual ~Reactor() = default;
   Reactor(const Reactor&) = delete;
   Reactor& operator=(const Reactor&) = delete;
 
-  Clock::Instant now() const;
-  bool isVirtual() const { return clock_ != nullptr; }
+  virtual Clock::Instant now() const = 0;
+  /// True when time stands still while something runs, and one thread serves everything.
+  virtual bool isVirtual() const = 0;
 
   void post(Work work);
 
@@ -40,35 +37,25 @@ class Reactor {
   /// Does nothing when the alarm is not scheduled.
   void unschedule(const Alarm& alarm);
 
-  using WatchId = std::uint64_t;
-  /// Reports the descriptor once it is readable. None for a descriptor that the system cannot wait for (a
-  /// regular file).
+  using WatchId = Epoll::Id;
+  /// Reports the descriptor once, as soon as it is readable. None for a descriptor that the system cannot
+  /// wait for (a regular file); any other failure stops the process.
   std::optional<WatchId> watch(int descriptor, std::shared_ptr<Watcher> watcher);
-  void rearm(int descriptor, WatchId id);
-  void unwatch(int descriptor, WatchId id);
-
-  /// Readable exactly while something is due.
-  int descriptor() const { return epoll_.get(); }
-
-  /// What a waiting thread was woken for.
-  struct Event {
-    WatchId id;
-  };
-  /// Waits for up to `timeout` milliseconds, for ever when it is negative. None after the time-out.
-  std::optional<Event> wait(int timeout) const;
-  /// Takes what the event announced; empty when another thread was faster.
-  Work take(const Event& event);
+  /// Reports it once more.
+  void rearm(WatchId id);
+  void unwatch(WatchId id);
 
   /// The oldest work; empty when there is none.
   Work takeWork();
-  /// The ringing of the first alarm that is due at `now`; empty when none is.
+  /// The ringing of the first alarm, when it is due at `now`; empty when none is.
   Work takeAlarm(Clock::Instant now);
   /// The report of a descriptor that is readable now; empty when none is.
-  Work takeReadable();
+  virtual Work takeReadable() = 0;
 
   std::size_t workCount() const;
   std::size_t watchCount() const;
-  /// When, and as the how manieth of all, the next alarm rings.
+
+  /// When, and as the how manieth of all that were made, the next alarm rings.
   struct AlarmKey {
     Clock::Instant at;
     std::uint64_t order;
@@ -79,22 +66,40 @@ class Reactor {
   /// Drops everything, for good.
   void abandon();
 
- private:
-  void signalWork(bool due);
-  void armTimer();
+ protected:
+  struct Watch {
+    int descriptor;
+    std::shared_ptr<Watcher> watcher;
+    /// False from a report until the next `rearm`.
+    bool armed = true;
+  };
+  /// Watches are numbered from here on.
+  static constexpr WatchId firstWatch = 16;
 
-  const std::shared_ptr<const VirtualClock> clock_;
-  FileDescriptor epoll_;
-  FileDescriptor workSignal_;
-  FileDescriptor timer_;
+  Reactor() = default;
+
+  /// The report of a watched descriptor that is readable; empty when it is watched no more.
+  Work takeReport(WatchId id);
+
+  // Called under the lock.
+  /// Work has come where there was none, or the last of it was taken.
+  virtual void workIsDue(bool due) = 0;
+  /// The first alarm is another one now; `Clock::Instant::max()` stands for none.
+  virtual void firstAlarmIsAt(Clock::Instant at) = 0;
 
   mutable std::mutex mutex_;
+  std::map<WatchId, Watch> watches_;
+  /// Knows every watched descriptor under its id, armed for one report.
+  Epoll epoll_;
+
+ private:
+  void alarmsChanged();
+
   bool abandoned_ = false;
   std::deque<Work> work_;
   std::map<AlarmKey, std::shared_ptr<Alarm>> alarms_;
-  Clock::Instant armedFor_ = Clock::Instant::max();
-  WatchId lastWatch_;
-  std::unordered_map<WatchId, std::shared_ptr<Watcher>> watchers_;
+  Clock::Instant announcedAlarm_ = Clock::Instant::max();
+  WatchId nextWatch_ = firstWatch;
 };
 
 }  // namespace tarsil::detail

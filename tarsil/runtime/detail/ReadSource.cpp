@@ -25,11 +25,11 @@ void ReadSource::arm() {
     return;
   }
   if (!watch_ || isHungUpAndEmpty(descriptor_)) return;
-  reactor_->rearm(descriptor_, *watch_);
+  reactor_->rearm(*watch_);
 }
 
 void ReadSource::disarm() {
-  if (watch_) reactor_->unwatch(descriptor_, *watch_);
+  if (watch_) reactor_->unwatch(*watch_);
 }
 
 }  // namespace tarsil::detail

@@ -1,29 +1,31 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
-#include "tarsil/runtime/detail/Reactor.hpp"
+#include "tarsil/runtime/detail/MachineReactor.hpp"
 
 namespace tarsil {
 
 /// What stands behind a run loop.
 class RunLoop::Implementation {
  public:
-  /// The loop of the thread with this id.
-  explicit Implementation(pid_t thread) : thread_(thread) {}
+  enum class Thread { main, other };
+  /// `Thread::other` means the calling one.
+  explicit Implementation(Thread thread);
   ~Implementation();
   Implementation(const Implementation&) = delete;
   Implementation& operator=(const Implementation&) = delete;
 
-  /// What the loop waits for: its own reactor, or the main one of a `VirtualTime`.
-  const std::shared_ptr<detail::Reactor>& reactor() const;
+  /// Where the loop's work and timers belong: its own reactor, or the main one of a `VirtualTime`.
+  std::shared_ptr<detail::Reactor> reactor() const;
+  /// Readable while something is due in its own reactor.
+  int descriptor() const { return reactor_->descriptor(); }
 
   enum class Ended { stopped, conditionHeld, timedOut };
   /// Runs until `stop()`, until `condition` holds if there is one, or until `end`.
@@ -34,13 +36,14 @@ class RunLoop::Implementation {
  private:
   class Run;
 
-  bool isMain() const;
+  bool isOnItsThread() const;
   void beginRound();
   Work takeDue();
   bool waitUntil(Clock::Instant end) const;
 
-  const pid_t thread_;
-  const std::shared_ptr<detail::Reactor> reactor_ = std::make_shared<detail::Reactor>();
+  const bool isMain_;
+  const std::thread::id thread_;
+  const std::shared_ptr<detail::MachineReactor> reactor_ = std::make_shared<detail::MachineReactor>();
 
   /// What is left of the round: what was due when it began. Whatever comes later waits for the next round, so
   /// that nothing can keep the rest from its turn.

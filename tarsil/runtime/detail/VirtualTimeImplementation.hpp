@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "tarsil/runtime/VirtualTime.hpp"
-#include "tarsil/runtime/detail/Reactor.hpp"
 #include "tarsil/runtime/detail/VirtualClock.hpp"
+#include "tarsil/runtime/detail/VirtualReactor.hpp"
 
 namespace tarsil {
 
@@ -23,8 +23,8 @@ class VirtualTime::Implementation {
 
   Clock::Instant now() const { return clock_->now(); }
   std::chrono::system_clock::time_point wallNow() const;
-  const std::shared_ptr<detail::Reactor>& mainReactor() const { return main_; }
-  const std::shared_ptr<detail::Reactor>& backgroundReactor() const { return background_; }
+  std::shared_ptr<detail::Reactor> mainReactor() const { return main_; }
+  std::shared_ptr<detail::Reactor> backgroundReactor() const { return background_; }
 
   /// The next thing that is due at this instant; empty when nothing is.
   Work takeDue();
@@ -42,8 +42,9 @@ class VirtualTime::Implementation {
 
   const std::chrono::system_clock::time_point wallStart_;
   const std::shared_ptr<detail::VirtualClock> clock_ = std::make_shared<detail::VirtualClock>();
-  const std::shared_ptr<detail::Reactor> main_ = std::make_shared<detail::Reactor>(clock_);
-  const std::shared_ptr<detail::Reactor> background_ = std::make_shared<detail::Reactor>(clock_);
+  const std::shared_ptr<detail::VirtualReactor> main_ = std::make_shared<detail::VirtualReactor>(clock_);
+  const std::shared_ptr<detail::VirtualReactor> background_ =
+      std::make_shared<detail::VirtualReactor>(clock_);
 };
 
 }  // namespace tarsil

@@ -3,7 +3,7 @@
 #include <memory>
 #include <mutex>
 
-#include "tarsil/runtime/detail/Reactor.hpp"
+#include "tarsil/runtime/detail/MachineReactor.hpp"
 
 namespace tarsil::detail {
 
@@ -18,7 +18,7 @@ class WorkerPool {
   /// of the process, later than any destructor of a static object.
   static WorkerPool& shared();
 
-  const std::shared_ptr<Reactor>& reactor() const { return reactor_; }
+  const std::shared_ptr<MachineReactor>& reactor() const { return reactor_; }
   int threadCount() const;
 
  private:
@@ -32,7 +32,7 @@ class WorkerPool {
   void beginWaiting();
   void endWaiting();
 
-  const std::shared_ptr<Reactor> reactor_ = std::make_shared<Reactor>();
+  const std::shared_ptr<MachineReactor> reactor_ = std::make_shared<MachineReactor>();
   mutable std::mutex mutex_;
   int threads_ = 0;
   /// How many of them wait for the reactor, one that is about to begin included.

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "tarsil/runtime/detail/Reactor.hpp"
+#include "tarsil/runtime/detail/VirtualClock.hpp"
+
+struct pollfd;
+
+namespace tarsil::detail {
+
+/// A reactor on a virtual clock: nobody waits for it, it is asked.
+class VirtualReactor final : public Reactor {
+ public:
+  explicit VirtualReactor(std::shared_ptr<const VirtualClock> clock);
+
+  Clock::Instant now() const override { return clock_->now(); }
+  bool isVirtual() const override { return true; }
+  /// Descriptors that are readable at the same time come in the order in which they were first watched.
+  Work takeReadable() override;
+
+  /// The descriptors whose watchers wait for a report.
+  std::vector<pollfd> armedDescriptors() const;
+
+ private:
+  void workIsDue(bool) override {}
+  void firstAlarmIsAt(Clock::Instant) override {}
+
+  const std::shared_ptr<const VirtualClock> clock_;
+};
+
+}  // namespace tarsil::detail
