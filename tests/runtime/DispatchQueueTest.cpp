@@ -1,9 +1,7 @@
 #include "tarsil/runtime/DispatchQueue.hpp"
 
 #include <atomic>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -12,31 +10,14 @@
 #include <gmock/gmock.h>
 
 #include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/runtime/detail/WorkerPool.hpp"
+#include "tests/runtime/Gate.hpp"
 
 namespace tarsil {
 namespace {
 
 using std::chrono::hours;
 using testing::ElementsAre;
-
-/// Opens once; whoever waits goes on then.
-class Gate {
- public:
-  void open() {
-    const std::lock_guard lock(mutex_);
-    open_ = true;
-    opened_.notify_all();
-  }
-  void wait() {
-    std::unique_lock lock(mutex_);
-    opened_.wait(lock, [this] { return open_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable opened_;
-  bool open_ = false;
-};
 
 /// Runs the main loop until everything was called that the test expects.
 void runUntil(const std::function<bool()>& condition) {
@@ -127,7 +108,7 @@ TEST(DispatchQueueTest, SyncNeedsNoFreeWorker) {
   // More than there can be workers; all of them wait for the main thread.
   for (int i = 0; i < blocked; ++i) {
     DispatchQueue::global().async([&] {
-      if (++waiting == 40) gate.open();
+      if (++waiting == detail::WorkerPool::mostThreads) gate.open();
       DispatchQueue::main().sync([&] { ++answered; });
     });
   }

@@ -18,10 +18,13 @@ class ReadSource final : public Source, public Watcher {
  private:
   void arm() override;
   void disarm() override;
+  void willFire() override;
 
   const int descriptor_;
   bool watched_ = false;
   std::optional<Reactor::WatchId> watch_;
+  /// It had hung up when the handler was last called, so that handler has heard of it.
+  bool hungUp_ = false;
 };
 
 }  // namespace tarsil::detail

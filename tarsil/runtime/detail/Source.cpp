@@ -60,7 +60,10 @@ void Source::happened() {
 
 void Source::deliver() {
   try {
-    if (!isCancelled()) eventHandler_();
+    if (!isCancelled()) {
+      willFire();
+      eventHandler_();
+    }
   } catch (...) {
     goOn();
     throw;

@@ -32,6 +32,9 @@ class Source : public std::enable_shared_from_this<Source> {
   virtual void arm() = 0;
   virtual void disarm() = 0;
 
+  /// Called on the queue, right before the event handler.
+  virtual void willFire() {}
+
   /// Called by the reactor's thread for the event that the source was armed for.
   void happened();
 

@@ -15,7 +15,7 @@ namespace {
 // Two threads are enough for work that never blocks, and stay. The others leave when they have had nothing to
 // do.
 constexpr int threadsThatStay = 2;
-constexpr int idleMilliseconds = 5000;
+constexpr std::chrono::seconds usualIdleTime(5);
 
 /// The host's signals belong to the host's threads: a thread made while this lives gets none.
 class SignalsBlocked {
@@ -36,11 +36,11 @@ class SignalsBlocked {
 }  // namespace
 
 WorkerPool& WorkerPool::shared() {
-  static WorkerPool& pool = *new WorkerPool;
+  static WorkerPool& pool = *new WorkerPool(usualIdleTime);
   return pool;
 }
 
-WorkerPool::WorkerPool() {
+WorkerPool::WorkerPool(std::chrono::milliseconds idleTime) : idleTime_(idleTime) {
   const std::lock_guard lock(mutex_);
   startThread();
 }
@@ -75,7 +75,7 @@ void WorkerPool::runThread() noexcept {
 // Empty when the thread has left.
 Work WorkerPool::awaitWork() {
   for (;;) {
-    const auto event = reactor_->wait(isSpare() ? idleMilliseconds : -1);
+    const auto event = reactor_->wait(isSpare() ? static_cast<int>(idleTime_.count()) : -1);
     if (!event && leave()) return {};
     if (!event) continue;
     if (Work work = reactor_->take(*event)) {

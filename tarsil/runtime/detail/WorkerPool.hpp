@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 
@@ -21,9 +22,11 @@ class WorkerPool {
   const std::shared_ptr<MachineReactor>& reactor() const { return reactor_; }
   int threadCount() const;
 
- private:
-  WorkerPool();
+  /// A thread that has had nothing to do for `idleTime` leaves, but for the last two. A pool's threads
+  /// outlive whoever made it, so it is never destroyed.
+  explicit WorkerPool(std::chrono::milliseconds idleTime);
 
+ private:
   void startThread();
   void runThread() noexcept;
   Work awaitWork();
@@ -32,6 +35,7 @@ class WorkerPool {
   void beginWaiting();
   void endWaiting();
 
+  const std::chrono::milliseconds idleTime_;
   const std::shared_ptr<MachineReactor> reactor_ = std::make_shared<MachineReactor>();
   mutable std::mutex mutex_;
   int threads_ = 0;

@@ -19,10 +19,12 @@ Instant nextBeat(Instant beat, Duration interval, Instant now) {
 }
 
 Instant sharedInstant(Instant due, Duration leeway) {
-  if (leeway <= Duration::zero()) return due;
-  const Duration grid{static_cast<Duration::rep>(std::bit_floor(static_cast<std::uint64_t>(leeway.count())))};
-  const Duration past = due.time_since_epoch() % grid;
-  return past == Duration::zero() ? due : after(due, grid - past);
+  const auto first = static_cast<std::uint64_t>(due.time_since_epoch().count());
+  const auto last = static_cast<std::uint64_t>(after(due, leeway).time_since_epoch().count());
+  if (first == 0 || first == last) return due;
+  // The highest bit in which the two ends differ changes within the window; below it, all bits can be zero.
+  const auto zeros = std::bit_width((first - 1) ^ last) - 1;
+  return Instant(Duration(static_cast<Duration::rep>(last >> zeros << zeros)));
 }
 
 }  // namespace tarsil::detail

@@ -14,9 +14,9 @@ Clock::Instant after(Clock::Instant start, Duration duration);
 /// positive.
 Clock::Instant nextBeat(Clock::Instant beat, Duration interval, Clock::Instant now);
 
-/// The instant within [`due`, `due + leeway`] at which a timer fires: the next multiple of the largest power
-/// of two of nanoseconds that fits into the leeway. Timers round to the same few instants this way, whatever
-/// their leeways, and share wake-ups without knowing of each other.
+/// The instant within [`due`, `due + leeway`] at which a timer fires: the roundest one, as a binary number of
+/// nanoseconds. Timers prefer the same few instants this way, whatever their leeways, and share wake-ups
+/// without knowing of each other.
 Clock::Instant sharedInstant(Clock::Instant due, Duration leeway);
 
 }  // namespace tarsil::detail
