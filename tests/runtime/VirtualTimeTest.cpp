@@ -1,10 +1,11 @@
 #include "tarsil/runtime/VirtualTime.hpp"
 
-#include <unistd.h>
-
 #include <array>
+#include <ctime>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -13,6 +14,8 @@
 #include "tarsil/runtime/DispatchSource.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/Timer.hpp"
+#include "tarsil/support/process.hpp"
+#include "tests/runtime/descriptors.hpp"
 
 namespace tarsil {
 namespace {
@@ -109,21 +112,15 @@ TEST_F(VirtualTimeTest, FiresSourcesAndTimersAtTheirExactTimes) {
 }
 
 TEST_F(VirtualTimeTest, ReadsDescriptors) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(pipe(ends.data()), 0);
-  const auto source = DispatchSource::read(ends[0], DispatchQueue::global());
-  source->setEventHandler([&] {
-    char byte = 0;
-    ASSERT_EQ(read(ends[0], &byte, 1), 1);
-    calls.push_back(std::string(1, byte));
-  });
+  auto pair = makePipe();
+  const auto source = DispatchSource::read(pair.reading.get(), DispatchQueue::global());
+  source->setEventHandler([&] { calls.push_back(receive(pair.reading.get(), 1)); });
   source->setCancelHandler([&] {
-    close(ends[0]);
-    close(ends[1]);
+    pair = {};
     calls.push_back("cancelled");
   });
   source->resume();
-  ASSERT_EQ(write(ends[1], "ab", 2), 2);
+  send(pair.writing, "ab");
   time.settle();
   source->cancel();
   time.settle();
@@ -165,9 +162,195 @@ TEST_F(VirtualTimeTest, AnExceptionPassesAndTheRestComesLater) {
   EXPECT_THAT(calls, ElementsAre("a"));
 }
 
+TEST_F(VirtualTimeTest, AnExceptionOfWorkThatWentBeforePassesOutOfSync) {
+  const auto serial = DispatchQueue::serial("a");
+  serial.async([] { throw std::runtime_error("thrown by work"); });
+  EXPECT_THROW(serial.sync(record("never")), std::runtime_error);
+  EXPECT_TRUE(RunLoop::isMainThread());
+  serial.async(record("a"));
+  serial.sync(record("b"));
+  time.settle();
+  EXPECT_THAT(calls, ElementsAre("a", "b"));
+}
+
+TEST_F(VirtualTimeTest, WorkThatTheMainThreadWaitsForMayWaitForTheMainQueue) {
+  const auto serial = DispatchQueue::serial("a");
+  DispatchQueue::main().async([&] {
+    DispatchQueue::main().async(record("later"));
+    serial.sync([&] { DispatchQueue::main().sync(record("main")); });
+    calls.push_back("first");
+  });
+  time.settle();
+  EXPECT_THAT(calls, ElementsAre("main", "first", "later"));
+}
+
+TEST_F(VirtualTimeTest, SyncOnASerialQueueRunsWhatItHoldsAlready) {
+  const auto serial = DispatchQueue::serial("a");
+  serial.async(record("a"));
+  serial.async(record("b"));
+  EXPECT_EQ(serial.sync([this] { return calls.size(); }), 2U);
+  DispatchQueue::global().async(record("global"));
+  serial.async(record("c"));
+  time.settle();
+  EXPECT_THAT(calls, ElementsAre("a", "b", "global", "c"));
+}
+
+TEST_F(VirtualTimeTest, ProcessDueSettles) {
+  DispatchQueue::global().async([this] { DispatchQueue::main().async(record("main")); });
+  RunLoop::main().processDue();
+  EXPECT_THAT(calls, ElementsAre("main"));
+}
+
+TEST_F(VirtualTimeTest, StopLeavesTheRestDue) {
+  DispatchQueue::main().async([] { RunLoop::main().stop(); });
+  DispatchQueue::main().async(record("a"));
+  EXPECT_TRUE(RunLoop::main().runFor(seconds(1)));
+  EXPECT_EQ(elapsed(), Duration::zero());
+  time.settle();
+  EXPECT_THAT(calls, ElementsAre("a"));
+}
+
+TEST_F(VirtualTimeTest, AdvancingByNothingOrLessOnlySettles) {
+  DispatchQueue::main().async(record("a"));
+  time.advance(Duration::zero());
+  time.advance(seconds(-1));
+  EXPECT_THAT(calls, ElementsAre("a"));
+  EXPECT_EQ(elapsed(), Duration::zero());
+}
+
+TEST_F(VirtualTimeTest, AnActionMayMoveTheClock) {
+  const auto outer = Timer::scheduled(seconds(1), false, [this](Timer&) {
+    calls.push_back("outer");
+    time.advance(seconds(5));
+    calls.push_back("outer ends");
+  });
+  const auto inner = Timer::scheduled(seconds(2), false, [this](Timer&) { calls.push_back("inner"); });
+  time.advance(seconds(3));
+  EXPECT_THAT(calls, ElementsAre("outer", "inner", "outer ends"));
+  EXPECT_EQ(elapsed(), seconds(6));
+}
+
+TEST_F(VirtualTimeTest, RunWaitsForADescriptorWhenThereIsNoTimer) {
+  const auto pair = makePipe();
+  const auto source = DispatchSource::read(pair.reading.get(), DispatchQueue::global());
+  source->setEventHandler([&] {
+    calls.push_back(receive(pair.reading.get()));
+    DispatchQueue::main().async([] { RunLoop::main().stop(); });
+  });
+  source->resume();
+  std::thread other([&] { send(pair.writing, "from outside"); });
+  RunLoop::main().run();
+  other.join();
+  EXPECT_THAT(calls, ElementsAre("from outside"));
+}
+
+TEST_F(VirtualTimeTest, DescriptorsComeInTheOrderInWhichTheyWereWatched) {
+  std::vector<Pair> pipes;
+  std::vector<std::shared_ptr<DispatchSource>> sources;
+  for (int i = 0; i < 5; ++i) {
+    pipes.push_back(makePipe());
+    const int descriptor = pipes.back().reading.get();
+    sources.push_back(DispatchSource::read(descriptor, DispatchQueue::global()));
+    sources.back()->setEventHandler([this, descriptor] { calls.push_back(receive(descriptor)); });
+    sources.back()->resume();
+  }
+  for (const int i : {3, 1, 4, 0, 2}) send(pipes[static_cast<std::size_t>(i)].writing, std::to_string(i));
+  time.settle();
+  EXPECT_THAT(calls, ElementsAre("0", "1", "2", "3", "4"));
+}
+
+TEST_F(VirtualTimeTest, FarAwayTimersNeedNoClockBeyondTheEndOfTime) {
+  const auto timer = Timer::scheduled(Duration::max(), true, [this](Timer&) { calls.push_back("timer"); });
+  time.advance(Duration::max());
+  time.advance(Duration::max());
+  EXPECT_EQ(Clock::now(), Clock::Instant::max());
+}
+
+TEST(VirtualTimesTest, TheTimeOfDayStartsOnADayLikeAnyOther) {
+  const VirtualTime time;
+  const auto wall = std::chrono::system_clock::to_time_t(Clock::wallNow());
+  std::tm local{};
+  localtime_r(&wall, &local);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+  EXPECT_STREQ(text.data(), "2024-03-01 14:05:09");
+}
+
+TEST(VirtualTimesTest, TheTimeOfDayStartsAsAsked) {
+  const auto wall = std::chrono::system_clock::time_point(std::chrono::hours(500'000));
+  const VirtualTime time(wall);
+  EXPECT_EQ(Clock::wallNow(), wall);
+}
+
+TEST(VirtualTimesTest, TheMachinesTimeComesBackAtTheEnd) {
+  const auto before = Clock::now();
+  {
+    VirtualTime time;
+    time.advance(std::chrono::hours(24 * 365 * 100));
+  }
+  EXPECT_GE(Clock::now(), before);
+  EXPECT_LT(Clock::now(), before + std::chrono::hours(24));
+}
+
+TEST(VirtualTimesTest, WhatIsLeftAtTheEndIsDropped) {
+  const auto held = std::make_shared<int>();
+  const auto serial = DispatchQueue::serial("a");
+  std::vector<std::string> calls;
+  std::shared_ptr<Timer> timer;
+  std::shared_ptr<DispatchSource> source;
+  {
+    VirtualTime time;
+    timer = Timer::scheduled(seconds(1), true, [held](Timer&) {});
+    source = DispatchSource::timer(seconds(1), seconds(1), seconds(0), serial);
+    source->setEventHandler([held] {});
+    source->resume();
+    serial.async([held, serial] {});
+    DispatchQueue::global().async([held] {});
+    DispatchQueue::main().async([held] {});
+  }
+  EXPECT_FALSE(timer->isValid());
+  timer->invalidate();
+  // The source still holds its handler: it may be cancelled yet.
+  EXPECT_EQ(held.use_count(), 2);
+  source->cancel();
+  serial.async([&] { calls.push_back("a"); });
+  serial.sync([&] { calls.push_back("b"); });
+  EXPECT_THAT(calls, ElementsAre("a", "b"));
+  EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(VirtualTimesTest, ATimerOfTheMachinesTimeRestsMeanwhile) {
+  int fired = 0;
+  const auto timer = Timer::scheduled(milliseconds(1), false, [&](Timer&) { ++fired; });
+  {
+    VirtualTime time;
+    time.advance(seconds(1));
+    EXPECT_EQ(fired, 0);
+  }
+  EXPECT_TRUE(RunLoop::main().runUntil([&] { return fired == 1; }, seconds(60)));
+}
+
 TEST(VirtualTimeDeathTest, ThereIsOnlyOne) {
   const VirtualTime time;
   EXPECT_DEATH(VirtualTime(), "fatal error: there is a VirtualTime already");
+}
+
+TEST(VirtualTimeDeathTest, ItIsMadeOnTheMainThread) {
+  EXPECT_DEATH(std::thread([] { VirtualTime(); }).join(),
+               "fatal error: a VirtualTime must be made on the main thread");
+}
+
+TEST(VirtualTimeDeathTest, SyncFromItsOwnWorkByWayOfTheMainQueue) {
+  VirtualTime time;
+  const auto serial = DispatchQueue::serial("requests");
+  serial.async([&] { DispatchQueue::main().sync([&] { serial.sync([] {}); }); });
+  EXPECT_DEATH(time.settle(), "fatal error: sync on the serial queue \"requests\" from its own work");
+}
+
+TEST(VirtualTimeDeathTest, WorkOfAChildProcessIsSettledToo) {
+  VirtualTime time;
+  DispatchQueue::main().async([] { fatalError("reached"); });
+  EXPECT_DEATH(time.settle(), "fatal error: reached");
 }
 
 TEST(VirtualTimeDeathTest, ARunThatNothingCanEndStopsTheProcess) {

@@ -26,7 +26,7 @@ using std::chrono::milliseconds;
 /// Has a number of workers wait at the same time, until it ends.
 class Occupation {
  public:
-  Occupation(WorkerPool& pool, int count) : count_(count) {
+  Occupation(WorkerPool& pool, int count) : missing_(count), staying_(count) {
     for (int i = 0; i < count; ++i) pool.reactor()->post([this] { occupy(); });
     allCame_.wait();
   }
@@ -39,14 +39,13 @@ class Occupation {
 
  private:
   void occupy() {
-    if (++came_ == count_) allCame_.open();
+    if (--missing_ == 0) allCame_.open();
     release_.wait();
-    if (++left_ == count_) allLeft_.open();
+    if (--staying_ == 0) allLeft_.open();
   }
 
-  const int count_;
-  std::atomic<int> came_ = 0;
-  std::atomic<int> left_ = 0;
+  std::atomic<int> missing_;
+  std::atomic<int> staying_;
   Gate allCame_;
   Gate release_;
   Gate allLeft_;

@@ -52,7 +52,7 @@ void MachineReactor::workIsDue(bool due) {
 
 void MachineReactor::firstAlarmIsAt(Clock::Instant at) {
   itimerspec spec{};  // all zero: no alarm
-  if (at != Clock::Instant::max()) {
+  if (at != never) {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(at.time_since_epoch());
     spec.it_value.tv_sec = seconds.count();
     spec.it_value.tv_nsec = (at.time_since_epoch() - seconds).count();

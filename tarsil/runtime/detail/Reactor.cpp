@@ -69,7 +69,8 @@ Work Reactor::takeWork() {
 
 Work Reactor::takeAlarm(Clock::Instant now) {
   const std::lock_guard lock(mutex_);
-  if (alarms_.empty() || alarms_.begin()->first.at > now) return {};
+  const auto first = firstAt();
+  if (first > now || first == never) return {};
   auto entry = alarms_.extract(alarms_.begin());
   alarmsChanged();
   return [alarm = std::move(entry.mapped())] { alarm->ring(); };
@@ -95,7 +96,7 @@ std::size_t Reactor::watchCount() const {
 
 std::optional<Reactor::AlarmKey> Reactor::firstAlarm() const {
   const std::lock_guard lock(mutex_);
-  if (alarms_.empty()) return std::nullopt;
+  if (firstAt() == never) return std::nullopt;
   return alarms_.begin()->first;
 }
 
@@ -113,8 +114,12 @@ void Reactor::abandon() {
   for (const auto& [key, alarm] : alarms) alarm->abandon();
 }
 
+Clock::Instant Reactor::firstAt() const {
+  return alarms_.empty() ? never : alarms_.begin()->first.at;
+}
+
 void Reactor::alarmsChanged() {
-  const auto first = alarms_.empty() ? Clock::Instant::max() : alarms_.begin()->first.at;
+  const auto first = firstAt();
   if (first == announcedAlarm_) return;
   announcedAlarm_ = first;
   firstAlarmIsAt(first);

@@ -32,6 +32,8 @@ class Reactor {
 
   void post(Work work);
 
+  /// An alarm at the end of time is kept, and does not ring.
+  static constexpr Clock::Instant never = Clock::Instant::max();
   /// The alarm rings at `at`; it must not be scheduled already.
   void schedule(std::shared_ptr<Alarm> alarm, Clock::Instant at);
   /// Does nothing when the alarm is not scheduled.
@@ -84,7 +86,7 @@ class Reactor {
   // Called under the lock.
   /// Work has come where there was none, or the last of it was taken.
   virtual void workIsDue(bool due) = 0;
-  /// The first alarm is another one now; `Clock::Instant::max()` stands for none.
+  /// The first alarm rings at another time now, or `never`.
   virtual void firstAlarmIsAt(Clock::Instant at) = 0;
 
   mutable std::mutex mutex_;
@@ -93,12 +95,13 @@ class Reactor {
   Epoll epoll_;
 
  private:
+  Clock::Instant firstAt() const;
   void alarmsChanged();
 
   bool abandoned_ = false;
   std::deque<Work> work_;
   std::map<AlarmKey, std::shared_ptr<Alarm>> alarms_;
-  Clock::Instant announcedAlarm_ = Clock::Instant::max();
+  Clock::Instant announcedAlarm_ = never;
   WatchId nextWatch_ = firstWatch;
 };
 

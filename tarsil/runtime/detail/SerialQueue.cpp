@@ -1,6 +1,7 @@
 #include "tarsil/runtime/detail/SerialQueue.hpp"
 
 #include <algorithm>
+#include <iterator>
 
 #include "tarsil/runtime/detail/Reactor.hpp"
 #include "tarsil/runtime/detail/background.hpp"
@@ -29,7 +30,7 @@ class SerialQueue::Busy {
   explicit Busy(SerialQueue& queue) : queue_(queue) { queue_.busy_ = true; }
   ~Busy() {
     queue_.busy_ = false;
-    for (; queue_.turnsOwed_ > 0; --queue_.turnsOwed_) queue_.postTurn();
+    if (queue_.hasTurn()) queue_.postTurn(queue_.turn_);
     queue_.changed_.notify_all();
   }
   Busy(const Busy&) = delete;
@@ -39,10 +40,28 @@ class SerialQueue::Busy {
   SerialQueue& queue_;
 };
 
+/// A turn that is lost when the reactor ends before it came.
+class SerialQueue::Turn {
+ public:
+  Turn(std::shared_ptr<SerialQueue> queue, std::uint64_t number)
+      : queue_(std::move(queue)), number_(number) {}
+  ~Turn() {
+    if (queue_) queue_->forfeitTurn(number_);
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+
+  void take() { std::exchange(queue_, nullptr)->takeTurn(number_); }
+
+ private:
+  std::shared_ptr<SerialQueue> queue_;
+  const std::uint64_t number_;
+};
+
 void SerialQueue::async(Work work) {
   const std::lock_guard lock(mutex_);
-  pieces_.push_back({std::move(work)});
-  postTurn();
+  pieces_.push_back({++lastNumber_, std::move(work)});
+  postTurn(lastNumber_);
 }
 
 void SerialQueue::sync(const Work& work) {
@@ -50,7 +69,7 @@ void SerialQueue::sync(const Work& work) {
     fatalError("sync on the serial queue \"" + label_ + "\" from its own work waits for itself");
   Waiter waiter;
   std::unique_lock lock(mutex_);
-  pieces_.push_back({[&work] { work(); }, &waiter});
+  pieces_.push_back({++lastNumber_, [&work] { work(); }, &waiter});
   try {
     while (!waiter.done) {
       if (busy_) {
@@ -79,25 +98,29 @@ void SerialQueue::deliver(Work work) {
   async(std::move(work));
 }
 
-void SerialQueue::postTurn() {
-  reactor()->post([self = shared_from_this()] { self->takeTurn(); });
+void SerialQueue::postTurn(std::uint64_t number) {
+  reactor()->post([turn = std::make_shared<Turn>(shared_from_this(), number)] { turn->take(); });
 }
 
-void SerialQueue::takeTurn() {
+void SerialQueue::takeTurn(std::uint64_t number) {
   std::unique_lock lock(mutex_);
-  ++turnsOwed_;
+  turn_ = std::max(turn_, number);
   if (busy_) return;
   const Busy busy(*this);
-  while (turnsOwed_ > 0 && !pieces_.empty()) {
-    --turnsOwed_;
-    // Pieces that somebody waits for have no turn of their own; they go along with the next one.
-    while (!pieces_.empty() && runFirst(lock, CurrentQueue::Origin::reactor)) continue;
-  }
-  if (pieces_.empty()) turnsOwed_ = 0;
+  while (hasTurn()) runFirst(lock, CurrentQueue::Origin::reactor);
 }
 
-// True when somebody waited for it.
-bool SerialQueue::runFirst(std::unique_lock<std::mutex>& lock, CurrentQueue::Origin origin) {
+// What nobody waits for goes with the turn: nothing would ever run it, and it may hold what holds the queue.
+void SerialQueue::forfeitTurn(std::uint64_t number) {
+  std::deque<Piece> dropped;
+  const std::lock_guard lock(mutex_);
+  const auto isLost = [&](const Piece& piece) { return piece.number <= number && piece.waiter == nullptr; };
+  const auto kept = std::stable_partition(pieces_.begin(), pieces_.end(), isLost);
+  std::move(pieces_.begin(), kept, std::back_inserter(dropped));
+  pieces_.erase(pieces_.begin(), kept);
+}
+
+void SerialQueue::runFirst(std::unique_lock<std::mutex>& lock, CurrentQueue::Origin origin) {
   Piece piece = std::move(pieces_.front());
   pieces_.pop_front();
   {
@@ -105,10 +128,9 @@ bool SerialQueue::runFirst(std::unique_lock<std::mutex>& lock, CurrentQueue::Ori
     run(piece, origin);
     piece.work = nullptr;
   }
-  if (piece.waiter == nullptr) return false;
+  if (piece.waiter == nullptr) return;
   piece.waiter->done = true;
   changed_.notify_all();
-  return true;
 }
 
 void SerialQueue::run(Piece& piece, CurrentQueue::Origin origin) const {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <condition_variable>
-#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <exception>
 #include <memory>
@@ -16,10 +16,9 @@ namespace tarsil::detail {
 
 /// Runs work one piece at a time.
 ///
-/// Each piece that `async` queues gets a turn on the worker threads. Whoever works the queue off, a worker
-/// with its turn or a thread in `sync`, does so alone; turns that come meanwhile are owed, and he takes them
-/// over or gives them back. So there is a turn for each queued piece at any time, and nobody waits for a free
-/// worker in `sync`.
+/// The pieces are numbered, and each one that `async` queues gets a turn on the worker threads: the turn runs
+/// everything up to its piece. Whoever works the queue off, a worker with a turn or a thread in `sync`, does
+/// so alone, and takes over the turns that come meanwhile. So nobody in `sync` waits for a free worker.
 class SerialQueue final : public DispatchQueue::Implementation,
                           public std::enable_shared_from_this<SerialQueue> {
  public:
@@ -33,19 +32,23 @@ class SerialQueue final : public DispatchQueue::Implementation,
 
  private:
   class Busy;
+  class Turn;
   struct Waiter {
     bool done = false;
     std::exception_ptr exception;
   };
   struct Piece {
+    std::uint64_t number;
     Work work;
     /// Who waits for the work in `sync`; null for `async`.
     Waiter* waiter = nullptr;
   };
 
-  void postTurn();
-  void takeTurn();
-  bool runFirst(std::unique_lock<std::mutex>& lock, CurrentQueue::Origin origin);
+  void postTurn(std::uint64_t number);
+  void takeTurn(std::uint64_t number);
+  void forfeitTurn(std::uint64_t number);
+  bool hasTurn() const { return !pieces_.empty() && pieces_.front().number <= turn_; }
+  void runFirst(std::unique_lock<std::mutex>& lock, CurrentQueue::Origin origin);
   void run(Piece& piece, CurrentQueue::Origin origin) const;
   void withdraw(const Waiter& waiter);
 
@@ -54,8 +57,10 @@ class SerialQueue final : public DispatchQueue::Implementation,
   /// A piece that somebody waits for has run, or the queue is no longer busy.
   std::condition_variable changed_;
   std::deque<Piece> pieces_;
+  std::uint64_t lastNumber_ = 0;
+  /// The pieces up to this number have had their turn.
+  std::uint64_t turn_ = 0;
   bool busy_ = false;
-  std::size_t turnsOwed_ = 0;
 };
 
 }  // namespace tarsil::detail
