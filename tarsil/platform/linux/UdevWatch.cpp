@@ -53,12 +53,12 @@ void UdevWatch::ready() {
 }
 
 void UdevWatch::listenOn() {
-  if (!ended_ && watch_) loop_->rearm(descriptor_, *watch_);
+  if (!ended_ && watch_) loop_->rearm(*watch_);
 }
 
 void UdevWatch::end() {
   ended_ = true;
-  if (watch_) loop_->unwatch(descriptor_, *watch_);
+  if (watch_) loop_->unwatch(*watch_);
 }
 
 void UdevWatch::takeNews() {
