@@ -84,11 +84,14 @@ TEST(StressTest, WorkersThatWaitForTheMainThreadWhileItWaitsForQueues) {
   int answered = 0;
   int queued = 0;
   for (int i = 0; i < rounds; ++i) {
-    DispatchQueue::global().async([&] { DispatchQueue::main().sync([&] { ++answered; }); });
-    DispatchQueue::global().async([&] { queue.sync([&] { ++queued; }); });
+    DispatchQueue::global().async([&] {
+      queue.sync([&] { ++queued; });
+      DispatchQueue::main().sync([&] { ++answered; });
+    });
     DispatchQueue::main().async([&] { queue.sync([&] { ++queued; }); });
   }
-  runUntil([&] { return answered == rounds && queue.sync([&] { return queued; }) == 2 * rounds; });
+  runUntil([&] { return answered == rounds; });
+  EXPECT_EQ(queue.sync([&] { return queued; }), 2 * rounds);
 }
 
 TEST(StressTest, ThousandsOfTimersAndCancels) {
