@@ -13,7 +13,7 @@ Observable::Observable() : state_(std::make_shared<State>()) {}
 Observable::~Observable() = default;
 
 Observation Observable::observe(std::string_view key, std::function<void(const KeyChange&)> observer) {
-  return state_->add(key, std::move(observer));
+  return state_->add(std::string(key), std::move(observer));
 }
 
 void Observable::announce(std::string_view key) const {

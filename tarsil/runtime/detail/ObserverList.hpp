@@ -22,8 +22,8 @@ class ObserverList : public std::enable_shared_from_this<ObserverList<News>> {
  public:
   using Observer = std::function<void(const News&)>;
 
-  [[nodiscard]] Observation add(std::string_view topic, Observer observer) {
-    auto entry = std::make_shared<const Entry>(Entry{std::string(topic), std::move(observer)});
+  [[nodiscard]] Observation add(std::string topic, Observer observer) {
+    auto entry = std::make_shared<const Entry>(Entry{std::move(topic), std::move(observer)});
     const std::lock_guard lock(mutex_);
     entries_.push_back(entry);
     return Observation([list = this->weak_from_this(), entry = std::weak_ptr(entry)] {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -8,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <tuple>
 
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/runtime/DispatchQueue.hpp"
@@ -61,7 +61,9 @@ class Reactor {
   struct AlarmKey {
     Clock::Instant at;
     std::uint64_t order;
-    auto operator<=>(const AlarmKey&) const = default;
+    bool operator<(const AlarmKey& other) const {
+      return std::tie(at, order) < std::tie(other.at, other.order);
+    }
   };
   std::optional<AlarmKey> firstAlarm() const;
 

@@ -22,9 +22,10 @@ Instant sharedInstant(Instant due, Duration leeway) {
   const auto first = static_cast<std::uint64_t>(due.time_since_epoch().count());
   const auto last = static_cast<std::uint64_t>(after(due, leeway).time_since_epoch().count());
   if (first == 0 || first == last) return due;
-  // The highest bit in which the two ends differ changes within the window; below it, all bits can be zero.
-  const auto zeros = std::bit_width((first - 1) ^ last) - 1;
-  return Instant(Duration(static_cast<Duration::rep>(last >> zeros << zeros)));
+  // The highest bit in which the two ends differ changes within the window; there, all bits below it are
+  // zero.
+  const std::uint64_t changing = std::bit_floor((first - 1) ^ last);
+  return Instant(Duration(static_cast<Duration::rep>(last & ~(changing - 1))));
 }
 
 }  // namespace tarsil::detail
