@@ -22,10 +22,10 @@ class DispatchSource {
   DispatchSource(const DispatchSource&) = delete;
   DispatchSource& operator=(const DispatchSource&) = delete;
 
-  /// Fires while `descriptor` is readable. A descriptor that hung up fires once more, then only as long as it
-  /// still holds bytes; after that the source waits for its cancellation, even where another end may come (a
-  /// named pipe, the controlling side of a pseudo-terminal). A regular file never fires. The caller keeps the
-  /// descriptor open until the cancel handler runs, and watches it with one source only; else the process
+  /// Fires while `descriptor` is readable. A descriptor that hung up fires as long as it holds bytes, and
+  /// once more for its end; after that the source waits for its cancellation, even where another end may come
+  /// (a named pipe, the controlling side of a pseudo-terminal). A regular file never fires. The caller keeps
+  /// the descriptor open until the cancel handler runs, and watches it with one source only; else the process
   /// stops.
   static std::shared_ptr<DispatchSource> read(int descriptor, DispatchQueue queue);
 

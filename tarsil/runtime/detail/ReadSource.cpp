@@ -27,9 +27,8 @@ void ReadSource::arm() {
     return;
   }
   if (!watch_) return;
-  // Asking once more whether it is hung up tells an error that has passed, and moves bytes on that a terminal
-  // has received but not yet made readable.
-  if (hungUp_ && isHungUp(descriptor_) && !holdsBytes(descriptor_)) return;
+  // The handler has seen the end. Still there? An error that has passed is none.
+  if (atEnd_ && isHungUp(descriptor_)) return;
   reactor_->rearm(*watch_);
 }
 
@@ -38,7 +37,9 @@ void ReadSource::disarm() {
 }
 
 void ReadSource::willFire() {
-  hungUp_ = isHungUp(descriptor_);
+  // In this order: asking for the hang-up moves bytes on that a terminal has received but not yet made
+  // readable.
+  atEnd_ = isHungUp(descriptor_) && !holdsBytes(descriptor_);
 }
 
 }  // namespace tarsil::detail

@@ -23,8 +23,8 @@ class ReadSource final : public Source, public Watcher {
   const int descriptor_;
   bool watched_ = false;
   std::optional<Reactor::WatchId> watch_;
-  /// It had hung up when the handler was last called, so that handler has heard of it.
-  bool hungUp_ = false;
+  /// The descriptor had hung up and was empty when the handler was last called.
+  bool atEnd_ = false;
 };
 
 }  // namespace tarsil::detail
