@@ -9,6 +9,7 @@
 #include <csignal>
 #include <thread>
 
+#include "simulators/bluetooth/hostCentral.hpp"
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
@@ -73,6 +74,14 @@ class DemandTeller {
   simulators::Patient patient_;
 };
 
+constexpr const char* overBluetooth = "bluetooth";
+
+/// What a simulated Bluetooth oximeter measures: a patient at rest, with a finger that moves now and then.
+std::uint8_t restingSaturation() {
+  static int measurement = 0;
+  return ++measurement % 8 == 0 ? 97 : 98;
+}
+
 std::string modelOf(const std::string& exercise) {
   return exercise.substr(0, exercise.find('@'));
 }
@@ -95,7 +104,7 @@ void RunCommand::declare(CLI::App& command) {
   command.add_option("--exercise", exercise_, "MODEL@PORT, or MODEL alone with --simulate")
       ->capture_default_str();
   command.add_option("--bp", bp_, "Port of a Tango blood-pressure monitor");
-  command.add_option("--spo2", spo2_, "Port of a MEDXING pulse oximeter");
+  command.add_option("--spo2", spo2_, "Port of a MEDXING pulse oximeter, or bluetooth");
   command.add_option("--protocol", protocol_,
                      fmt::format("One of {}, or a file", fmt::join(builtInProtocols(), ", ")));
   command.add_flag("--simulate", simulate_, "Drive a simulated station: exercise device, Tango and oximeter");
@@ -175,20 +184,36 @@ std::unique_ptr<Partners> RunCommand::makePartners() const {
 }
 
 Station::Plan RunCommand::planFor(Partners* partners) const {
+  Station::Plan plan = planWithoutOximeter(partners);
+  if (spo2_ == overBluetooth) {
+    // Only a simulated one lives in virtual time.
+    const bool mustBeSimulated = speedup_ != 1;
+    plan.makeCentral = [mustBeSimulated] {
+      const auto found =
+          mustBeSimulated ? simulatedCentral(restingSaturation) : hostCentral(restingSaturation);
+      return found.central;
+    };
+  } else if (partners) {
+    partners->add("MEDXINGPort", "simulated-spo2");
+    plan.oximeterPort = "simulated-spo2";
+  } else if (!spo2_.empty()) {
+    plan.oximeterPort = chosenPort(spo2_);
+  }
+  return plan;
+}
+
+Station::Plan RunCommand::planWithoutOximeter(Partners* partners) const {
   const std::string model = modelOf(exercise_);
   if (partners) {
     partners->add(model, "simulated-exercise");
     partners->add("Tango", "simulated-bp");
-    partners->add("MEDXINGPort", "simulated-spo2");
-    return {model, "simulated-exercise", "simulated-bp", "simulated-spo2"};
+    return {.model = model, .port = "simulated-exercise", .pressurePort = "simulated-bp"};
   }
   const std::size_t at = exercise_.find('@');
   if (at == std::string::npos)
     throw CommandFailure(badInput, "name the exercise device's port: --exercise MODEL@PORT");
-  Station::Plan plan{
-      .model = model, .port = chosenPort(exercise_.substr(at + 1)), .pressurePort = {}, .oximeterPort = {}};
+  Station::Plan plan{.model = model, .port = chosenPort(exercise_.substr(at + 1))};
   if (!bp_.empty()) plan.pressurePort = chosenPort(bp_);
-  if (!spo2_.empty()) plan.oximeterPort = chosenPort(spo2_);
   return plan;
 }
 

@@ -30,6 +30,7 @@ class RunCommand final : public Command {
  private:
   Protocol chosenProtocol() const;
   Station::Plan planFor(Partners* partners) const;
+  Station::Plan planWithoutOximeter(Partners* partners) const;
   std::unique_ptr<Partners> makePartners() const;
   static void finish(Report& report, ExitCode result);
   void keepGoing(const Session& session, VirtualTime* time) const;

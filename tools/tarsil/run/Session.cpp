@@ -20,6 +20,8 @@ constexpr Duration beat = 1s;
 // Connection check.
 constexpr Duration openingTime = 3s;
 constexpr Duration checkingTime = 6s;
+/// An oximeter has to be found first.
+constexpr Duration bluetoothCheckingTime = 20s;
 
 // A load moves towards its target by at most this much a second.
 constexpr Load treadmillStep{1.0F, 2.0F};
@@ -100,7 +102,7 @@ void Session::connectingTick() {
   const bool monitorIsThere = !station_.hasMonitor() || station_.monitorIsReady();
   const bool oximeterIsThere = !station_.hasOximeter() || station_.saturation();
   if (loadIsThere && monitorIsThere && oximeterIsThere) return startExercise();
-  if (inState() < checkingTime) {
+  if (inState() < (station_.usesBluetooth() ? bluetoothCheckingTime : checkingTime)) {
     if (!loadIsThere) station_.requestLoad();
     return;
   }

@@ -6,7 +6,9 @@
 #include <set>
 #include <utility>
 
+#include "tarsil/bluetooth/BluetoothCentral.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
+#include "tarsil/drivers/vitals/MEDXINGSpO2.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 
@@ -99,6 +101,9 @@ Station::Station(Plan plan, Journal& journal)
 Station::~Station() {
   for (const auto& host : hosts_) host->retire();
   manager_.delegate = nullptr;
+  if (!oximeter_) return;
+  manager_.SpO2D = nullptr;
+  manager_.btManager = nullptr;
 }
 
 void Station::connect() {
@@ -131,6 +136,7 @@ void Station::connect() {
         hosts_.emplace_back(std::make_shared<Host>(*this, Role::oximeter));
     choose(Role::oximeter, PortType::SpO2, *plan_.oximeterPort);
   }
+  if (usesBluetooth()) lookForOximeter();
   for (const Place& place : places_) {
     asked(place.role, "openPort", {}, fmt::format("open {}", place.port));
     manager_.openPort(place.type);
@@ -147,6 +153,18 @@ void Station::choose(Role role, PortType type, const std::string& port) {
   }
   manager_.selectedPort(port, type);
   places_.push_back({role, type, port});
+}
+
+void Station::lookForOximeter() {
+  asked(Role::oximeter, "scan", {}, "look for the Bluetooth oximeter");
+  central_ = plan_.makeCentral();
+  oximeter_ = std::make_shared<MEDXINGSpO2>();
+  oximeter_->kiv_delegate = hosts_.emplace_back(std::make_shared<Host>(*this, Role::oximeter));
+  oximeter_->btManager = central_;
+  oximeter_->handleDisconnect = false;  // connects at once, and again after a lost link
+  central_->setDelegate(oximeter_);
+  manager_.SpO2D = oximeter_;
+  manager_.btManager = central_;
 }
 
 void Station::opened(Role role) {
@@ -184,6 +202,10 @@ void Station::close() {
   for (const auto& port : {manager_.BPPort, manager_.SpO2Port}) {
     if (port) port->close();
   }
+  if (!oximeter_) return;
+  oximeter_->handleDisconnect = true;
+  central_->stopScan();
+  if (oximeter_->peripheral) central_->cancelPeripheralConnection(oximeter_->peripheral);
 }
 
 bool Station::isClosed() const {

@@ -14,6 +14,8 @@
 #include "tools/tarsil/run/ModelTraits.hpp"
 
 namespace tarsil {
+class BluetoothCentral;
+class MEDXINGSpO2;
 class ORSSerialPort;
 class StressECGDeviceManager;
 }  // namespace tarsil
@@ -48,8 +50,10 @@ class Station {
     std::string model;
     /// Names of ports as the library lists them.
     std::string port;
-    std::optional<std::string> pressurePort;
-    std::optional<std::string> oximeterPort;
+    std::optional<std::string> pressurePort = {};
+    std::optional<std::string> oximeterPort = {};
+    /// Makes the central of a Bluetooth oximeter; empty without one.
+    std::function<std::shared_ptr<BluetoothCentral>()> makeCentral = {};
   };
 
   /// A place of the station that has a port.
@@ -73,7 +77,8 @@ class Station {
 
   const ModelTraits& traits() const { return traits_; }
   bool hasMonitor() const { return plan_.pressurePort.has_value(); }
-  bool hasOximeter() const { return plan_.oximeterPort.has_value(); }
+  bool hasOximeter() const { return plan_.oximeterPort || usesBluetooth(); }
+  bool usesBluetooth() const { return plan_.makeCentral != nullptr; }
   /// Whether anything can measure blood pressure, and answer.
   bool answersPressure() const { return hasMonitor() || traits_.answersPressure; }
   bool allOpened() const;
@@ -102,6 +107,7 @@ class Station {
  private:
   class Host;
 
+  void lookForOximeter();
   bool isOpen(const Place& place) const;
   void choose(Role role, PortType type, const std::string& port);
   void opened(Role role);
@@ -118,6 +124,9 @@ class Station {
   std::optional<Dated<Pressure>> pressure_;
   std::optional<Dated<float>> saturation_;
   bool monitorIsReady_ = false;
+  /// Of the Bluetooth oximeter.
+  std::shared_ptr<BluetoothCentral> central_;
+  std::shared_ptr<MEDXINGSpO2> oximeter_;
 };
 
 }  // namespace tarsil::cli
