@@ -51,13 +51,13 @@ void MachineReactor::workIsDue(bool due) {
 }
 
 void MachineReactor::firstAlarmIsAt(Clock::Instant at) {
-  itimerspec spec{};  // all zero: no alarm
+  itimerspec expiry{};  // all zero: no alarm
   if (at != never) {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(at.time_since_epoch());
-    spec.it_value.tv_sec = seconds.count();
-    spec.it_value.tv_nsec = (at.time_since_epoch() - seconds).count();
+    expiry.it_value.tv_sec = seconds.count();
+    expiry.it_value.tv_nsec = (at.time_since_epoch() - seconds).count();
   }
-  succeeded(timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &spec, nullptr), "timerfd_settime");
+  succeeded(timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &expiry, nullptr), "timerfd_settime");
 }
 
 }  // namespace tarsil::detail
