@@ -14,7 +14,7 @@ NotificationCenter& NotificationCenter::defaultCenter() {
   return center;
 }
 
-Observation NotificationCenter::addObserver(std::string name,
+Observation NotificationCenter::addObserver(const std::string& name,
                                             std::function<void(const Notification&)> observer) {
   return state_->add(std::move(name), std::move(observer));
 }

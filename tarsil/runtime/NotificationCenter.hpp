@@ -24,7 +24,8 @@ class NotificationCenter {
   static NotificationCenter& defaultCenter();
 
   /// The observer is called until the returned observation is dropped.
-  [[nodiscard]] Observation addObserver(std::string name, std::function<void(const Notification&)> observer);
+  [[nodiscard]] Observation addObserver(const std::string& name,
+                                        std::function<void(const Notification&)> observer);
   void post(const Notification& notification);
 
  private:
