@@ -16,7 +16,7 @@ NotificationCenter& NotificationCenter::defaultCenter() {
 
 Observation NotificationCenter::addObserver(const std::string& name,
                                             std::function<void(const Notification&)> observer) {
-  return state_->add(std::move(name), std::move(observer));
+  return state_->add(name, std::move(observer));
 }
 
 void NotificationCenter::post(const Notification& notification) {
