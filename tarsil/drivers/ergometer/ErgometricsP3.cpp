@@ -13,6 +13,7 @@ void ErgometricsP3::requestLoad() {
   sendText("D\r");
 }
 
+// Twice, where the P10 ergometers take three.
 void ErgometricsP3::stopStressDevice() {
   for (int i = 0; i < 2; ++i) sendText("F\r");
 }

@@ -9,7 +9,8 @@
 namespace tarsil {
 
 /// Drives an Ergometrics bicycle ergometer of the P3 protocol, 4800 baud. Send-only: the ergometer's answers
-/// are discarded, so the host learns of no power, pedal rate or pressure.
+/// are discarded, so the host learns of no power, pedal rate, pressure or error. Where an operation has two
+/// commands, they go out back to back.
 class ErgometricsP3 final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;

@@ -16,6 +16,7 @@ class ErgosanaP10 final : public P10Ergometer {
   float rp = 0;
   float rs = 0;
 
+  /// Sends what `startBP()` sends first; only the second command of that one tells them apart.
   void startDeivce() override { sendText("S\r"); }
 
   void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;

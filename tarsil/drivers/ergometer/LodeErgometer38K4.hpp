@@ -22,11 +22,11 @@ class LodeErgometer38K4 final : public SerialDriver {
   /// result of a pressure.
   std::uint8_t type = 1;
 
-  /// Power in watts; the grade means nothing to a bicycle. What the ergometer gets is made from the last
-  /// three characters of the power's decimal text, its point among them.
+  /// Power in watts, any value; the grade means nothing to a bicycle. What the ergometer gets is made from
+  /// the last three characters of the power's decimal text, its point among them.
   void setLoad(float kmph_or_power, float grade) override;
   void requestLoad() override;
-  /// Sends nothing.
+  /// Sends nothing, and neither does `startDeivce()`.
   void stopStressDevice() override {}
   void startBP() override { sendCommand(5, "312C42530D"); }
   void breakBP() override { sendCommand(6, "312C42510D"); }

@@ -25,6 +25,7 @@ void P10Ergometer::requestLoad() {
   sendTextLater("B\r");
 }
 
+// Three times, although one would do: a stop must not get lost.
 void P10Ergometer::stopStressDevice() {
   for (int i = 0; i < 3; ++i) sendText("F\r");
 }
@@ -47,6 +48,8 @@ bool P10Ergometer::setBPValue(std::string_view key, float value) {
   return p10SBP && p10DBP;
 }
 
+// Both pressures come from the start of the text, whichever marker was found: when they share a text, they
+// are equal. `isBPCommand` stays true behind a report, so that the next reply must bring both again.
 void P10Ergometer::processPressure() {
   if (result.contains('O')) isBPCommand = setBPValue("O", result.numberOrStop());
   if (result.contains('U')) isBPCommand = setBPValue("U", result.numberOrStop());

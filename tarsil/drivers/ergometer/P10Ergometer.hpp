@@ -15,7 +15,7 @@ namespace tarsil {
 /// its start command and says what it does with a reply.
 ///
 /// A value that is no number stops the process. So does, after `startBP()`, a reply that is complete before a
-/// pressure has come: there is no honest value to report.
+/// pressure has come: there is no honest value to report. No error and no readiness is ever reported.
 class P10Ergometer : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
@@ -35,7 +35,8 @@ class P10Ergometer : public SerialDriver {
   /// Power in watts; the grade means nothing to a bicycle. A power that is no 64-bit integer stops the
   /// process.
   void setLoad(float kmph_or_power, float grade) override;
-  /// Asks in two commands, the second 0.1 s after the first, on the calling thread's run loop.
+  /// Asks in two commands, the second 0.1 s after the first, on the calling thread's run loop and to the port
+  /// of that moment. The driver lives until then.
   void requestLoad() override;
   void stopStressDevice() override;
   /// In two commands as well.

@@ -53,6 +53,7 @@ void LodeOEMTreadmill::deviceState() {
 
 void LodeOEMTreadmill::setLoad(float kmph_or_power, float grade) {
   const std::int64_t tenths = truncatedOrStop(kmph_or_power * 10.0F, "ten times the speed in km/h");
+  // Not in tenths like the speed: this treadmill takes whole percents.
   const std::int64_t percent = truncatedOrStop(grade, "grade in percent");
   sendCommand(load, "00 0D 01 00 00 00 " + hexadecimalText(tenths) + " 00 " + hexadecimalText(percent) +
                         " 00 00 00 00 00 00");
@@ -71,6 +72,7 @@ void LodeOEMTreadmill::processReply(ByteView chunk) {
   if (!result.endsWith(result.crcOfAllButLast().textOrStop())) return;
 
   const std::string& kind = result.at<2>();
+  // Without a code: the treadmill does not say why.
   if (kind == refused) kiv_delegate.onErrorWithCode("", "send failure");
   if (kind != loadOrState) return;
 

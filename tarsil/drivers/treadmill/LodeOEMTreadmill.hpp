@@ -14,8 +14,11 @@ namespace tarsil {
 ///
 /// Loads go out in km/h and percent, and are reported as the treadmill sends them, in tenths of km/h. What
 /// the treadmill sent is never forgotten, and a reply is read from fixed positions of it: the first reply is
-/// the one that is reported, each time that more bytes pass the check. Replies are read only when the port
-/// delivers them byte by byte.
+/// the one that is reported, each time that more bytes pass the check: a load, that the treadmill is ready,
+/// or a refusal (no code, "send failure"). Replies are read only when the port delivers them byte by byte.
+///
+/// A load reply that passes the check before its grade has come stops the process, and so does a chunk of
+/// more than 16 bits when a check reaches it.
 class LodeOEMTreadmill final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;

@@ -23,6 +23,7 @@ constexpr std::string_view accepted = "80";
 constexpr std::string_view isReady = "01";
 constexpr std::string_view notInTerminalMode = "40";
 constexpr std::size_t shortestReply = 6;
+// At exactly this length a pressure would be read from an entry that is not there; every other is left alone.
 constexpr std::size_t unreadablePressureReply = 15;
 constexpr float unknown = -1.0F;
 
@@ -73,8 +74,8 @@ std::string_view refusalMessage(std::optional<Command> command, std::string_view
   return "";
 }
 
-/// The data of a load frame, two bytes of tenths. Nothing guards it: above 255 tenths the text has three
-/// digits, below zero it has a minus sign.
+/// The data of a load frame: 00, then the tenths. The first byte is 00 even for a value that would need it.
+/// Nothing guards it: above 255 tenths the text has three digits, below zero it has a minus sign.
 std::string tenthsData(float value, std::string_view what) {
   const std::string tenths = hexadecimalText(truncatedOrStop(value * 10.0F, what));
   return "00 " + (tenths.size() == 1 ? "0" + tenths : tenths);

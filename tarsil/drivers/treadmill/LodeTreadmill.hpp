@@ -14,8 +14,10 @@ namespace tarsil {
 /// byte, CRC high byte, ETX.
 ///
 /// Loads go out in km/h and percent. They are reported as the treadmill sends them, in tenths of both, once
-/// both are known, and then again with every accepted reply until the next `requestLoad()`. Replies are read
-/// only when the port delivers them byte by byte.
+/// both are known, and then again with every accepted reply until the next `requestLoad()`. A refusal is
+/// reported with its status as the code and with the words for the command sent last, or none. Readiness,
+/// blood pressures and saturations are never reported. Replies are read only when the port delivers them byte
+/// by byte.
 class LodeTreadmill final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
@@ -59,7 +61,9 @@ class LodeTreadmill final : public SerialDriver {
   /// Speed in km/h and grade in percent, both sent in tenths without fraction. A value whose tenths are no
   /// 64-bit integer stops the process; one above 25.5 or below zero goes out as a garbled frame.
   void setLoad(float kmph_or_power, float grade) override;
+  /// Asks for speed and grade back to back. Neither is reported before the new grade has come.
   void requestLoad() override;
+  /// Sets `isState`, which nothing clears.
   void deviceState() override;
   void startBP() override { send(Command::START_BPM); }
   void breakBP() override { send(Command::ABORT_BPM); }

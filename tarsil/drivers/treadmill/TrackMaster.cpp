@@ -61,6 +61,7 @@ std::string asciiHex(std::string_view digits) {
 }  // namespace
 
 void TrackMaster::setLoad(float kmph_or_power, float grade) {
+  // Any new load cancels a stop, one that is refused below included; the stop's timer goes on asking.
   isStop = false;
   fm.writeFile("setSpeed:" + decimalText(kmph_or_power) + ",grade:" + decimalText(grade));
   sendSpeed(kmph_or_power);
@@ -117,6 +118,7 @@ void TrackMaster::askForSpeedAndGrade() const {
 }
 
 void TrackMaster::deviceState() {
+  // Also when the throttle holds the request back: the next speed reply answers, whoever asked for it.
   isState = true;
   requestLoad();
 }
@@ -125,6 +127,7 @@ void TrackMaster::stopStressDevice() {
   if (isStop) return;
   sendSpeed(0);
   sendGrade(0);
+  // `isStaticState` stays as the last stop left it: a belt that stood then gets the stop at the first tick.
   isStop = true;
   // An older timer goes on asking beside the new one: a new load that cancelled its stop left it running.
   // The timer holds the driver, so that a belt comes to rest even when the host lets go of its device.
@@ -133,6 +136,7 @@ void TrackMaster::stopStressDevice() {
 }
 
 void TrackMaster::stoping() {
+  // Around the throttle, so that no other request delays a stop.
   if (!isStaticState || !isStop) return askForSpeedAndGrade();
   sendHex(stop);
   isStop = false;
@@ -147,6 +151,7 @@ void TrackMaster::processReply(ByteView chunk) {
   fm.writeFile("jointDeviceResult:" + result);
   startFlushing();
 
+  // One reply a chunk: what stands behind it waits for the next bytes.
   const std::string code(scanForCode());
   if (isOneOf(code, accepted)) {
     kiv_delegate.successfully();
@@ -156,6 +161,7 @@ void TrackMaster::processReply(ByteView chunk) {
   } else if (code == disabled) {
     refuse("disable instruction");
   } else if (result.size() >= 2 * loadReplyLength) {
+    // A speed and a grade are asked for together and read together.
     readLoad();
   }
 }
@@ -183,6 +189,7 @@ std::string_view TrackMaster::scanForCode() {
   return std::string_view(result).substr(0, codeLength);
 }
 
+// The question about the state stays open: the next refusal, or speed, answers it again.
 void TrackMaster::refuse(const std::string& details) {
   if (isState) kiv_delegate.deviceIsReadyWithIsReady(false);
   kiv_delegate.onErrorWithCode("00", details);
@@ -202,6 +209,7 @@ void TrackMaster::readLoad() {
   if (resultBeginsWith(gradeReply)) {
     if (const auto tenths = takeNumber()) requestGrade = *tenths / 10;
   }
+  // Also when neither could be read: a load that is known is then reported again.
   reportLoad();
 }
 

@@ -12,7 +12,9 @@
 namespace tarsil {
 
 /// Drives a TrackMaster treadmill, 4800 baud: command bytes with values as ASCII digits, speeds in miles per
-/// hour on the wire and km/h towards the host. Its traffic is written to the traffic log.
+/// hour on the wire and km/h towards the host, in tenths; grades in percent. It reports loads,
+/// acknowledgements, refusals and readiness. Its load settings, load requests, replies and reports are
+/// written to the traffic log.
 ///
 /// A stop brings the belt to rest first and sends the stop command when the treadmill reports that it stands;
 /// a new load cancels it. Load requests go out at most every 0.8 s.
@@ -40,14 +42,19 @@ class TrackMaster final : public SerialDriver {
   std::shared_ptr<Timer> fileTimer;
 
   void startDeivce() override { sendHex("A1"); }
+  /// Sends speed 0 and grade 0, asks every second how the belt moves, and sends the stop command once both
+  /// are reported as 0. No load is reported meanwhile. Does nothing while a stop is in progress. The driver
+  /// lives until the stop is done.
   void stopStressDevice() override;
   /// Speed in km/h: 0, or 0.7 to 19; grade in percent, sent without its fraction: 0, or 0.5 to below 26. A
-  /// value beyond is refused with error "01" and not sent. One that is no number stops the process, and so
-  /// does a grade whose tenths are no 64-bit integer.
+  /// value beyond is refused with error "01" and not sent, the other one is; one below zero is not refused
+  /// and goes out garbled. One that is no number stops the process, and so does a grade whose tenths are no
+  /// 64-bit integer.
   void setLoad(float kmph_or_power, float grade) override;
   /// Does nothing within 0.8 s of the last request.
   void requestLoad() override;
-  /// The answer is the next speed reply, which is then not decoded, or a refusal.
+  /// The answer is the next speed reply (ready), which is then not decoded, or any refusal until then (not
+  /// ready).
   void deviceState() override;
 
   /// One tick of a stop.

@@ -120,7 +120,8 @@ void BPDevice::processReply(ByteView data) {
   processRecord();
 }
 
-// The first reception after `type` became `SPO2` is the only one that counts, matched or not.
+// The first reception after `type` became `SPO2` is the only one that counts, matched or not. The text stays
+// either way: only a record or the echo of the initialisation empties it.
 void BPDevice::processSpO2() {
   if (type != Tango_Type::SPO2) return;
   if (saturationExpression().matchesWhole(taskJoint)) {
@@ -131,6 +132,7 @@ void BPDevice::processSpO2() {
   type = Tango_Type::normal;
 }
 
+// Leaves `type` alone: a reading that was fetched may still come.
 void BPDevice::processInitialisationEcho() {
   if (!taskJoint.ends_with(initialisationEcho)) return;
   kiv_delegate.onReceivedBPWithSysBP(0, 0, noReading);
@@ -145,6 +147,7 @@ void BPDevice::processRecord() {
   if (parts.size() < 3) fatalError("Tango: a record of fewer than three groups");
   const float systolic = readFloat(parts[1]).value_or(0);
   const float diastolic = readFloat(parts[2]).value_or(0);
+  // A reading that was fetched may be an old one, so its status says that and nothing else.
   const auto status = type == Tango_Type::LAST ? fetched : statusOf(systolic, diastolic);
   kiv_delegate.onReceivedBPWithSysBP(systolic, diastolic, status);
   taskJoint.clear();

@@ -22,7 +22,8 @@ struct MEDXINGFrame {
   /// of a frame that was split are no measurements.
   static std::optional<MEDXINGFrame> parse(ByteView chunk);
 
-  /// Tells the host the saturation that `chunk` brings, with status 1, unless it is the one told last.
+  /// Tells the host the saturation that `chunk` brings, with status 1, unless it is the one told last; two
+  /// different ones above 100 are told apart, as -1 each.
   /// `befoSpO2Value` is the `saturationText` told last; it is set before the host is called.
   static void report(ByteView chunk, std::string& befoSpO2Value, const KivStressPortDelegateRef& host);
 };

@@ -7,7 +7,8 @@
 namespace tarsil {
 
 /// Receives the oxygen saturation of a MEDXING pulse oximeter on a serial port, 9600 baud, and reports each
-/// changed value as `onReceivedSpO2WithSpO2`, status 1. It sends nothing: the oximeter measures by itself.
+/// changed value as `onReceivedSpO2WithSpO2`, in percent, status 1. It sends nothing: the oximeter measures
+/// by itself. A frame that the port delivers in two chunks is lost, and nothing else is ever reported.
 class MEDXINGPort final : public SerialDriver {
  public:
   explicit MEDXINGPort(const SpO2DeviceSettings& settings) : SerialDriver(settings) {}
