@@ -76,8 +76,9 @@ TEST_F(ErgolineP10Test, ReadsNoValueThatNobodyListensFor) {
 }
 
 TEST_F(ErgolineP10Test, PrintsTheBytesAfterProcessingThem) {
-  EXPECT_THAT(printed.diagnostic(), IsEmpty());
+  managerHost.onCall([&](const RecordedCall&) { EXPECT_THAT(printed.diagnostic(), IsEmpty()); });
   receive("B120\r");
+  EXPECT_THAT(managerHost.calls(), ElementsAre(ergometerPower(120)));
   EXPECT_THAT(printed.diagnostic(), ElementsAre("423132300d"));
 }
 

@@ -30,6 +30,7 @@ TYPED_TEST(ErgometerPortTest, BecomesItsPortsDelegate) {
   EXPECT_EQ(this->port->delegate().lock().get(), this->ergometer.get());
   this->ergometer->setSerialPort(nullptr);
   EXPECT_EQ(this->ergometer->protPath, std::nullopt);
+  EXPECT_EQ(this->port->delegate().lock().get(), this->ergometer.get()) << "nobody has taken the port over";
 }
 
 TYPED_TEST(ErgometerPortTest, TellsItsOwnHostThatThePortOpenedAndVanished) {

@@ -46,6 +46,7 @@ TEST_F(ErgometricsP3Test, StartsAndStops) {
 
 TEST_F(ErgometricsP3Test, StartsAPressureInOneGo) {
   EXPECT_FALSE(ergometer->isBPCommand);
+  port.terminal().onWrite([&](const Bytes&) { EXPECT_TRUE(ergometer->isBPCommand); });
   ergometer->startBP();
   EXPECT_TRUE(ergometer->isBPCommand);
   EXPECT_THAT(sent(), ElementsAre("S\r", "U\r"));

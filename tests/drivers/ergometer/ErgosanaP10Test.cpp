@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "ErgometerTest.hpp"
 
 namespace tarsil {
@@ -54,6 +57,15 @@ TEST_F(ErgosanaP10Test, LosesPressuresThatShareATextWithAPedalRate) {
   EXPECT_EQ(ergometer->p10SBP, 110.0F);
   EXPECT_EQ(ergometer->p10DBP, std::nullopt);
   EXPECT_FALSE(ergometer->result.contains('\r'));
+}
+
+TEST_F(ErgosanaP10Test, EmptiesTheTextAfterTheHostHasHeardOfIt) {
+  std::vector<std::string> fields;
+  host.onCall([&](const RecordedCall&) { fields.push_back(ergometer->result.field()); });
+  receive("B120\r");
+  receive("n060\r");
+  EXPECT_THAT(fields, ElementsAre("120", "060"));
+  EXPECT_EQ(ergometer->result.field(), "范围越界");
 }
 
 TEST_F(ErgosanaP10Test, StartsAnewBehindAnEmptiedText) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <vector>
 
 #include "ErgometerTest.hpp"
 
@@ -36,6 +37,17 @@ TEST_F(LodeErgometer38K4Test, NotesThatItSentALoad) {
   ergometer->requestBP();
   ergometer->setLoad(75, 0);
   EXPECT_EQ(ergometer->type, 1);
+}
+
+TEST_F(LodeErgometer38K4Test, NotesEachCodeBeforeItsCommandIsSent) {
+  std::vector<int> codes;
+  port.terminal().onWrite([&](const Bytes&) { codes.push_back(ergometer->type); });
+  ergometer->requestLoad();
+  ergometer->startBP();
+  ergometer->breakBP();
+  ergometer->requestBP();
+  ergometer->setLoad(75, 0);
+  EXPECT_THAT(codes, ElementsAre(2, 4, 5, 6, 7, 1));
 }
 
 TEST_F(LodeErgometer38K4Test, SendsWhatTheTextOfAnOddPowerGives) {
@@ -72,6 +84,7 @@ TEST_F(LodeErgometer38K4Test, NeitherStartsNorStops) {
   port.takeSent();
   ergometer->stopStressDevice();
   ergometer->startDeivce();
+  port.advance(10s);
   EXPECT_THAT(sent(), IsEmpty());
   EXPECT_EQ(ergometer->type, 7);
 }

@@ -6,10 +6,15 @@
 #include <chrono>
 #include <limits>
 #include <memory>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "ErgometerTest.hpp"
 #include "tarsil/drivers/ergometer/ErgolineP10.hpp"
 #include "tarsil/drivers/ergometer/ErgosanaP10.hpp"
+#include "tarsil/runtime/RunLoop.hpp"
 
 namespace tarsil {
 namespace {
@@ -93,6 +98,15 @@ TYPED_TEST(P10ErgometerTest, StartsAPressureInTwoCommandsATenthOfASecondApart) {
   EXPECT_THAT(this->sent(), ElementsAre("S\r", "U\r"));
 }
 
+TYPED_TEST(P10ErgometerTest, AwaitsThePressuresBeforeItAsksForThem) {
+  std::vector<bool> awaited;
+  this->port.terminal().onWrite([&](const Bytes&) { awaited.push_back(this->ergometer->isBPCommand); });
+  this->ergometer->requestBP();
+  this->ergometer->startBP();
+  this->port.advance(100ms);
+  EXPECT_THAT(awaited, ElementsAre(false, true, true));
+}
+
 TYPED_TEST(P10ErgometerTest, SendsTheSecondCommandsInTheOrderOfTheFirst) {
   this->ergometer->requestLoad();
   this->ergometer->startBP();
@@ -137,6 +151,18 @@ TYPED_TEST(P10ErgometerTest, LivesUntilItsSecondCommandIsSent) {
   this->port.advance(100ms);
   EXPECT_THAT(this->sent(), ElementsAre("D\r", "B\r"));
   EXPECT_TRUE(watched.expired());
+}
+
+// In the machine's time, since the virtual one has a single thread. The main loop does not run meanwhile.
+TEST(P10SecondCommandTest, IsSentOnTheRunLoopOfTheCallingThread) {
+  std::thread([] {
+    auto ergometer = std::make_shared<ErgolineP10>();
+    const std::weak_ptr<ErgolineP10> heldByItsSecondCommand = ergometer;
+    ergometer->requestLoad();
+    ergometer.reset();
+    EXPECT_FALSE(heldByItsSecondCommand.expired());
+    EXPECT_TRUE(RunLoop::current().runUntil([&] { return heldByItsSecondCommand.expired(); }, 10s));
+  }).join();
 }
 
 TYPED_TEST(P10ErgometerTest, RequestsThePressureAndCannotAbortIt) {
@@ -196,6 +222,23 @@ TYPED_TEST(P10ErgometerTest, TakesBothPressuresFromTheStartOfTheText) {
   EXPECT_EQ(this->ergometer->p10DBP, std::nullopt);
   EXPECT_TRUE(this->ergometer->isBPCommand);
   EXPECT_THAT(this->host.calls(), IsEmpty());
+}
+
+TYPED_TEST(P10ErgometerTest, ForgetsThePressuresAfterTheHostHasHeardOfThem) {
+  std::vector<std::pair<std::optional<float>, std::optional<float>>> pressures;
+  this->managerHost.onCall(
+      [&](const RecordedCall&) { pressures.emplace_back(this->ergometer->p10SBP, this->ergometer->p10DBP); });
+  this->receive("O120\rU080\r");
+  EXPECT_THAT(pressures, ElementsAre(testing::Pair(120.0F, 120.0F)));
+  EXPECT_EQ(this->ergometer->p10SBP, std::nullopt);
+}
+
+TYPED_TEST(P10ErgometerTest, ForgetsAStartedMeasurementWhenOnlyTheDiastolicCame) {
+  this->ergometer->startBP();
+  this->receive("U080\r");
+  EXPECT_EQ(this->ergometer->p10DBP, 80.0F);
+  EXPECT_FALSE(this->ergometer->isBPCommand);
+  EXPECT_THAT(this->managerHost.calls(), IsEmpty());
 }
 
 TYPED_TEST(P10ErgometerTest, RepeatsThePressureForEveryLaterReception) {

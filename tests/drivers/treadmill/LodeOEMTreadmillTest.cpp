@@ -165,6 +165,18 @@ TEST_F(LodeOEMTreadmillTest, AnswersForItsStateWithTheNextLoadReply) {
   EXPECT_THAT(host.calls(), ElementsAre(treadmillLoad(50, 16)));
 }
 
+TEST_F(LodeOEMTreadmillTest, TakesANewStateQuestionFromWithinTheAnswer) {
+  treadmill->deviceState();
+  host.onCall([&](const RecordedCall&) {
+    EXPECT_FALSE(treadmill->isState);
+    treadmill->deviceState();
+  });
+  port.deliverByteByByte(loadReply);
+  EXPECT_TRUE(treadmill->isState);
+  port.deliver(hex("00"));
+  EXPECT_THAT(host.calls(), ElementsAre(deviceIsReady(true), deviceIsReady(true)));
+}
+
 TEST_F(LodeOEMTreadmillTest, AnswersForItsStateWithAReplyTooShortForALoad) {
   treadmill->deviceState();
   port.deliverByteByByte(hex("AC 01 0A 01 00 00"));

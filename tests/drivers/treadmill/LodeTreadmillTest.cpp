@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -96,6 +97,24 @@ TEST_F(LodeTreadmillTest, NotesTheCommandSentLast) {
   EXPECT_EQ(treadmill->currentCommand, Command::SPO2);
   treadmill->deviceState();
   EXPECT_EQ(treadmill->currentCommand, Command::STATUS);
+}
+
+TEST_F(LodeTreadmillTest, NotesEachCommandBeforeItIsSent) {
+  std::vector<std::optional<Command>> noted;
+  port.terminal().onWrite([&](const Bytes&) { noted.push_back(treadmill->currentCommand); });
+  treadmill->startDeivce();
+  treadmill->setLoad(5, 2.5F);
+  treadmill->requestLoad();
+  EXPECT_THAT(noted, ElementsAre(Command::START, Command::SET_SPEED, Command::SET_ELEVATION,
+                                 Command::REAL_SPEED, Command::REAL_ELEVATION));
+}
+
+TEST_F(LodeTreadmillTest, ForgetsTheGradeBeforeItAsks) {
+  treadmill->requestGrade = 25;
+  std::vector<float> grades;
+  port.terminal().onWrite([&](const Bytes&) { grades.push_back(treadmill->requestGrade); });
+  treadmill->requestLoad();
+  EXPECT_THAT(grades, ElementsAre(-1.0F, -1.0F));
 }
 
 TEST_F(LodeTreadmillTest, AsksForItsState) {
@@ -243,6 +262,28 @@ TEST_F(LodeTreadmillTest, RepeatsTheLoadWithEveryAcceptedReply) {
   replyValue(REAL_SPEED, 60);
   EXPECT_THAT(host.takeCalls(), ElementsAre(treadmillLoad(60, 25)));
   EXPECT_EQ(treadmill->result.count(), 0U);
+}
+
+// A host may ask for the next load from within the report: what it does then must not be undone.
+TEST_F(LodeTreadmillTest, EmptiesALoadReplyBeforeTheHostHearsOfItAndOthersAfterwards) {
+  replyValue(REAL_SPEED, 50);
+  std::vector<std::size_t> entries;
+  host.onCall([&](const RecordedCall&) { entries.push_back(treadmill->result.count()); });
+  replyValue(REAL_ELEVATION, 25);
+  const Bytes acknowledgement = acceptedReply(START, accepted, {});
+  port.deliverByteByByte(acknowledgement);
+  EXPECT_THAT(entries, ElementsAre(0U, acknowledgement.size()));
+  EXPECT_EQ(treadmill->result.count(), 0U);
+}
+
+TEST_F(LodeTreadmillTest, WaitsForANewGradeThatTheHostAsksForWithinTheReport) {
+  replyValue(REAL_SPEED, 50);
+  host.onCall([&](const RecordedCall&) { treadmill->requestLoad(); });
+  replyValue(REAL_ELEVATION, 25);
+  EXPECT_THAT(host.takeCalls(), ElementsAre(treadmillLoad(50, 25)));
+  EXPECT_EQ(treadmill->requestGrade, -1.0F);
+  reply(START, accepted);
+  EXPECT_THAT(host.calls(), IsEmpty());
 }
 
 TEST_F(LodeTreadmillTest, WaitsForANewGradeAfterALoadRequest) {

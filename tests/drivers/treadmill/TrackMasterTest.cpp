@@ -194,6 +194,15 @@ TEST_F(TrackMasterTest, RefusesOneHalfAndSendsTheOther) {
   EXPECT_THAT(port.takeSent(), ElementsAre(hex("A4 30 30 35 30")));
 }
 
+TEST_F(TrackMasterTest, StopsWhenTheHostAnswersARefusedSpeedWithAStop) {
+  host.onCall([&](const RecordedCall&) { treadmill->stopStressDevice(); });
+  treadmill->setLoad(20, 5);
+  EXPECT_TRUE(treadmill->isStop);
+  EXPECT_THAT(port.takeSent(), ElementsAre(hex("A3 30 30 30"), hex("A4 30 30 30 30"), hex("A4 30 30 35 30")));
+  port.advance(1s);
+  EXPECT_THAT(port.takeSent(), ElementsAre(C1, C2));
+}
+
 TEST_F(TrackMasterTest, StopsOnASpeedThatIsNoNumber) {
   EXPECT_DEATH(treadmill->setLoad(nan, 0), "fatal error: TrackMaster: the speed is no number: nan");
   EXPECT_DEATH(treadmill->setLoad(-infinity, 0), "fatal error: TrackMaster: the speed is no number: -inf");
@@ -279,6 +288,20 @@ TEST_F(TrackMasterTest, AsksForItsStateWithALoadRequest) {
   EXPECT_THAT(port.takeSent(), IsEmpty());
 }
 
+TEST_F(TrackMasterTest, NotesTheStateQuestionAndForgetsTheLoadBeforeItAsks) {
+  treadmill->requestSpeed = 5;
+  treadmill->requestGrade = 2;
+  int writes = 0;
+  port.terminal().onWrite([&](const Bytes&) {
+    ++writes;
+    EXPECT_TRUE(treadmill->isState);
+    EXPECT_EQ(treadmill->requestSpeed, -1.0F);
+    EXPECT_EQ(treadmill->requestGrade, -1.0F);
+  });
+  treadmill->deviceState();
+  EXPECT_EQ(writes, 2);
+}
+
 // Replies
 
 TEST_F(TrackMasterTest, PassesOnAnAcknowledgement) {
@@ -296,6 +319,24 @@ TEST_F(TrackMasterTest, ReadsOneReplyAChunk) {
   port.deliver(hex("BE"));
   EXPECT_THAT(host.takeCalls(), ElementsAre(successfully()));
   EXPECT_EQ(treadmill->result, "BE");
+}
+
+TEST_F(TrackMasterTest, DropsAReplyAfterTheHostHasHeardOfIt) {
+  Texts results;
+  host.onCall([&](const RecordedCall&) { results.push_back(treadmill->result); });
+  port.deliver(hex("B1"));
+  port.deliver(hex("BF"));
+  treadmill->deviceState();
+  port.deliver(hex("BE"));
+  EXPECT_THAT(results, ElementsAre("B1", "BF", "BE", "BE"));
+  EXPECT_EQ(treadmill->result, "");
+}
+
+TEST_F(TrackMasterTest, DropsALoadBeforeTheHostHearsOfIt) {
+  Texts results;
+  host.onCall([&](const RecordedCall&) { results.push_back(treadmill->result); });
+  port.deliver(loadReply("0031", "0025"));
+  EXPECT_THAT(results, ElementsAre(""));
 }
 
 TEST_F(TrackMasterTest, LeavesAnIncompleteReplyBehindAnAcknowledgement) {
@@ -417,6 +458,14 @@ TEST_F(TrackMasterTest, AnswersForItsStateInsteadOfDecoding) {
   EXPECT_EQ(treadmill->result, "B1");
 }
 
+TEST_F(TrackMasterTest, ForgetsAStateQuestionThatTheHostAsksWithinTheAnswer) {
+  treadmill->deviceState();
+  host.onCall([&](const RecordedCall&) { treadmill->deviceState(); });
+  port.deliver(loadReply("0031", "0025"));
+  EXPECT_THAT(host.calls(), ElementsAre(deviceIsReady(true)));
+  EXPECT_FALSE(treadmill->isState);
+}
+
 TEST_F(TrackMasterTest, AnswersForItsStateOnlyToASpeed) {
   treadmill->deviceState();
   port.deliver(hex("D2 30 31 30 30 D2 30 31 30 30"));
@@ -468,6 +517,12 @@ TEST_F(TrackMasterScanTest, NeverReturnsFromBytesWithoutAReply) {
     EXPECT_EQ(treadmill->result, "") << "everything has been consumed";
   }
   EXPECT_THAT(host.calls(), IsEmpty());
+}
+
+TEST_F(TrackMasterScanTest, LogsAndFlushesWhatItNeverReturnsFrom) {
+  EXPECT_THROW(receive(hex("01 02")), NeverReturned);
+  EXPECT_NE(treadmill->fileTimer, nullptr);
+  EXPECT_THAT(records(), ElementsAre("jointDeviceResult:0102"));
 }
 
 TEST_F(TrackMasterScanTest, ReturnsFromAReplyBehindTheNoise) {
@@ -595,6 +650,28 @@ TEST_F(TrackMasterTest, AsksWithTwoTimersAfterAStopThatFollowsACancelledOne) {
   first->invalidate();
 }
 
+// The tick that finds the belt standing but the stop cancelled must neither stop it nor end the timer.
+TEST_F(TrackMasterTest, SendsNoStopForABeltThatStoodBeforeTheNewLoad) {
+  treadmill->stopStressDevice();
+  standStill();
+  ASSERT_TRUE(treadmill->isStaticState);
+  treadmill->setLoad(5, 2);
+  port.takeSent();
+  port.advance(1s);
+  EXPECT_THAT(port.takeSent(), ElementsAre(C1, C2));
+  EXPECT_NE(treadmill->timer, nullptr);
+}
+
+TEST_F(TrackMasterTest, LeavesTheThrottleAloneWhileItStops) {
+  treadmill->requestLoad();
+  treadmill->stopStressDevice();
+  port.takeSent();
+  port.advance(1s);
+  EXPECT_THAT(port.takeSent(), ElementsAre(C1, C2)) << "of the stop";
+  treadmill->requestLoad();
+  EXPECT_THAT(port.takeSent(), ElementsAre(C1, C2)) << "of the request, in the same instant";
+}
+
 // What the belt did in the last stop is taken for granted in the next: its first tick sends the stop.
 TEST_F(TrackMasterTest, TakesTheBeltForStandingInTheNextStop) {
   treadmill->stopStressDevice();
@@ -663,6 +740,16 @@ TEST_F(TrackMasterTest, FlushesTheLogEveryThreeSecondsFromTheFirstReplyOn) {
   EXPECT_EQ(flushedRecords().size(), 3U) << "the log's own timer is gone";
   port.advance(1ms);
   EXPECT_EQ(flushedRecords().size(), 4U);
+}
+
+TEST_F(TrackMasterTest, GoesOnFlushingWithoutAPort) {
+  port.deliver(hex("B3"));
+  treadmill->setSerialPort(nullptr);
+  FileManagerTool::share().clearTimer();
+  port.advance(2999ms);
+  EXPECT_THAT(flushedRecords(), IsEmpty());
+  port.advance(1ms);
+  EXPECT_THAT(flushedRecords(), ElementsAre("jointDeviceResult:B3"));
 }
 
 TEST_F(TrackMasterTest, FlushesNothingBeforeTheFirstReply) {

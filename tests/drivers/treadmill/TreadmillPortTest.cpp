@@ -34,6 +34,7 @@ TYPED_TEST(TreadmillPortTest, BecomesItsPortsDelegate) {
   this->treadmill->setSerialPort(nullptr);
   EXPECT_EQ(this->treadmill->serialPort(), nullptr);
   EXPECT_EQ(this->treadmill->protPath, std::nullopt);
+  EXPECT_EQ(this->port->delegate().lock().get(), this->treadmill.get()) << "nobody has taken the port over";
 }
 
 TYPED_TEST(TreadmillPortTest, TellsTheHostThatThePortOpenedAndVanished) {

@@ -99,6 +99,26 @@ TEST_F(BPDeviceTest, InitialisesTheMonitorBeforeItsFirstMeasurement) {
   EXPECT_THAT(printed.fixed(), ElementsAre("tango开始测量血压", "tango开始测量血压", "tango开始测量血压"));
 }
 
+TEST_F(BPDeviceTest, NotesACommandBeforeAndTheInitialisationAfterItIsSent) {
+  port.terminal().onWrite([&](const Bytes&) {
+    EXPECT_EQ(tango->type, Tango_Type::INIT);
+    EXPECT_TRUE(tango->isINIT);
+    EXPECT_THAT(printed.fixed(), IsEmpty());
+  });
+  tango->startBP();
+  EXPECT_THAT(sent(), ElementsAre("INIT\n\r"));
+  EXPECT_FALSE(tango->isINIT);
+}
+
+TEST_F(BPDeviceTest, InitialisesEachMonitorAnew) {
+  tango->startBP();
+  tango = std::make_shared<BPDevice>(settings);
+  ScriptedPort other(port.time(), "ttyScripted1");
+  tango->setSerialPort(other);
+  tango->startBP();
+  EXPECT_THAT(other.sent(), ElementsAre(text("INIT\n\r")));
+}
+
 TEST_F(BPDeviceTest, SendsEachCommandAndNotesIt) {
   tango->isBPcommand = false;
   tango->breakBP();
@@ -382,6 +402,21 @@ TEST_F(BPDeviceTest, DropsAChunkThatIsNoText) {
   EXPECT_THAT(host.calls(), ElementsAre(bloodPressure(120, 80, 0)));
 }
 
+TEST_F(BPDeviceTest, EmptiesTheTextAfterTheHostHasHeardOfIt) {
+  std::vector<std::string> texts;
+  host.onCall([&](const RecordedCall&) { texts.push_back(tango->taskJoint); });
+  receive(initialisationEcho);
+  receive(record("+0120", "+0080"));
+  EXPECT_THAT(texts, ElementsAre(initialisationEcho, record("+0120", "+0080")));
+  EXPECT_EQ(tango->taskJoint, "");
+}
+
+TEST_F(BPDeviceTest, PrintsARecordBeforeTheHostHearsOfIt) {
+  host.onCall([&](const RecordedCall&) { EXPECT_THAT(printed.fixed(), SizeIs(1)); });
+  receive(record("+0120", "+0080"));
+  EXPECT_THAT(host.calls(), SizeIs(1));
+}
+
 TEST_F(BPDeviceTest, ForgetsATypeThatTheHostSetWithinTheReport) {
   host.onCall([this](const RecordedCall&) { tango->requestBP(); });
   receive(record("+0120", "+0080"));
@@ -416,6 +451,21 @@ TEST_F(BPDeviceTest, ReadsAnOxygenSaturationOnlyWhenItIsAwaited) {
   EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(97, 1)));
   EXPECT_EQ(tango->type, Tango_Type::normal);
   EXPECT_EQ(tango->taskJoint, "0097%\n\r") << "the text stays";
+}
+
+TEST_F(BPDeviceTest, ForgetsATypeThatTheHostSetWithinASaturation) {
+  tango->type = Tango_Type::SPO2;
+  host.onCall([this](const RecordedCall&) { tango->requestBP(); });
+  receive("0097%\n\r");
+  EXPECT_THAT(sent(), ElementsAre("DATA\n\r"));
+  EXPECT_EQ(tango->type, Tango_Type::normal);
+}
+
+TEST_F(BPDeviceTest, FindsNoRecordBehindASaturation) {
+  tango->type = Tango_Type::SPO2;
+  receive("0097%\n\r");
+  receive(record("+0120", "+0080"));
+  EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(97, 1)));
 }
 
 TEST_F(BPDeviceTest, ReadsAnOxygenSaturationFromTheFirstReceptionOnly) {

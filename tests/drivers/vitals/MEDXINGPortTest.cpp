@@ -115,6 +115,12 @@ TEST_F(MEDXINGPortTest, RemembersTheLastSaturationWhilePortsCloseAndOpen) {
   EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(97, 1), portWasOpened()));
 }
 
+TEST_F(MEDXINGPortTest, RemembersASaturationBeforeTheHostHearsOfIt) {
+  host.onCall([&](const RecordedCall&) { EXPECT_EQ(oximeter->befoSpO2Value, "61"); });
+  port.deliver(hex("00 00 00 00 23 95 00 00 61"));
+  EXPECT_THAT(host.calls(), SizeIs(1));
+}
+
 TEST_F(MEDXINGPortTest, RemembersASaturationThatNobodyHeard) {
   host.answerOnly({});
   port.deliver(hex("00 00 00 00 23 95 00 00 61"));
