@@ -15,6 +15,11 @@ namespace tarsil {
 ///
 /// The host makes the central, stores it in `btManager`, makes this object the central's delegate (so it must
 /// live in a std::shared_ptr), and chooses `handleDisconnect`. Main thread.
+///
+/// Errors are told nowhere: Bluetooth switched off is one line on standard output, a failed connection and a
+/// value that is no measurement are dropped. A host that wants to know stands between the central and this
+/// object as the central's delegate, and hands each call on. The operations of `KivStressDevice` do nothing,
+/// and a serial port is only stored.
 class MEDXINGSpO2 final : public KivStressDevice,
                           public BluetoothCentralDelegate,
                           public BluetoothPeripheralDelegate {
@@ -25,7 +30,8 @@ class MEDXINGSpO2 final : public KivStressDevice,
   std::string peripheralName = "MEDXING-SpO2";
   /// Scans and connects. While there is none, nothing is asked of anybody.
   std::shared_ptr<BluetoothCentral> btManager;
-  /// The oximeter, once discovered. It is kept for good: a later discovery connects to this one.
+  /// The oximeter, once discovered. It is kept for good: a later discovery connects to this one. A host that
+  /// wants another one sets it to null.
   std::shared_ptr<BluetoothPeripheral> peripheral;
   /// Its service, once discovered.
   std::shared_ptr<BluetoothService> SpO2service;
@@ -38,23 +44,31 @@ class MEDXINGSpO2 final : public KivStressDevice,
   /// True or unset: the first discovery only stores the oximeter, and a disconnect is left alone.
   std::optional<bool> handleDisconnect;
 
-  /// Powered on: starts scanning. Powered off: says so on standard output.
+  /// Powered on: starts scanning and says so on standard output. Powered off: says so. Other states: nothing.
   void centralManagerDidUpdateState(BluetoothCentral& central) override;
+  /// Of the peripherals named `peripheralName`, stores the first one, connects as `handleDisconnect` says,
+  /// and ends the scan. Every other one is ignored.
   void centralManagerDidDiscoverPeripheral(BluetoothCentral& central,
                                            const std::shared_ptr<BluetoothPeripheral>& discovered,
                                            const BluetoothAdvertisement& advertisementData,
                                            std::optional<int> RSSI) override;
+  /// Becomes the delegate of the stored `peripheral` and asks for its services; without one, nothing.
   void centralManagerDidConnectPeripheral(BluetoothCentral& central,
                                           const std::shared_ptr<BluetoothPeripheral>& connected) override;
+  /// Scans again when `handleDisconnect` is false.
   void centralManagerDidDisconnectPeripheral(BluetoothCentral& central,
                                              const std::shared_ptr<BluetoothPeripheral>& disconnected,
                                              const std::optional<BluetoothError>& error) override;
 
+  /// Stores the service `serviceid` and asks for its characteristics.
   void peripheralDidDiscoverServices(const std::shared_ptr<BluetoothPeripheral>& discovered,
                                      const std::optional<BluetoothError>& error) override;
+  /// Switches the notifications of `characteristicid` on.
   void peripheralDidDiscoverCharacteristicsForService(const std::shared_ptr<BluetoothPeripheral>& discovered,
                                                       const std::shared_ptr<BluetoothService>& service,
                                                       const std::optional<BluetoothError>& error) override;
+  /// Reports a measurement of `characteristicid` unless its saturation is the one reported last: in percent,
+  /// -1 for a value above 100.
   void peripheralDidUpdateValueForCharacteristic(
       const std::shared_ptr<BluetoothPeripheral>& notifying,
       const std::shared_ptr<BluetoothCharacteristic>& characteristic,

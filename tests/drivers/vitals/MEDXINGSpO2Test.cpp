@@ -10,6 +10,7 @@
 #include "simulators/bluetooth/ScriptedCentral.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
+#include "tests/helpers/ScriptedPort.hpp"
 
 namespace tarsil {
 namespace {
@@ -169,6 +170,13 @@ TEST_F(MEDXINGSpO2Test, AConnectionAsksTheStoredOximeterForItsServices) {
   EXPECT_EQ(central->peripheral("p1")->delegate(), oximeter);
 }
 
+TEST_F(MEDXINGSpO2Test, TheStoredOximeterIsAskedWhicheverPeripheralConnected) {
+  central->discover("p1", "MEDXING-SpO2");
+  takeCalls();
+  central->didConnect("p2");
+  EXPECT_THAT(calls, ElementsAre("peripheral setDelegate p1", "peripheral discoverServices p1"));
+}
+
 TEST_F(MEDXINGSpO2Test, AConnectionWithNothingStoredDoesNothing) {
   central->didConnect("p1");
   EXPECT_THAT(calls, IsEmpty());
@@ -251,6 +259,25 @@ TEST_F(MEDXINGSpO2Test, IgnoresOtherCharacteristicsMissingValuesAndOtherFrames) 
   EXPECT_EQ(oximeter->befoSpO2Value, "");
 }
 
+TEST_F(MEDXINGSpO2Test, TheFilterComparesTheByteNotTheReportedValue) {
+  subscribe();
+  central->peripheral("p1")->notify("FFB2", frame(0x65));
+  central->peripheral("p1")->notify("FFB2", frame(0x66));
+  central->peripheral("p1")->notify("FFB2", frame(0x64));
+  EXPECT_THAT(host.calls(),
+              ElementsAre(oxygenSaturation(-1, 1), oxygenSaturation(-1, 1), oxygenSaturation(100, 1)));
+  EXPECT_EQ(oximeter->befoSpO2Value, "64");
+}
+
+TEST_F(MEDXINGSpO2Test, AFrameThatEndsBeforeTheSaturationIsZeroOnce) {
+  subscribe();
+  central->peripheral("p1")->notify("FFB2", Bytes{1, 2, 3, 4, 0x23, 0x95, 0, 0});
+  central->peripheral("p1")->notify("FFB2", Bytes{1, 2, 3, 4, 0x23, 0x95});
+  central->peripheral("p1")->notify("FFB2", Bytes{1, 2, 3, 4, 0x23});
+  EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(0, 1)));
+  EXPECT_EQ(oximeter->befoSpO2Value, "范围越界");
+}
+
 TEST_F(MEDXINGSpO2Test, EachValueIsLookedAtByItself) {
   subscribe();
   const Bytes whole = frame(0x61);
@@ -320,6 +347,18 @@ TEST_F(MEDXINGSpO2Test, EveryOperationOfADeviceIsSilent) {
   oximeter->deviceState();
   EXPECT_THAT(calls, IsEmpty());
   EXPECT_THAT(host.calls(), IsEmpty());
+}
+
+TEST_F(MEDXINGSpO2Test, APortIsOnlyStored) {
+  ScriptedPort port;
+  oximeter->setSerialPort(port);
+  EXPECT_EQ(oximeter->serialPort()->path(), port->path());
+  EXPECT_EQ(oximeter->protPath, port->path());
+  EXPECT_EQ(port->delegate().lock(), nullptr);
+  port.deliver(frame(0x61));
+  EXPECT_THAT(host.calls(), IsEmpty());
+  oximeter->setSerialPort(nullptr);
+  EXPECT_EQ(oximeter->protPath, std::nullopt);
 }
 
 TEST_F(MEDXINGSpO2Test, TheCentralAndThePeripheralDoNotKeepItAlive) {
