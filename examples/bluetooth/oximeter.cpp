@@ -66,5 +66,8 @@ int main(int argc, char** argv) {
   station.btManager = central;
 
   tarsil::RunLoop::main().run();
+
+  // The manager keeps the central as long as the process lives, and the system the connection even longer.
+  if (oximeter->peripheral) central->cancelPeripheralConnection(oximeter->peripheral);
   return 0;
 }

@@ -33,6 +33,7 @@ class BluetoothCentralDelegate {
                                                    const std::shared_ptr<BluetoothPeripheral>& /*peripheral*/,
                                                    const BluetoothAdvertisement& /*advertisementData*/,
                                                    std::optional<int> /*RSSI*/) {}
+  /// The peripheral is connected; its services can be asked for.
   virtual void centralManagerDidConnectPeripheral(
       BluetoothCentral& /*central*/, const std::shared_ptr<BluetoothPeripheral>& /*peripheral*/) {}
   /// A connection attempt ended without a connection. Nothing is tried again by itself.

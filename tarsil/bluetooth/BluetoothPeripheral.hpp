@@ -11,10 +11,11 @@
 
 namespace tarsil {
 
+/// `connecting` and `disconnecting` last until the central's delegate is told how it ended.
 enum class BluetoothPeripheralState { disconnected, connecting, connected, disconnecting };
 
 /// A remote device that the central has discovered. Main thread; no call waits, every answer comes to the
-/// delegate.
+/// delegate; without a delegate the answers are dropped.
 class BluetoothPeripheral {
  public:
   virtual ~BluetoothPeripheral() = default;
@@ -30,14 +31,17 @@ class BluetoothPeripheral {
   /// Replaces the delegate; the peripheral does not keep it alive.
   virtual void setDelegate(std::weak_ptr<BluetoothPeripheralDelegate> delegate) = 0;
 
-  /// Asks for all services. Answered by `peripheralDidDiscoverServices`.
+  /// Asks for all services. Answered by `peripheralDidDiscoverServices`, without a connection by the error
+  /// `notConnected`.
   virtual void discoverServices() = 0;
   /// Asks for all characteristics of one of `services()`. Answered by
-  /// `peripheralDidDiscoverCharacteristicsForService`.
+  /// `peripheralDidDiscoverCharacteristicsForService`. Any other service, like one of a connection that is
+  /// lost, does nothing.
   virtual void discoverCharacteristics(const std::shared_ptr<BluetoothService>& service) = 0;
   /// Switches the notifications of a characteristic of one of `services()` on or off, for this connection:
   /// they must be asked for anew after a loss. Answered by
-  /// `peripheralDidUpdateNotificationStateForCharacteristic`.
+  /// `peripheralDidUpdateNotificationStateForCharacteristic`. Any other characteristic, like one of a
+  /// connection that is lost, does nothing.
   virtual void setNotifyValue(bool enabled,
                               const std::shared_ptr<BluetoothCharacteristic>& characteristic) = 0;
 };

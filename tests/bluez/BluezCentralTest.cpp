@@ -161,9 +161,22 @@ TEST_F(BluezCentralTest, WithoutABusThereIsNoBluetooth) {
 
 TEST_F(BluezCentralTest, WithoutADaemonThereIsNoBluetoothUntilItComes) {
   makeCentral();
+  EXPECT_EQ(central->state(), BluetoothState::unsupported);
   ASSERT_TRUE(hears("unsupported"));
   bluez = std::make_unique<FakeBluez>();
   bluez->addAdapter("hci0", true);
+  EXPECT_TRUE(hears("poweredOn"));
+  EXPECT_THAT(relay->heard, ElementsAre("unsupported", "poweredOn"));
+}
+
+TEST_F(BluezCentralTest, ADaemonThatCannotSayWhatItHasIsNoBluetooth) {
+  bluez = std::make_unique<FakeBluez>(FakeBluez::Objects::withheld);
+  makeCentral();
+  EXPECT_EQ(central->state(), BluetoothState::unknown);
+  ASSERT_TRUE(hears("unsupported"));
+  bluez->addAdapter("hci0", true);
+  bluez->handOutObjects();
+  // It is asked again by itself.
   EXPECT_TRUE(hears("poweredOn"));
 }
 
@@ -188,6 +201,7 @@ TEST_F(BluezCentralTest, ADaemonThatGoesIsExpectedBack) {
   discover();
   bluez = nullptr;
   ASSERT_TRUE(hears("resetting"));
+  EXPECT_THAT(relay->take(), ElementsAre("resetting"));
   bluez = std::make_unique<FakeBluez>();
   bluez->addAdapter("hci0", true);
   ASSERT_TRUE(hears("poweredOn"));
@@ -239,12 +253,52 @@ TEST_F(BluezCentralTest, MovesToAnotherAdapterWhenItsOwnIsPulledOut) {
   EXPECT_EQ(central->state(), BluetoothState::poweredOn);
 }
 
+TEST_F(BluezCentralTest, StaysWithItsAdapterWhileThatOneIsOn) {
+  discover();
+  const auto other = bluez->addAdapter("hci1", true);
+  bluez->setPowered(other, false);
+  bluez->setPowered(other, true);
+  bluez->addDevice(other, {.address = "C0:00:00:00:00:05", .name = "Heard by the other", .RSSI = -60});
+  bluez->addDevice(adapter, {.address = "C0:00:00:00:00:06", .name = "Heard", .RSSI = -60});
+  ASSERT_TRUE(hears("discovered Heard"));
+  EXPECT_THAT(relay->heard, ElementsAre("discovered Heard"));
+}
+
+TEST_F(BluezCentralTest, AnAttemptGoesOnWithAnotherAdapter) {
+  discover();
+  bluez->hold("Connect");
+  central->connect(peripheral);
+  central->stopScan();
+  ASSERT_TRUE(isCalled("Connect"));
+  const auto other = bluez->addAdapter("hci1", true);
+  bluez->takeCalls();
+  bluez->setPowered(adapter, false);
+  ASSERT_TRUE(isCalled("StartDiscovery"));
+  EXPECT_THAT(bluez->takeCalls(), testing::Contains("StartDiscovery /org/bluez/hci1"));
+  EXPECT_EQ(peripheral->state(), BluetoothPeripheralState::connecting);
+  bluez->answer("Connect", "org.bluez.Error.Failed");
+  bluez->addDevice(other, {.name = "MEDXING-SpO2", .RSSI = -57});
+  ASSERT_TRUE(hears("connected"));
+  EXPECT_THAT(relay->heard, ElementsAre("connected"));
+  EXPECT_THAT(bluez->takeCalls(), testing::Contains("Connect /org/bluez/hci1/dev_C0_11_22_33_44_55"));
+}
+
 TEST_F(BluezCentralTest, ANewDelegateIsToldTheStateLater) {
   discover();
   const auto other = std::make_shared<RelayingCentralDelegate>();
   central->setDelegate(other);
   EXPECT_THAT(other->heard, IsEmpty());
   EXPECT_TRUE(until([&] { return other->hasHeard("poweredOn"); }));
+  EXPECT_THAT(relay->heard, IsEmpty());
+}
+
+TEST_F(BluezCentralTest, ANewDelegateIsToldTheStateOnce) {
+  discover();
+  central->setDelegate(relay);
+  central->setDelegate(relay);
+  bluez->setPowered(adapter, false);
+  ASSERT_TRUE(hears("poweredOff"));
+  EXPECT_THAT(relay->heard, ElementsAre("poweredOn", "poweredOff"));
 }
 
 // ---- scan ----
@@ -301,6 +355,21 @@ TEST_F(BluezCentralTest, DoesNotReportWhatBluezOnlyRemembers) {
   EXPECT_TRUE(hears("discovered MEDXING-SpO2"));
 }
 
+// As an earlier program leaves it that ended, or crashed, without ending its connection.
+TEST_F(BluezCentralTest, ReportsWhatIsConnectedAlready) {
+  bluez = std::make_unique<FakeBluez>();
+  adapter = bluez->addAdapter("hci0", true);
+  device = bluez->addDevice(adapter, {.name = "MEDXING-SpO2", .RSSI = {}, .connected = true});
+  makeCentral();
+  ASSERT_TRUE(hears("poweredOn"));
+  central->scanForPeripherals();
+  ASSERT_TRUE(hears("discovered MEDXING-SpO2"));
+  bluez->failNext("Connect", {"org.bluez.Error.AlreadyConnected"});
+  central->connect(relay->lastPeripheral);
+  EXPECT_TRUE(hears("connected"));
+  EXPECT_THAT(relay->heard, ElementsAre("poweredOn", "discovered MEDXING-SpO2", "connected"));
+}
+
 TEST_F(BluezCentralTest, AScanThatCannotStartIsTriedAgain) {
   bluez = std::make_unique<FakeBluez>();
   bluez->addAdapter("hci0", true);
@@ -328,12 +397,22 @@ TEST_F(BluezCentralTest, AScanThatCannotStopIsStoppedBeforeTheNextOne) {
 
 TEST_F(BluezCentralTest, AScanThatIsRefusedIsToldAsAState) {
   bluez = std::make_unique<FakeBluez>();
-  bluez->addAdapter("hci0", true);
+  adapter = bluez->addAdapter("hci0", true);
   makeCentral();
   ASSERT_TRUE(hears("poweredOn"));
-  bluez->failNext("StartDiscovery", {"org.bluez.Error.NotAuthorized"});
-  central->scanForPeripherals();
-  EXPECT_TRUE(hears("unauthorized"));
+  for (const char* error : {"org.bluez.Error.NotAuthorized", "org.freedesktop.DBus.Error.AccessDenied"}) {
+    relay->take();
+    bluez->failNext("StartDiscovery", {error});
+    central->scanForPeripherals();
+    ASSERT_TRUE(hears("unauthorized")) << error;
+    // Another program's scan is no reason to believe that ours is allowed; a switch of the adapter is one to
+    // see.
+    bluez->announce(adapter, "org.bluez.Adapter1", {{"Discovering", sdbus::Variant(true)}});
+    bluez->setPowered(adapter, false);
+    bluez->setPowered(adapter, true);
+    ASSERT_TRUE(hears("poweredOn"));
+    EXPECT_THAT(relay->heard, ElementsAre("unauthorized", "poweredOff", "poweredOn"));
+  }
 }
 
 TEST_F(BluezCentralTest, AnAnswerFromBeforeALossCountsForNothing) {
@@ -482,6 +561,69 @@ TEST_F(BluezCentralTest, EndsAConnectionOnRequestWithoutAnError) {
   central->cancelPeripheralConnection(peripheral);
   RunLoop::main().runFor(50ms);
   EXPECT_THAT(relay->heard, ElementsAre("disconnected"));
+}
+
+TEST_F(BluezCentralTest, AReasonCountsForItsOwnConnectionOnly) {
+  discover();
+  bluez->hold("Connect");
+  central->connect(peripheral);
+  ASSERT_TRUE(isCalled("Connect"));
+  bluez->tellReason(device, "org.bluez.Reason.Timeout", "of an attempt");
+  bluez->answer("Connect");
+  ASSERT_TRUE(hears("connected"));
+  bluez->setFlag(device, "Connected", true);
+  bluez->setFlag(device, "Connected", false);
+  EXPECT_TRUE(hears("disconnected unknown"));
+}
+
+TEST_F(BluezCentralTest, ARequestedEndHasNoErrorEvenWhenBluetoothGoesFirst) {
+  connect();
+  central->cancelPeripheralConnection(peripheral);
+  ASSERT_TRUE(isCalled("Disconnect"));
+  bluez->setPowered(adapter, false);
+  ASSERT_TRUE(hears("poweredOff"));
+  EXPECT_THAT(relay->heard, ElementsAre("disconnected", "poweredOff"));
+}
+
+TEST_F(BluezCentralTest, AnEndThatBluezCannotBringAboutIsToldAllTheSame) {
+  connect();
+  bluez->failNext("Disconnect", {"org.bluez.Error.NotConnected"});
+  central->cancelPeripheralConnection(peripheral);
+  ASSERT_TRUE(hears("disconnected"));
+  EXPECT_EQ(peripheral->state(), BluetoothPeripheralState::disconnected);
+}
+
+TEST_F(BluezCentralTest, AConnectionAskedForWhileTheLastOneEndsIsMadeAfterIt) {
+  connect();
+  bluez->takeCalls();
+  central->cancelPeripheralConnection(peripheral);
+  central->connect(peripheral);
+  ASSERT_TRUE(isCalled("Disconnect"));
+  EXPECT_EQ(bluez->count("Connect"), 0U);
+  bluez->setFlag(device, "Connected", false);
+  ASSERT_TRUE(hears("connected"));
+  EXPECT_THAT(relay->take(), ElementsAre("disconnected", "connected"));
+
+  // Unless it is not wanted any more.
+  bluez->setFlag(device, "Connected", true);
+  central->cancelPeripheralConnection(peripheral);
+  central->connect(peripheral);
+  central->cancelPeripheralConnection(peripheral);
+  ASSERT_TRUE(isCalled("Disconnect", 2));
+  bluez->setFlag(device, "Connected", false);
+  ASSERT_TRUE(hears("disconnected"));
+  RunLoop::main().runFor(50ms);
+  EXPECT_THAT(relay->heard, ElementsAre("disconnected"));
+  EXPECT_EQ(bluez->count("Connect"), 1U);
+}
+
+TEST_F(BluezCentralTest, ACentralThatIsDroppedEndsItsConnections) {
+  connect();
+  bluez->takeCalls();
+  central = nullptr;
+  EXPECT_TRUE(isCalled("Disconnect"));
+  EXPECT_THAT(bluez->takeCalls(), ElementsAre("Disconnect /org/bluez/hci0/dev_C0_11_22_33_44_55"));
+  EXPECT_THAT(relay->heard, IsEmpty());
 }
 
 TEST_F(BluezCentralTest, EndsAnAttemptOnRequest) {
@@ -653,25 +795,37 @@ TEST_F(BluezCentralTest, TheLoopMayRunWithinACall) {
   EXPECT_THAT(nester->heard, ElementsAre("FFB2 = 01", "FFB2 = 02"));
 }
 
-TEST_F(BluezCentralTest, DrivesTheOximeterAcrossALoss) {
+/// An oximeter that looks for itself, as a host sets it up.
+class BluezOximeterTest : public BluezCentralTest {
+ protected:
   struct Host : KivStressPortDelegate {
     void onReceivedSpO2WithSpO2(float SpO2, std::int64_t) override { values.push_back(SpO2); }
     std::vector<float> values;
   };
-  const auto host = std::make_shared<Host>();
-  const auto oximeter = std::make_shared<MEDXINGSpO2>();
-  oximeter->kiv_delegate = host;
-  oximeter->handleDisconnect = false;
-  bluez = std::make_unique<FakeBluez>();
-  adapter = bluez->addAdapter("hci0", true);
-  central = makeBluezCentral();
-  oximeter->btManager = central;
-  central->setDelegate(oximeter);
-  ASSERT_TRUE(isCalled("StartDiscovery"));
-  device = bluez->addDevice(adapter, {.name = "MEDXING-SpO2", .RSSI = -57});
-  service = bluez->addService(device, "service0010", serviceUUID);
-  characteristic = bluez->addCharacteristic(service, "char0011", characteristicUUID);
-  for (const std::uint8_t saturation : Bytes{0x61, 0x62, 0x63}) {
+
+  void makeOximeter() {
+    oximeter->kiv_delegate = host;
+    oximeter->handleDisconnect = false;
+    central = makeBluezCentral();
+    oximeter->btManager = central;
+    central->setDelegate(oximeter);
+  }
+
+  void startBluez() {
+    bluez = std::make_unique<FakeBluez>();
+    plugIn();
+  }
+
+  void plugIn() {
+    adapter = bluez->addAdapter("hci0", true);
+    device = bluez->addDevice(adapter, {.name = "MEDXING-SpO2", .RSSI = {}});
+    service = bluez->addService(device, "service0010", serviceUUID);
+    characteristic = bluez->addCharacteristic(service, "char0011", characteristicUUID);
+  }
+
+  /// The oximeter advertises, is connected and subscribed to, and measures.
+  void measures(std::uint8_t saturation) {
+    ASSERT_TRUE(isCalled("StartDiscovery"));
     bluez->announce(device, deviceInterface, {{"RSSI", sdbus::Variant(std::int16_t{-50})}});
     ASSERT_TRUE(isCalled("Connect"));
     bluez->setFlag(device, "Connected", true);
@@ -680,14 +834,60 @@ TEST_F(BluezCentralTest, DrivesTheOximeterAcrossALoss) {
     bluez->notify(characteristic, {0, 0, 0, 0, 0x23, 0x95, 0, 0, saturation});
     ASSERT_TRUE(until(
         [&] { return !host->values.empty() && host->values.back() == static_cast<float>(saturation); }));
-    bluez->takeCalls();
     bluez->announce(device, deviceInterface, {}, {"RSSI"});
-    bluez->setFlag(device, "ServicesResolved", false);
-    bluez->setFlag(device, "Connected", false);
-    ASSERT_TRUE(isCalled("StartDiscovery"));
     bluez->takeCalls();
   }
+
+  std::shared_ptr<Host> host = std::make_shared<Host>();
+  std::shared_ptr<MEDXINGSpO2> oximeter = std::make_shared<MEDXINGSpO2>();
+};
+
+TEST_F(BluezOximeterTest, ComesBackAfterALostLink) {
+  startBluez();
+  makeOximeter();
+  for (const std::uint8_t saturation : Bytes{0x61, 0x62, 0x63}) {
+    ASSERT_NO_FATAL_FAILURE(measures(saturation));
+    bluez->setFlag(device, "ServicesResolved", false);
+    bluez->setFlag(device, "Connected", false);
+  }
   EXPECT_THAT(host->values, ElementsAre(97, 98, 99));
+}
+
+TEST_F(BluezOximeterTest, ComesBackWithTheAdapter) {
+  startBluez();
+  makeOximeter();
+  for (const std::uint8_t saturation : Bytes{0x61, 0x62, 0x63}) {
+    ASSERT_NO_FATAL_FAILURE(measures(saturation));
+    bluez->remove(adapter);
+    ASSERT_TRUE(until([&] { return central->state() == BluetoothState::unsupported; }));
+    bluez->takeCalls();
+    plugIn();
+  }
+  EXPECT_THAT(host->values, ElementsAre(97, 98, 99));
+}
+
+TEST_F(BluezOximeterTest, ComesBackWithTheDaemon) {
+  startBluez();
+  makeOximeter();
+  for (const std::uint8_t saturation : Bytes{0x61, 0x62, 0x63}) {
+    ASSERT_NO_FATAL_FAILURE(measures(saturation));
+    bluez = nullptr;
+    ASSERT_TRUE(until([&] { return central->state() == BluetoothState::resetting; }));
+    startBluez();
+  }
+  EXPECT_THAT(host->values, ElementsAre(97, 98, 99));
+}
+
+TEST_F(BluezOximeterTest, TakesOverAConnectionThatAnEarlierProgramLeft) {
+  startBluez();
+  bluez->setFlag(device, "Connected", true);
+  bluez->setFlag(device, "ServicesResolved", true);
+  bluez->failNext("Connect", {"org.bluez.Error.AlreadyConnected"});
+  makeOximeter();
+  ASSERT_TRUE(isCalled("StartNotify"));
+  bluez->notify(characteristic, {0, 0, 0, 0, 0x23, 0x95, 0, 0, 0x61});
+  EXPECT_TRUE(until([&] { return !host->values.empty(); }));
+  EXPECT_THAT(host->values, ElementsAre(97));
 }
 
 }  // namespace

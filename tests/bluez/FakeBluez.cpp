@@ -13,8 +13,8 @@ constexpr const char* characteristicInterface = "org.bluez.GattCharacteristic1";
 
 }  // namespace
 
-FakeBluez::FakeBluez() : connection_(sdbus::createSystemBusConnection()) {
-  connection_->addObjectManager("/", sdbus::floating_slot);
+FakeBluez::FakeBluez(Objects objects) : connection_(sdbus::createSystemBusConnection()) {
+  if (objects == Objects::handedOut) handOutObjects();
   connection_->requestName("org.bluez");
   source_ = DispatchSource::read(connection_->getEventLoopPollData().fd, DispatchQueue::main());
   source_->setEventHandler([this] { process(); });
@@ -27,6 +27,11 @@ FakeBluez::FakeBluez() : connection_(sdbus::createSystemBusConnection()) {
 FakeBluez::~FakeBluez() {
   source_->cancel();
   objects_.clear();
+}
+
+void FakeBluez::handOutObjects() {
+  connection_->addObjectManager("/", sdbus::floating_slot);
+  handsOutObjects_ = true;
 }
 
 std::string FakeBluez::addAdapter(const std::string& name, bool powered) {
@@ -176,7 +181,7 @@ std::size_t FakeBluez::count(const std::string& method) const {
 
 void FakeBluez::publish(const std::string& path, std::unique_ptr<sdbus::IObject> object) {
   object->finishRegistration();
-  object->emitInterfacesAddedSignal();
+  if (handsOutObjects_) object->emitInterfacesAddedSignal();
   objects_[path] = std::move(object);
 }
 

@@ -28,10 +28,16 @@ class FakeBluez {
     bool connected = false;
   };
 
-  FakeBluez();
+  enum class Objects { handedOut, withheld };
+
+  /// One that withholds its objects answers the question for them with an error.
+  explicit FakeBluez(Objects objects = Objects::handedOut);
   ~FakeBluez();
   FakeBluez(const FakeBluez&) = delete;
   FakeBluez& operator=(const FakeBluez&) = delete;
+
+  /// From now on; nothing is announced.
+  void handOutObjects();
 
   /// "hci0"; hands back its path.
   std::string addAdapter(const std::string& name, bool powered);
@@ -74,6 +80,7 @@ class FakeBluez {
   void process();
 
   std::unique_ptr<sdbus::IConnection> connection_;
+  bool handsOutObjects_ = false;
   std::shared_ptr<DispatchSource> source_;
   std::map<std::string, std::unique_ptr<sdbus::IObject>> objects_;
   std::map<std::string, bool> powered_;

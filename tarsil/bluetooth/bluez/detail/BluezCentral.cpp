@@ -43,16 +43,26 @@ std::shared_ptr<BluezCentral> BluezCentral::create() {
   return central;
 }
 
-BluezCentral::~BluezCentral() = default;
+// BlueZ keeps a connection whose maker is gone, and a connected peripheral is heard by nobody.
+BluezCentral::~BluezCentral() {
+  for (const auto& peripheral : held_) {
+    if (!peripheral->path.empty()) {
+      bus_->tell(peripheral->path, BluezObjects::deviceInterface, "Disconnect");
+    }
+  }
+}
 
 void BluezCentral::start() {
   try {
     bus_ = SystemBus::open(guarded([this] {
       objects_.clear();
-      chooseAdapter();
+      adapter_.clear();
       setState(BluetoothState::unsupported);
     }));
     subscribe();
+    // Asked before anything else is: the question for BlueZ's objects may make the system start a daemon,
+    // which takes long where it cannot.
+    if (!bus_->hasService()) setState(BluetoothState::unsupported);
   } catch (const sdbus::Error& error) {
     printLine("Bluetooth: no system bus: " + error.getMessage(), PrintedText::diagnostic);
     bus_ = nullptr;
@@ -116,10 +126,9 @@ void BluezCentral::subscribe() {
 
 void BluezCentral::setDelegate(std::weak_ptr<BluetoothCentralDelegate> delegate) {
   delegate_ = std::move(delegate);
-  if (state_ == BluetoothState::unknown) return;
-  later([this, told = delegate_] {
-    const auto host = told.lock();
-    if (host && host == delegate_.lock()) host->centralManagerDidUpdateState(*this);
+  owesState_ = state_ != BluetoothState::unknown;
+  later([this] {
+    if (owesState_) tellState();
   });
 }
 
@@ -130,10 +139,11 @@ void BluezCentral::daemonAppeared() {
 }
 
 void BluezCentral::daemonVanished() {
-  objects_.clear();
-  chooseAdapter();
-  setState(BluetoothState::resetting);
+  // First of all: a delegate that runs the loop may let the next daemon in.
   bus_->forgetAll();
+  objects_.clear();
+  adapter_.clear();
+  setState(BluetoothState::resetting);
 }
 
 void BluezCentral::refresh() {
@@ -154,6 +164,7 @@ void BluezCentral::refreshed(const std::optional<BusError>& error, const Objects
       if (state_ != BluetoothState::resetting) setState(BluetoothState::unsupported);
       return;
     default:
+      if (state_ == BluetoothState::unknown) setState(BluetoothState::unsupported);
       return afterPause([this] { refresh(); });
   }
 }
@@ -175,7 +186,8 @@ void BluezCentral::changed(const std::string& path, const std::string& interface
     return;
   }
   objects_.change(path, interface, properties, invalidated);
-  if (interface == BluezObjects::adapterInterface) chooseAdapter();
+  // An adapter has other properties, which say nothing of its state.
+  if (interface == BluezObjects::adapterInterface && properties.contains("Powered")) chooseAdapter();
   if (interface == BluezObjects::deviceInterface) deviceChanged(path, properties);
 }
 
@@ -192,9 +204,7 @@ void BluezCentral::removed(const std::string& path, const std::vector<std::strin
       disconnected(peripheral, lossFor(peripheral->reasonName, peripheral->reasonText));
       continue;
     }
-    // BlueZ forgot a peripheral that is to be connected: look for it.
-    peripheral->endConnection();
-    peripheral->connection = Connection::connecting;
+    lookFor(peripheral);
     reconcileDiscovery();
   }
   bus_->forget(path);
@@ -207,7 +217,9 @@ void BluezCentral::deviceChanged(const std::string& path, const Properties& prop
   const auto peripheral = known == peripherals_.end() ? nullptr : known->second.lock();
   if (peripheral && device->name) peripheral->lastName = device->name;
 
-  if (properties.contains("RSSI") || properties.contains("Name")) report(path);
+  if (properties.contains("RSSI") || properties.contains("Name") || properties.contains("Connected")) {
+    report(path);
+  }
 
   // The delegate may have done anything: look again.
   device = objects_.device(path);
@@ -215,11 +227,9 @@ void BluezCentral::deviceChanged(const std::string& path, const Properties& prop
   if (peripheral->connection == Connection::connecting && peripheral->path.empty()) attempt(peripheral);
   if (const auto connection = property<bool>(properties, "Connected")) {
     if (*connection && peripheral->connection == Connection::connecting) connected(peripheral);
-    if (!*connection && peripheral->connection == Connection::connected) {
+    if (!*connection && peripheral->connection != Connection::connecting) {
       disconnected(peripheral, lossFor(peripheral->reasonName, peripheral->reasonText));
     }
-    if (!*connection && peripheral->connection == Connection::disconnecting)
-      disconnected(peripheral, std::nullopt);
   }
   if (property<bool>(properties, "ServicesResolved").value_or(false) && peripheral->awaitsServices) {
     readServices(peripheral);
@@ -253,9 +263,7 @@ void BluezCentral::chooseAdapter() {
     const std::string path = chosen == adapters.end() ? "" : chosen->first;
     const bool moved = path != std::exchange(adapter_, path);
     if (moved && state_ == BluetoothState::poweredOn && adapterState() == BluetoothState::poweredOn) {
-      // From one adapter that is on to another: the connections are lost, the scan goes on.
-      loseEverything();
-      reconcileDiscovery();
+      return startAnew();
     }
   }
   setState(adapterState());
@@ -275,21 +283,49 @@ void BluezCentral::setState(BluetoothState state) {
     loseEverything();
   }
   // A delegate that hears of a lost connection may have made the loop run, and the state move on.
-  if (state != state_) return;
+  if (state == state_) tellState();
+}
+
+void BluezCentral::tellState() {
+  owesState_ = false;
   if (const auto host = delegate()) host->centralManagerDidUpdateState(*this);
 }
 
-void BluezCentral::loseEverything() {
+void BluezCentral::loseDiscovery() {
   ++life_;
   discovering_ = false;
   discoveryBusy_ = false;
   reported_.clear();
+}
+
+void BluezCentral::loseEverything() {
+  loseDiscovery();
   const auto held = held_;
   for (const auto& peripheral : held) {
+    // The delegate may have done anything to those that are left.
+    if (!held_.contains(peripheral)) continue;
     const bool attempted = peripheral->connection == Connection::connecting;
     peripheral->path.clear();
     attempted ? fail(peripheral, bluetoothGone) : disconnected(peripheral, bluetoothGone);
   }
+}
+
+// From one adapter that is on to another: the connections are lost; the scan and the attempts to connect go
+// on.
+void BluezCentral::startAnew() {
+  loseDiscovery();
+  const auto held = held_;
+  for (const auto& peripheral : held) {
+    if (!held_.contains(peripheral)) continue;
+    peripheral->path.clear();
+    if (peripheral->connection == Connection::connecting) {
+      lookFor(peripheral);
+    } else {
+      disconnected(peripheral, bluetoothGone);
+    }
+  }
+  reconcileDiscovery();
+  attemptWaiting();
 }
 
 // ---- scan ----
@@ -384,11 +420,13 @@ void BluezCentral::discoveryStarted(const std::optional<BusError>& error) {
   });
 }
 
-// A device is in reach while BlueZ knows how strong its signal is. It is told once, and again under a new
+// A device is in reach while BlueZ knows how strong its signal is, or has a connection to it: a connected one
+// does not advertise. (A program that had connected it may be gone.) It is told once, and again under a new
 // name.
 void BluezCentral::report(const std::string& path) {
   const Device* device = objects_.device(path);
-  if (!wantsScan_ || device == nullptr || device->adapter != adapter_ || !device->RSSI) return;
+  if (!wantsScan_ || device == nullptr || device->adapter != adapter_) return;
+  if (!device->RSSI && !device->connected) return;
   const auto before = reported_.find(path);
   if (before != reported_.end() && before->second == device->name) return;
   reported_[path] = device->name;
@@ -413,6 +451,10 @@ void BluezCentral::connect(const std::shared_ptr<BluetoothPeripheral>& periphera
         host->centralManagerDidConnectPeripheral(*this, target);
     });
   }
+  if (target->connection == Connection::disconnecting) {
+    target->wantedAgain = true;
+    return;
+  }
   target->connection = Connection::connecting;
   held_.insert(target);
   // On a later turn: whoever connects usually ends the scan in the next line, and that comes first.
@@ -424,7 +466,9 @@ void BluezCentral::connect(const std::shared_ptr<BluetoothPeripheral>& periphera
 
 void BluezCentral::cancelPeripheralConnection(const std::shared_ptr<BluetoothPeripheral>& peripheral) {
   const auto target = known(peripheral);
-  if (!target || !held_.contains(target) || target->connection == Connection::disconnecting) return;
+  if (!target || !held_.contains(target)) return;
+  target->wantedAgain = false;
+  if (target->connection == Connection::disconnecting) return;
   const bool attempted = target->connection == Connection::connecting;
   target->connection = Connection::disconnecting;
   ++target->epoch;
@@ -433,12 +477,12 @@ void BluezCentral::cancelPeripheralConnection(const std::shared_ptr<BluetoothPer
   if (!target->path.empty()) {
     bus_->call(target->path, BluezObjects::deviceInterface, "Disconnect", callTimeout,
                guarded([this, target, epoch = target->epoch](const std::optional<BusError>& error) {
-                 if (error && epoch == target->epoch) disconnected(target, std::nullopt);
+                 if (error && epoch == target->epoch) disconnected(target, noConnection);
                }));
   }
   if (!attempted) return;
   later([this, target, epoch = target->epoch] {
-    if (epoch == target->epoch) disconnected(target, std::nullopt);
+    if (epoch == target->epoch) disconnected(target, noConnection);
   });
 }
 
@@ -479,6 +523,13 @@ void BluezCentral::attempt(const Peripheral& peripheral) {
              }));
 }
 
+// BlueZ does not know a peripheral that is to be connected (any more): it is connected when the scan finds
+// it.
+void BluezCentral::lookFor(const Peripheral& peripheral) {
+  peripheral->endConnection();
+  peripheral->connection = Connection::connecting;
+}
+
 void BluezCentral::attemptWaiting() {
   const auto held = held_;
   for (const auto& peripheral : held) {
@@ -507,6 +558,8 @@ void BluezCentral::attemptAnswered(const Peripheral& peripheral, const std::opti
 
 void BluezCentral::connected(const Peripheral& peripheral) {
   peripheral->connection = Connection::connected;
+  // A reason that was told while it connected belonged to an attempt.
+  peripheral->reasonName.reset();
   if (const auto host = delegate()) host->centralManagerDidConnectPeripheral(*this, peripheral);
 }
 
@@ -517,11 +570,15 @@ void BluezCentral::fail(const Peripheral& peripheral, const BluetoothError& erro
   if (const auto host = delegate()) host->centralManagerDidFailToConnectPeripheral(*this, peripheral, error);
 }
 
-void BluezCentral::disconnected(const Peripheral& peripheral, const std::optional<BluetoothError>& error) {
+void BluezCentral::disconnected(const Peripheral& peripheral, const BluetoothError& reason) {
+  const bool asked = peripheral->connection == Connection::disconnecting;
+  const bool wantedAgain = std::exchange(peripheral->wantedAgain, false);
   peripheral->endConnection();
   held_.erase(peripheral);
   reconcileDiscovery();
+  const auto error = asked ? std::nullopt : std::optional(reason);
   if (const auto host = delegate()) host->centralManagerDidDisconnectPeripheral(*this, peripheral, error);
+  if (wantedAgain) connect(peripheral);
 }
 
 // ---- services and notifications ----

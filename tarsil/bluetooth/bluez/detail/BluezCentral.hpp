@@ -59,7 +59,10 @@ class BluezCentral final : public BluetoothCentral, public std::enable_shared_fr
   void chooseAdapter();
   BluetoothState adapterState() const;
   void setState(BluetoothState state);
+  void tellState();
+  void loseDiscovery();
   void loseEverything();
+  void startAnew();
 
   // Scan.
   bool needsDiscovery() const;
@@ -75,12 +78,14 @@ class BluezCentral final : public BluetoothCentral, public std::enable_shared_fr
   Peripheral peripheralFor(const Device& device);
   Peripheral heldAt(const std::string& path) const;
   void attempt(const Peripheral& peripheral);
+  void lookFor(const Peripheral& peripheral);
   void attemptWaiting();
   bool isAttempting() const;
   void attemptAnswered(const Peripheral& peripheral, const std::optional<BusError>& error);
   void connected(const Peripheral& peripheral);
   void fail(const Peripheral& peripheral, const BluetoothError& error);
-  void disconnected(const Peripheral& peripheral, const std::optional<BluetoothError>& error);
+  /// The reason is not told when the host asked for the end.
+  void disconnected(const Peripheral& peripheral, const BluetoothError& reason);
 
   // Services and notifications.
   void readServices(const Peripheral& peripheral);
@@ -105,6 +110,8 @@ class BluezCentral final : public BluetoothCentral, public std::enable_shared_fr
   std::shared_ptr<SystemBus> bus_;
   std::weak_ptr<BluetoothCentralDelegate> delegate_;
   BluetoothState state_ = BluetoothState::unknown;
+  /// A new delegate waits to be told the state.
+  bool owesState_ = false;
   BluezObjects objects_;
   /// Path of the adapter in use; empty while there is none.
   std::string adapter_;

@@ -82,6 +82,8 @@ class BluezPeripheral final : public BluetoothPeripheral,
   BluetoothPeripheralState connection = BluetoothPeripheralState::disconnected;
   /// Where BlueZ keeps it; empty while BlueZ does not know it.
   std::string path;
+  /// Asked to connect again while a connection ends: done when the end has been told.
+  bool wantedAgain = false;
   /// BlueZ has been asked to connect and has not answered yet.
   bool attempting = false;
   /// `discoverServices` waits for its answer.

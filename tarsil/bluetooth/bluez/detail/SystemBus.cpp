@@ -57,6 +57,16 @@ void SystemBus::subscribe(const std::string& rule, SignalReader reader) {
       }));
 }
 
+bool SystemBus::hasService() {
+  const auto bus = sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+  bool owned = false;
+  bus->callMethod("NameHasOwner")
+      .onInterface("org.freedesktop.DBus")
+      .withArguments(std::string(service))
+      .storeResultsTo(owned);
+  return owned;
+}
+
 void SystemBus::call(const std::string& path, const std::string& interface, const std::string& method,
                      std::chrono::seconds timeout, Reply reply,
                      const std::function<void(sdbus::MethodCall&)>& arguments) {
@@ -64,6 +74,17 @@ void SystemBus::call(const std::string& path, const std::string& interface, cons
        [this, reply = std::move(reply)](sdbus::MethodReply&, const sdbus::Error* error) {
          post([reply, failure = toBusError(error)] { reply(failure); });
        });
+}
+
+void SystemBus::tell(const std::string& path, const std::string& interface, const std::string& method) {
+  if (source_->isCancelled()) return;
+  try {
+    auto message = proxy(path).createMethodCall(interface, method);
+    message.dontExpectReply();
+    proxy(path).callMethod(message);
+  } catch (const sdbus::Error& error) {
+    lose(error.getMessage());
+  }
 }
 
 void SystemBus::getManagedObjects(ObjectsReply reply) {
@@ -85,15 +106,19 @@ void SystemBus::send(const std::string& path, const std::string& interface, cons
                      sdbus::async_reply_handler reply) {
   if (source_->isCancelled()) return;
   try {
-    auto& proxy = proxies_[path];
-    if (!proxy) proxy = sdbus::createProxy(*connection_, service, path);
-    auto message = proxy->createMethodCall(interface, method);
+    auto message = proxy(path).createMethodCall(interface, method);
     if (arguments) arguments(message);
-    proxy->callMethod(message, std::move(reply), timeout);
+    proxy(path).callMethod(message, std::move(reply), timeout);
   } catch (const sdbus::Error& error) {
     return lose(error.getMessage());
   }
   arm();
+}
+
+sdbus::IProxy& SystemBus::proxy(const std::string& path) {
+  auto& proxy = proxies_[path];
+  if (!proxy) proxy = sdbus::createProxy(*connection_, service, path);
+  return *proxy;
 }
 
 // Work of the main queue, rather than a call from within the bus's own processing: a handler may then run the

@@ -43,12 +43,17 @@ class SystemBus : public std::enable_shared_from_this<SystemBus> {
 
   /// Waits for the bus to take the rule; to be called before anything else. Throws sdbus::Error.
   void subscribe(const std::string& rule, SignalReader reader);
+  /// Whether BlueZ is on the bus. Waits for the bus's answer; to be called after `subscribe`, before anything
+  /// else. Throws sdbus::Error.
+  bool hasService();
 
   /// Calls a method of one of BlueZ's objects; `arguments` appends them to the call. Without an answer in
   /// time the error is a bus's own. After `forget`, or when the connection is lost, the reply never comes.
   void call(const std::string& path, const std::string& interface, const std::string& method,
             std::chrono::seconds timeout, Reply reply,
             const std::function<void(sdbus::MethodCall&)>& arguments = nullptr);
+  /// Calls a method without arguments whose answer nobody wants.
+  void tell(const std::string& path, const std::string& interface, const std::string& method);
   /// Asks BlueZ for all its objects.
   void getManagedObjects(ObjectsReply reply);
   /// The object at this path is gone: nobody waits for its answers any more.
@@ -61,6 +66,7 @@ class SystemBus : public std::enable_shared_from_this<SystemBus> {
   void send(const std::string& path, const std::string& interface, const std::string& method,
             std::chrono::seconds timeout, const std::function<void(sdbus::MethodCall&)>& arguments,
             sdbus::async_reply_handler reply);
+  sdbus::IProxy& proxy(const std::string& path);
   void post(Work work);
   void process();
   void arm();

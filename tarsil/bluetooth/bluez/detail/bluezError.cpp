@@ -22,6 +22,10 @@ Failure failureOf(const BusError& error) {
       {"org.bluez.Error.AuthenticationFailed", Failure::lasting},
       {"org.bluez.Error.AuthenticationRejected", Failure::lasting},
   };
+  // The system was asked to start BlueZ, and cannot.
+  for (const char* prefix : {"org.freedesktop.systemd1.", "org.freedesktop.DBus.Error.Spawn."}) {
+    if (error.name.starts_with(prefix)) return Failure::noDaemon;
+  }
   const auto found = failures.find(error.name);
   // BlueZ names almost everything that goes wrong in the air "Failed": time-outs, links that break while they
   // are made, a controller that is busy.
