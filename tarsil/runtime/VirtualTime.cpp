@@ -53,9 +53,13 @@ VirtualTime::Implementation::Implementation(std::chrono::system_clock::time_poin
 }
 
 VirtualTime::Implementation::~Implementation() {
-  existing = nullptr;
+  // What is dropped may set something off: a source's last reference, for one, its cancel handler. While this
+  // is the current time, that comes here and is dropped in turn; afterwards the worker threads would run it.
+  while (main_->drop() || background_->drop()) {
+  }
   main_->abandon();
   background_->abandon();
+  existing = nullptr;
 }
 
 VirtualTime::Implementation* VirtualTime::Implementation::current() {

@@ -13,9 +13,9 @@ namespace tarsil {
 /// twenty minutes of exercise in milliseconds this way, every timer exact.
 /// Make it on the main thread before any source or timer exists, and drop it after the last one: what exists
 /// before goes on in the machine's time, on its own threads, and what is still queued at the end is dropped
-/// without a call. Work that waits for another queue (`sync`) runs that work in place, after what was queued
-/// there before it. An exception of a handler passes out of the call that moves the time; everything else
-/// stays as it was, and the next call goes on.
+/// without a call, and so is whatever that sets off. Work that waits for another queue (`sync`) runs that
+/// work in place, after what was queued there before it. An exception of a handler passes out of the call
+/// that moves the time; everything else stays as it was, and the next call goes on.
 class VirtualTime {
  public:
   /// 2024-03-01 14:05:09 local time, a day like any other.

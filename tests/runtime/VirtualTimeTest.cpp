@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -317,6 +318,38 @@ TEST(VirtualTimesTest, WhatIsLeftAtTheEndIsDropped) {
   serial.sync([&] { calls.push_back("b"); });
   EXPECT_THAT(calls, ElementsAre("a", "b"));
   EXPECT_EQ(held.use_count(), 1);
+}
+
+/// Does something when it is let go of.
+std::shared_ptr<void> whenDropped(Work work) {
+  return {nullptr, [work = std::move(work)](void*) { work(); }};
+}
+
+TEST(VirtualTimesTest, WhatIsDroppedAtTheEndSetsNothingOff) {
+  const auto held = std::make_shared<int>();
+  int calls = 0;
+  const Work call = [held, &calls] { ++calls; };
+  const auto serial = DispatchQueue::serial("a");
+  {
+    VirtualTime time;
+    auto source = DispatchSource::timer(seconds(1), seconds(1), seconds(0), serial);
+    source->setEventHandler(call);
+    source->setCancelHandler(call);
+    source->resume();
+    DispatchQueue::main().async([source = std::move(source)] {});
+    const auto queues = whenDropped([=] {
+      DispatchQueue::main().async(call);
+      DispatchQueue::global().async([again = whenDropped([=] { serial.async(call); })] {});
+    });
+    serial.async([queues] {});
+    const auto timer = Timer::scheduled(seconds(1), false, [queues](Timer&) {});
+    const auto timers =
+        whenDropped([=] { Timer::scheduled(Duration::zero(), true, [call](Timer&) { call(); }); });
+    DispatchQueue::global().async([timers] {});
+  }
+  // Gone already, so that nothing can come later.
+  EXPECT_EQ(held.use_count(), 2) << "held by the test and by `call`";
+  EXPECT_EQ(calls, 0);
 }
 
 TEST(VirtualTimesTest, ATimerOfTheMachinesTimeRestsMeanwhile) {

@@ -101,17 +101,25 @@ std::optional<Reactor::AlarmKey> Reactor::firstAlarm() const {
 }
 
 void Reactor::abandon() {
+  {
+    const std::lock_guard lock(mutex_);
+    abandoned_ = true;
+  }
+  drop();
+}
+
+bool Reactor::drop() {
   std::deque<Work> work;
   std::map<AlarmKey, std::shared_ptr<Alarm>> alarms;
   std::map<WatchId, Watch> watches;
   {
     const std::lock_guard lock(mutex_);
-    abandoned_ = true;
     work.swap(work_);
     alarms.swap(alarms_);
     watches.swap(watches_);
   }
   for (const auto& [key, alarm] : alarms) alarm->abandon();
+  return !work.empty() || !alarms.empty() || !watches.empty();
 }
 
 Clock::Instant Reactor::firstAt() const {

@@ -67,7 +67,7 @@ class Reactor {
   };
   std::optional<AlarmKey> firstAlarm() const;
 
-  /// Drops everything, for good.
+  /// Drops everything that it holds and whatever comes later.
   void abandon();
 
  protected:
@@ -81,6 +81,9 @@ class Reactor {
   static constexpr WatchId firstWatch = 16;
 
   Reactor() = default;
+
+  /// Drops everything that it holds, without a call; false when it held nothing.
+  bool drop();
 
   /// The report of a watched descriptor that is readable; empty when it is watched no more.
   Work takeReport(WatchId id);

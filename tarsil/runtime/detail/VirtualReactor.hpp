@@ -20,6 +20,8 @@ class VirtualReactor final : public Reactor {
   /// Descriptors that are readable at the same time come in the order in which they were first watched.
   Work takeReadable() override;
 
+  using Reactor::drop;
+
   /// The descriptors whose watchers wait for a report.
   std::vector<pollfd> armedDescriptors() const;
 
