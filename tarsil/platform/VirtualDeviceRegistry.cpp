@@ -22,6 +22,12 @@ struct VirtualDeviceRegistry::State {
   };
   using News = std::function<void(const Devices&)> Watcher::*;
 
+  // Called under the lock.
+  Devices::iterator find(std::string_view calloutPath) {
+    return std::find_if(devices.begin(), devices.end(),
+                        [=](const auto& device) { return device->calloutPath == calloutPath; });
+  }
+
   // Called under the lock, so that every watcher hears of the changes in their order.
   void tell(News news, const std::shared_ptr<const SerialDevice>& device) {
     for (const auto& watch : watches) {
@@ -49,6 +55,8 @@ std::shared_ptr<VirtualDeviceRegistry> VirtualDeviceRegistry::shared() {
 void VirtualDeviceRegistry::add(std::shared_ptr<const SerialDevice> device) {
   if (!device) throw std::invalid_argument("a virtual device must not be null");
   const std::lock_guard lock(state_->mutex);
+  if (device->calloutPath && state_->find(*device->calloutPath) != state_->devices.end())
+    throw std::invalid_argument("there is a virtual device at " + *device->calloutPath + " already");
   state_->devices.push_back(std::move(device));
   state_->tell(&Watcher::arrived, state_->devices.back());
 }
@@ -59,12 +67,10 @@ void VirtualDeviceRegistry::add(std::string path, std::string terminalName) {
 
 bool VirtualDeviceRegistry::remove(std::string_view calloutPath) {
   const std::lock_guard lock(state_->mutex);
-  auto& devices = state_->devices;
-  const auto entry = std::find_if(devices.begin(), devices.end(),
-                                  [=](const auto& device) { return device->calloutPath == calloutPath; });
-  if (entry == devices.end()) return false;
+  const auto entry = state_->find(calloutPath);
+  if (entry == state_->devices.end()) return false;
   const auto device = *entry;
-  devices.erase(entry);
+  state_->devices.erase(entry);
   state_->tell(&Watcher::removed, device);
   return true;
 }

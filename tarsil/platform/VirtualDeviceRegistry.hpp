@@ -17,10 +17,11 @@ class VirtualDeviceRegistry final : public SerialDeviceRegistry {
 
   static std::shared_ptr<VirtualDeviceRegistry> shared();
 
-  /// Adds the device as the last one.
+  /// Adds the device as the last one. Throws std::invalid_argument for null, and for a call-out path that
+  /// another of the devices has: ports are told apart by it.
   void add(std::shared_ptr<const SerialDevice> device);
   /// Adds the terminal at `path` (a pseudo-terminal's, say) under the given name, opened as the system's own
-  /// are.
+  /// are. Throws like the other one.
   void add(std::string path, std::string terminalName);
   /// Removes the device with this call-out path; false when there is none.
   bool remove(std::string_view calloutPath);

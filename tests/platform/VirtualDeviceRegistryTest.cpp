@@ -74,6 +74,22 @@ TEST_F(VirtualDeviceRegistryTest, RefusesNoDevice) {
   EXPECT_THAT(registry.devices(), IsEmpty());
 }
 
+TEST_F(VirtualDeviceRegistryTest, RefusesASecondDeviceAtAPath) {
+  registry.add("/dev/pts/7", "lode");
+  const Observation watch = watchInto(news);
+  EXPECT_THROW(registry.add("/dev/pts/7", "ergoline"), std::invalid_argument);
+  EXPECT_THAT(names(registry.devices()), ElementsAre("lode"));
+  RunLoop::main().processDue();
+  EXPECT_THAT(news, IsEmpty());
+  EXPECT_TRUE(registry.remove("/dev/pts/7"));
+  registry.add("/dev/pts/7", "ergoline");
+  EXPECT_THAT(names(registry.devices()), ElementsAre("ergoline"));
+  // Devices without a path are told apart by nothing, and never opened.
+  registry.add(std::make_shared<SerialDevice>());
+  registry.add(std::make_shared<SerialDevice>());
+  EXPECT_THAT(names(registry.devices()), ElementsAre("ergoline", "(none)", "(none)"));
+}
+
 TEST_F(VirtualDeviceRegistryTest, TellsWatchersOfChangesFromTheirRunLoop) {
   registry.add("/dev/pts/1", "before");
   const Observation watch = watchInto(news);
