@@ -18,6 +18,8 @@ struct TerminalAttributes {
   bool rtsCtsFlowControl = false;
   bool dtrDsrFlowControl = false;
   bool dcdOutputFlowControl = false;
+  /// The parity bit is the same for every byte: set where the modes say odd, clear where they say even.
+  bool stickParity = false;
 };
 
 /// The system's serial terminals, as the few calls that a port makes. Each call answers as POSIX does: -1
@@ -37,7 +39,8 @@ class Terminal {
   virtual int getAttributes(int descriptor, TerminalAttributes& attributes) = 0;
   /// Applies all that the system can do, then fails with EINVAL when the driver did not take a setting, and
   /// with ENOTSUP when the system has no such flow control. A speed that is neither one of the
-  /// terminal layer's own nor in force already fails with EINVAL and applies nothing.
+  /// terminal layer's own nor in force already fails with EINVAL and applies nothing; but after output has
+  /// drained attributes of old are put back, and their speed is taken whatever it is.
   virtual int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) = 0;
   /// The driver's special request for a speed that the terminal layer rejects. It gets the whole settings,
   /// because some systems set speed and modes in one call only.

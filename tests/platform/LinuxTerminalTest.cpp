@@ -236,6 +236,41 @@ TEST_F(LinuxTerminalTest, RestoresWhatItFound) {
   terminal.close(descriptor);
 }
 
+TEST_F(LinuxTerminalTest, RestoresASpeedThatTheTerminalLayerDoesNotHave) {
+  const int descriptor = opened();
+  EXPECT_EQ(terminal.setSpecialSpeed(descriptor, raw(250000)), 0);
+  TerminalAttributes foreign;
+  EXPECT_EQ(terminal.getAttributes(descriptor, foreign), 0);
+  EXPECT_EQ(terminal.setAttributes(descriptor, Apply::now, raw(4800)), 0);
+  EXPECT_FAILS(terminal.setAttributes(descriptor, Apply::now, foreign), EINVAL);
+  EXPECT_EQ(terminal.setAttributes(descriptor, Apply::afterOutputDrains, foreign), 0);
+  TerminalAttributes present;
+  EXPECT_EQ(terminal.getAttributes(descriptor, present), 0);
+  EXPECT_EQ(present.speed, 250000u);
+  EXPECT_FAILS(terminal.setAttributes(descriptor, Apply::afterOutputDrains, raw(std::uint64_t{1} << 32)),
+               EINVAL);
+  terminal.close(descriptor);
+}
+
+TEST_F(LinuxTerminalTest, TellsStickParityApartFromTheModes) {
+  termios before = seenByTheKernel();
+  before.c_cflag |= CMSPAR | PARODD;
+  EXPECT_EQ(tcsetattr(witness, TCSANOW, &before), 0);
+  const int descriptor = opened();
+  TerminalAttributes attributes;
+  EXPECT_EQ(terminal.getAttributes(descriptor, attributes), 0);
+  EXPECT_TRUE(attributes.stickParity);
+  EXPECT_EQ(attributes.modes.c_cflag & (CMSPAR | PARODD), static_cast<tcflag_t>(PARODD));
+
+  attributes.stickParity = false;
+  EXPECT_EQ(terminal.setAttributes(descriptor, Apply::now, attributes), 0);
+  EXPECT_EQ(seenByTheKernel().c_cflag & CMSPAR, 0u);
+  attributes.stickParity = true;
+  EXPECT_EQ(terminal.setAttributes(descriptor, Apply::now, attributes), 0);
+  EXPECT_NE(seenByTheKernel().c_cflag & CMSPAR, 0u);
+  terminal.close(descriptor);
+}
+
 TEST_F(LinuxTerminalTest, IgnoresSpeedBitsAmongTheModes) {
   const int descriptor = opened();
   TerminalAttributes attributes = raw(9600);

@@ -163,6 +163,12 @@ TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAnotherParityOrStopBit) {
   EXPECT_EQ(apply(line(9600, CS8 | CSTOPB)), EINVAL);
 }
 
+TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAStickParity) {
+  driver->change = [](DriverSettings& settings) { settings.controlModes |= CMSPAR; };
+  EXPECT_EQ(apply(line(9600, CS8)), 0) << "there is none";
+  EXPECT_EQ(apply(line(9600, CS8 | PARENB)), EINVAL);
+}
+
 TEST_F(ObstinateDriversTest, AsksNotWhichParityThereIsNot) {
   drop(PARODD);
   EXPECT_EQ(apply(line(9600, CS8 | PARODD)), 0);

@@ -35,10 +35,16 @@ TEST(LineSettingsTest, ReadsEndAfterOneByteOrAFifthOfASecond) {
 TEST(LineSettingsTest, KeepsWhatItDoesNotSet) {
   TerminalAttributes current;
   current.modes.c_cc[VEOF] = 4;
-  current.modes.c_iflag = IGNPAR;
+  current.modes.c_lflag = NOFLSH;
   const termios modes = attributesFor({}, current).modes;
   EXPECT_EQ(modes.c_cc[VEOF], 4);
-  EXPECT_EQ(modes.c_iflag, static_cast<tcflag_t>(IGNPAR));
+  EXPECT_EQ(modes.c_lflag, static_cast<tcflag_t>(NOFLSH));
+}
+
+TEST(LineSettingsTest, ReceivedBytesAreLeftAloneAndAnsweredByNothing) {
+  TerminalAttributes foreign;
+  foreign.modes.c_iflag = ~tcflag_t{0};
+  EXPECT_EQ(attributesFor({}, foreign).modes.c_iflag, 0U);
 }
 
 TEST(LineSettingsTest, OnlySevenAndEightDataBitsHaveASize) {
@@ -58,6 +64,13 @@ TEST(LineSettingsTest, Parity) {
 
 TEST(LineSettingsTest, NoParityLeavesItsKindAlone) {
   EXPECT_NE(controlFlags({.parity = Parity::None}, PARENB | PARODD) & PARODD, 0U);
+}
+
+TEST(LineSettingsTest, AParityThatStickedBeforeIsAParityAgain) {
+  TerminalAttributes mark;
+  mark.stickParity = true;
+  for (const Parity parity : {Parity::None, Parity::Odd, Parity::Even})
+    EXPECT_FALSE(attributesFor({.parity = parity}, mark).stickParity);
 }
 
 TEST(LineSettingsTest, TwoOrMoreStopBitsAreTwo) {

@@ -121,6 +121,31 @@ TEST_F(ORSSerialPortPseudoTerminalTest, AppliesItsSettingsAndRestoresTheOldOnes)
   EXPECT_EQ(cfgetospeed(&after), cfgetospeed(&before));
 }
 
+// Another program left a mark parity, a flow control by bytes and an odd speed behind.
+TEST_F(ORSSerialPortPseudoTerminalTest, IsNotMisledByForeignSettingsAndPutsThemBack) {
+  termios foreign = attributes();
+  foreign.c_cflag |= CMSPAR | PARODD;
+  foreign.c_iflag |= IXOFF | IUCLC | INPCK;
+  ASSERT_EQ(tcsetattr(terminal.descriptor(), TCSANOW, &foreign), 0);
+  TerminalAttributes before;
+  ASSERT_EQ(systemTerminal()->getAttributes(terminal.descriptor(), before), 0);
+  before.speed = 250000;
+  ASSERT_EQ(systemTerminal()->setSpecialSpeed(terminal.descriptor(), before), 0);
+
+  port->setParity(ORSSerialPortParity::Odd);
+  open();
+  EXPECT_EQ(attributes().c_cflag & (CMSPAR | PARODD), static_cast<tcflag_t>(PARODD));
+  EXPECT_EQ(attributes().c_iflag, 0U);
+  port->close();
+  ASSERT_TRUE(runUntilCalled(closed()));
+  EXPECT_THAT(client.calls(), ElementsAre(closed()));
+  TerminalAttributes after;
+  ASSERT_EQ(systemTerminal()->getAttributes(terminal.descriptor(), after), 0);
+  EXPECT_EQ(after.speed, 250000U);
+  EXPECT_EQ(after.modes.c_iflag, foreign.c_iflag);
+  EXPECT_TRUE(after.stickParity);
+}
+
 TEST_F(ORSSerialPortPseudoTerminalTest, TakesEverySettingQuietly) {
   open();
   port->setNumberOfDataBits(7);

@@ -53,27 +53,31 @@ int lock(int descriptor) {
   return answer([=] { return ioctl(descriptor, TIOCEXCL); });
 }
 
+// Control modes that the attributes have members of their own for.
+constexpr tcflag_t keptElsewhere = CBAUD | CIBAUD | CRTSCTS | CMSPAR;
+
 TerminalAttributes attributesOf(const DriverSettings& settings) {
   TerminalAttributes attributes;
   attributes.modes.c_iflag = settings.inputModes;
   attributes.modes.c_oflag = settings.outputModes;
-  attributes.modes.c_cflag = settings.controlModes & ~static_cast<tcflag_t>(CRTSCTS);
+  attributes.modes.c_cflag = settings.controlModes & ~keptElsewhere;
   attributes.modes.c_lflag = settings.localModes;
   attributes.modes.c_line = settings.lineDiscipline;
   std::copy(settings.controlCharacters.begin(), settings.controlCharacters.end(), attributes.modes.c_cc);
   attributes.speed = settings.speed;
   attributes.rtsCtsFlowControl = (settings.controlModes & CRTSCTS) != 0;
+  attributes.stickParity = (settings.controlModes & CMSPAR) != 0;
   return attributes;
 }
 
 // The speed must fit.
 DriverSettings settingsOf(const TerminalAttributes& attributes) {
-  constexpr tcflag_t keptElsewhere = CBAUD | CIBAUD | CRTSCTS;
   DriverSettings settings;
   settings.inputModes = attributes.modes.c_iflag;
   settings.outputModes = attributes.modes.c_oflag;
   settings.controlModes = attributes.modes.c_cflag & ~keptElsewhere;
   if (attributes.rtsCtsFlowControl) settings.controlModes |= CRTSCTS;
+  if (attributes.stickParity) settings.controlModes |= CMSPAR;
   settings.localModes = attributes.modes.c_lflag;
   settings.lineDiscipline = attributes.modes.c_line;
   std::copy_n(attributes.modes.c_cc, settings.controlCharacters.size(), settings.controlCharacters.begin());
@@ -121,7 +125,7 @@ int LinuxTerminal::getAttributes(int descriptor, TerminalAttributes& attributes)
 }
 
 int LinuxTerminal::setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) {
-  if (!isStandardSpeed(attributes.speed)) {
+  if (when == Apply::now && !isStandardSpeed(attributes.speed)) {
     TerminalAttributes present;
     if (getAttributes(descriptor, present) < 0) return -1;
     if (present.speed != attributes.speed) return fail(EINVAL);
@@ -130,11 +134,11 @@ int LinuxTerminal::setAttributes(int descriptor, Apply when, const TerminalAttri
 }
 
 int LinuxTerminal::setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) {
-  if (attributes.speed > std::numeric_limits<std::uint32_t>::max()) return fail(EINVAL);
   return apply(descriptor, Apply::now, attributes);
 }
 
 int LinuxTerminal::apply(int descriptor, Apply when, const TerminalAttributes& attributes) {
+  if (attributes.speed > std::numeric_limits<std::uint32_t>::max()) return fail(EINVAL);
   const DriverSettings asked = settingsOf(attributes);
   if (set(descriptor, when, asked) < 0 || verify(descriptor, asked) < 0) return -1;
   if (attributes.dtrDsrFlowControl || attributes.dcdOutputFlowControl) return fail(ENOTSUP);

@@ -25,10 +25,14 @@ void setParity(tcflag_t& flags, ORSSerialPortParity parity) {
 TerminalAttributes attributesFor(const LineSettings& settings, TerminalAttributes current) {
   termios& modes = current.modes;
   cfmakeraw(&modes);
+  // Some systems' raw leaves flags on that lose received bytes, change them, or send an XOFF (INPCK, IUCLC,
+  // IXOFF).
+  modes.c_iflag = 0;
   modes.c_cc[VMIN] = 1;
   modes.c_cc[VTIME] = 2;
   setCharacterSize(modes.c_cflag, settings.numberOfDataBits);
   setParity(modes.c_cflag, settings.parity);
+  current.stickParity = false;
   assign(modes.c_cflag, CSTOPB, settings.numberOfStopBits >= 2);
   assign(modes.c_lflag, ECHO, settings.shouldEchoReceivedData);
   assign(modes.c_lflag, ICANON | ISIG, false);
