@@ -310,12 +310,38 @@ TEST_F(ORSSerialPortLineTest, FlowControlOfAClosedPortIsAppliedAtOpening) {
   EXPECT_TRUE(terminal.attributes().dcdOutputFlowControl);
 }
 
-TEST_F(ORSSerialPortLineTest, FlowControlThatTheSystemLacksIsStoredAndReportedOnce) {
-  terminal.failNext(Call::setAttributes, ENOTSUP);
+TEST_F(ORSSerialPortLineTest, FlowControlThatTheSystemLacksIsStoredAndReportedOnceForEachOpening) {
+  terminal.failAlways(Call::setAttributes, ENOTSUP);
+  terminal.failAlways(Call::setSpecialSpeed, ENOTSUP);
   port->setUsesDTRDSRFlowControl(true);
+  port->setAllowsNonStandardBaudRates(true);
   port.open();
   EXPECT_TRUE(port->usesDTRDSRFlowControl());
-  EXPECT_THAT(client.calls(), ElementsAre(failed(ENOTSUP), opened()));
+  EXPECT_THAT(client.takeCalls(), ElementsAre(failed(ENOTSUP), opened()));
+
+  terminal.forgetCalls();
+  port->setBaudRate(4800);
+  port->setNumberOfStopBits(2);
+  EXPECT_EQ(terminal.count(Call::setAttributes), 2U);
+  EXPECT_THAT(client.calls(), IsEmpty());
+  terminal.failNext(Call::setSpecialSpeed, EINVAL);
+  port->setBaudRate(9600);
+  EXPECT_THAT(client.takeCalls(), ElementsAre(failed(EINVAL))) << "other errors are news";
+
+  terminal.succeed(Call::setAttributes);
+  port.close();
+  terminal.failNext(Call::setAttributes, ENOTSUP);
+  port.open();
+  EXPECT_THAT(client.calls(), ElementsAre(closed(), failed(ENOTSUP), opened()));
+}
+
+TEST_F(ORSSerialPortLineTest, FlowControlThatTheSystemLacksIsReportedWhenAnOpenPortIsToUseIt) {
+  open();
+  terminal.failNext(Call::setAttributes, ENOTSUP);
+  port->setUsesDCDOutputFlowControl(true);
+  EXPECT_THAT(client.takeCalls(), ElementsAre(failed(ENOTSUP)));
+  port.time().settle();
+  EXPECT_THAT(client.calls(), ElementsAre(closed()));
 }
 
 TEST_F(ORSSerialPortLineTest, SettingTheSameFlowControlLeavesThePortOpen) {

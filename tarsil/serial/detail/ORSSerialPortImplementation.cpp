@@ -62,6 +62,7 @@ void ORSSerialPort::Implementation::beginLine(const Line& line) {
   {
     const std::lock_guard lock(mutex_);
     line_ = line;
+    lacksFlowControl_ = false;
   }
   port_.announce("isOpen");
 }
@@ -189,6 +190,9 @@ void ORSSerialPort::Implementation::applySettings() {
   const TerminalAttributes wanted = attributesFor(settings, current);
   int error = line->setAttributes(wanted);
   if (error != 0 && settings.allowsNonStandardBaudRates) error = line->setSpecialSpeed(wanted);
+  // All else was applied. The system will not learn it while the port is open, so the next setting says
+  // nothing new.
+  if (error == ENOTSUP && lacksFlowControl_.exchange(true)) return;
   report(error);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -120,6 +121,8 @@ class ORSSerialPort::Implementation {
   std::shared_ptr<DispatchSource> readPollSource_;
   std::shared_ptr<DispatchSource> pinPollTimer_;
   bool closeRequested_ = false;
+  /// The client was told, in this opening, that the system lacks the flow control that it asked for.
+  std::atomic<bool> lacksFlowControl_ = false;
   /// The port itself from `close` until it is closed: a client that lets go of it meanwhile still hears of
   /// the end.
   std::shared_ptr<ORSSerialPort> keptUntilClosed_;
