@@ -354,6 +354,32 @@ TEST_F(ORSSerialPortRequestsOnThreadsTest, SendingHasBeenDoneWhenItReturns) {
 TEST_F(ORSSerialPortRequestsOnThreadsTest, ATimeoutIsTold) {
   const auto one = request("01", "a1", 0.001);
   port->sendRequest(one);
+TEST_F(ORSSerialPortRequestsOnThreadsTest, AFailedWriteOfARequestIsToldLaterSoThatTheClientMaySendAnother) {
+  const auto one = request("01", "a1");
+  const auto two = request("02", "a2");
+  client.onCall([&](ORSSerialPort& sender, const RecordedCall&) { EXPECT_TRUE(sender.sendRequest(two)); });
+  terminal->failNext(ScriptedTerminal::Call::write, EIO);
+  EXPECT_FALSE(port->sendRequest(one));
+  EXPECT_THAT(client.calls(), IsEmpty());
+  run([&] { return !client.calls().empty(); });
+  EXPECT_THAT(client.calls(), ElementsAre(failed(EIO)));
+  EXPECT_EQ(port->pendingRequest(), one);
+  EXPECT_THAT(port->queuedRequests(), ElementsAre(two));
+  client.onCall(nullptr);
+}
+
+TEST_F(ORSSerialPortRequestsOnThreadsTest, PacketsAreLookedForWhileTheMainThreadStandsStill) {
+  std::promise<bool> askedOnTheMainThread;
+  port->startListeningForPacketsMatchingDescriptor(std::make_shared<ORSSerialPacketDescriptor>(
+      ORSSerialPacketDescriptor::Evaluated{.maximumPacketLength = 1, .responseEvaluator = [&](ByteView) {
+                                             askedOnTheMainThread.set_value(RunLoop::isMainThread());
+                                             return true;
+                                           }}));
+  terminal->deliver(hex("01"));
+  EXPECT_FALSE(askedOnTheMainThread.get_future().get());
+  run([&] { return !client.calls().empty(); });
+}
+
   run([&] { return !client.calls().empty(); });
   EXPECT_THAT(client.calls(), ElementsAre(timedOut(one)));
   run([&] { return !port->pendingRequest(); });

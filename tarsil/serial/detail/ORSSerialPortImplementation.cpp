@@ -342,8 +342,9 @@ void ORSSerialPort::Implementation::tell(Selector selector, Delivery delivery, D
 
 void ORSSerialPort::Implementation::report(int errorNumber, Delivery delivery) {
   if (errorNumber == 0 || errorNumber == OpenLine::closedMeanwhile) return;
-  // On the main thread `waited` calls the delegate at once.
-  if (RunLoop::isMainThread()) delivery = Delivery::waited;
+  // On the main thread `waited` calls the delegate at once. Not so from the work of the port's own queue,
+  // which that thread does while it waits for the queue: the delegate could not send a request then.
+  if (RunLoop::isMainThread() && !packets_->isAtWork()) delivery = Delivery::waited;
   tell(Selector::serialPortDidEncounterError, delivery,
        [error = Error::posix(errorNumber, path_)](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
          delegate.serialPortDidEncounterError(port, error);

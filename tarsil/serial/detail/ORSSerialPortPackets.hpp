@@ -23,6 +23,9 @@ class ORSSerialPort::Packets {
   /// The port was closed, and its client knows.
   void forgetRequests() { requests_->forgetAll(); }
 
+  /// True while the port's own queue runs on the calling thread.
+  bool isAtWork() const { return queue_.isCurrent(); }
+
   detail::RequestQueue& requests() { return *requests_; }
 
   void startListening(const Descriptor& descriptor);
