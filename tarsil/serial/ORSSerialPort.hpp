@@ -21,7 +21,12 @@ enum class ORSSerialPortParity : std::uint64_t { None = 0, Odd = 1, Even = 2 };
 ///
 /// Properties are set, and the port opened, closed and released, on the thread that owns it (the main thread
 /// as a rule); `sendData`, `sendRequest` and the listening calls may be made on any thread. Every property
-/// can be observed under its own name ("baudRate", "isOpen", "CTS", ...).
+/// can be observed under its own name ("baudRate", "isOpen", "CTS", ...); observers are called where it
+/// changes: "isOpen" on the thread that opens and on the worker thread that closes, "CTS", "DSR" and "DCD" on
+/// the main thread. All properties may be read on any thread.
+///
+/// Settings are stored on a closed port and applied when it opens; on an open one they are applied at once. A
+/// setting that is the same again does nothing.
 ///
 /// Two ports are equal when their paths are: several port objects may stand for one device.
 class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORSSerialPort> {
@@ -49,25 +54,33 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   ORSSerialPort(const ORSSerialPort&) = delete;
   ORSSerialPort& operator=(const ORSSerialPort&) = delete;
 
+  /// The device's call-out path, e.g. "/dev/ttyUSB0"; empty when it has none.
   const std::string& path() const;
+  /// The device's terminal name, e.g. "ttyUSB0"; empty when it has none.
   const std::string& name() const;
   /// The name.
   const std::string& description() const;
+  /// Of the path.
   std::size_t hash() const;
   bool operator==(const ORSSerialPort& other) const;
   /// The registry's device that this port was made for.
   const Device& device() const;
 
-  /// Held weakly.
+  /// Held weakly. Without a delegate, and for a method that it does not override, calls are left out and what
+  /// they would tell is lost; all else goes on. A call on its way goes to the delegate of the moment when it
+  /// is made.
   void setDelegate(ORSSerialPortDelegateRef delegate);
   ORSSerialPortDelegateRef delegate() const;
 
   /// Opens the device with the stored settings. Success comes as `serialPortWasOpened`, failure as
-  /// `serialPortDidEncounterError`. Does nothing when the port is open.
+  /// `serialPortDidEncounterError` (EAGAIN or EBUSY: somebody else has the device open; EILSEQ: the path is
+  /// not ASCII). A setting that cannot be applied is reported and leaves the port open. Does nothing when the
+  /// port is open, or still closing.
   void open();
   /// Begins to close; the port is closed when its descriptor is, some moments later, on a worker thread: when
   /// its output has gone out and no `sendData` is under way. Always true.
   bool close();
+  /// True from `open` until the descriptor is closed.
   bool isOpen() const;
 
   /// Writes all bytes before it returns, on the calling thread; it waits for a device that takes them slowly.
@@ -80,7 +93,8 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   /// Deprecated: prints a warning and does `cleanupAfterSystemRemoval()`.
   [[deprecated("was never intended to be called publicly")]] void cleanup();
 
-  /// Line speed in bit/s; 19200 at first.
+  /// Line speed in bit/s; 19200 at first. EINVAL is reported when the terminal layer has no such speed, or
+  /// the driver keeps another one.
   std::uint64_t baudRate() const;
   void setBaudRate(std::uint64_t baudRate);
   /// Whether a speed that the terminal layer rejects is tried through the driver's special request; false at
@@ -90,7 +104,8 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   /// 1 or 2 (any larger number gives two stop bits); 1 at first.
   std::uint64_t numberOfStopBits() const;
   void setNumberOfStopBits(std::uint64_t bits);
-  /// 7 or 8; every other number gives characters of 5 bits. 8 at first.
+  /// 7 or 8; every other number gives characters of 5 bits. 8 at first. EINVAL is reported when the driver
+  /// keeps another number, as for stop bits and parity.
   std::uint64_t numberOfDataBits() const;
   void setNumberOfDataBits(std::uint64_t bits);
   /// None at first.
@@ -99,8 +114,9 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   /// The terminal's local echo; false at first.
   bool shouldEchoReceivedData() const;
   void setShouldEchoReceivedData(bool echo);
-  /// Flow control; false at first. Changing one on an open port closes it and asks to open it again; because
-  /// closing ends later, that `open` usually comes too early and is ignored.
+  /// Flow control; false at first. What the system lacks (on Linux the latter two) is reported as ENOTSUP,
+  /// once for each opening. Changing one on an open port closes it and asks to open it again; because closing
+  /// ends later, that `open` usually comes too early and is ignored.
   bool usesRTSCTSFlowControl() const;
   void setUsesRTSCTSFlowControl(bool uses);
   bool usesDTRDSRFlowControl() const;
@@ -112,7 +128,8 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   void setRTS(bool set);
   bool DTR() const;
   void setDTR(bool set);
-  /// Input modem lines as last polled (every 10 ms while the port is open).
+  /// Input modem lines as last polled (every 10 ms while the port is open); false at first. They keep their
+  /// values when the port closes.
   bool CTS() const;
   bool DSR() const;
   bool DCD() const;
@@ -121,15 +138,16 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   // evaluator, nor by an observer of "pendingRequest", "queuedRequests" or "packetDescriptors", which are
   // called there. The properties never wait for the line.
 
-  /// Sends the request, or queues it behind the pending one. False when writing failed; the request is then
-  /// pending all the same, until its time-out, if it has one. False also for null. Waits for the port's own
-  /// queue.
+  /// Sends the request, or queues it behind the pending one. False when writing failed, on a closed port too;
+  /// the request is then pending all the same, until its time-out, if it has one. False also for null. Waits
+  /// for the port's own queue.
   bool sendRequest(const Request& request);
   /// Takes a waiting request off the queue (one occurrence), some moments later. The pending one is not
   /// affected; null does nothing.
   void cancelQueuedRequest(const Request& request);
   /// Empties the queue of waiting requests, some moments later. The pending one is not affected.
   void cancelAllQueuedRequests();
+  /// The requests that wait, first to last.
   std::vector<Request> queuedRequests() const;
   /// The request that was sent and waits for its response, or null.
   Request pendingRequest() const;

@@ -25,7 +25,7 @@ class ORSSerialPortDelegate {
 
   /// The device vanished. The port waits for this call, then closes.
   virtual void serialPortWasRemovedFromSystem(ORSSerialPort& /*port*/) {}
-  /// A chunk of bytes, as read.
+  /// A chunk of 1 to 1024 bytes, as read: where one ends says nothing about the device's frames.
   virtual void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& /*data*/) {}
   /// A packet that matches a descriptor which the port listens for.
   virtual void serialPortDidReceivePacket(ORSSerialPort& /*port*/, const Bytes& /*packet*/,
@@ -35,9 +35,10 @@ class ORSSerialPortDelegate {
                                             const Request& /*toRequest*/) {}
   /// The pending request got no response in time. The next request is sent after this call returns.
   virtual void serialPortRequestDidTimeout(ORSSerialPort& /*port*/, const Request& /*request*/) {}
-  /// A system call failed.
+  /// A system call failed. A call that the client made on the main thread tells this before it returns, but
+  /// for `sendRequest`, which tells it later, as does everything that fails on another thread.
   virtual void serialPortDidEncounterError(ORSSerialPort& /*port*/, const Error& /*error*/) {}
-  /// The port is open.
+  /// The port is open. Comes after `open` has returned.
   virtual void serialPortWasOpened(ORSSerialPort& /*port*/) {}
   /// The port is closed. The port waits for this call.
   virtual void serialPortWasClosed(ORSSerialPort& /*port*/) {}

@@ -124,6 +124,7 @@ void ORSSerialPortManager::Implementation::portsArrived(const Devices& devices) 
   Indexes indexes(arrived.size());
   std::iota(indexes.begin(), indexes.end(), present.size());
   insert(arrived, indexes);
+  // Also when nothing of it was new: each piece of news from the registry is one notification.
   post(wasConnectedNotification, connectedPortsKey, arrived);
 }
 
