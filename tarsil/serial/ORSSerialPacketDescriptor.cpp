@@ -75,9 +75,8 @@ std::optional<Bytes> acceptedTail(ByteView buffer, const ORSSerialPacketDescript
 
 ORSSerialPacketDescriptor::ORSSerialPacketDescriptor() {
   throw std::logic_error(
-      "You must initialize ORSSerialPacketDescriptor with its designated initializers, or one of its "
-      "convenience "
-      "initializers.");
+      "You must initialize ORSSerialPacketDescriptor with its designated initializers, "
+      "or one of its convenience initializers.");
 }
 
 ORSSerialPacketDescriptor::ORSSerialPacketDescriptor(Evaluated shape)

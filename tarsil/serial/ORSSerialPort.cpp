@@ -103,9 +103,8 @@ void ORSSerialPort::cleanupAfterSystemRemoval() {
 
 void ORSSerialPort::cleanup() {
   printLine(
-      "WARNING: Cleanup is deprecated and was never intended to be called publicly. You should update your "
-      "code to "
-      "avoid calling this method.",
+      "WARNING: Cleanup is deprecated and was never intended to be called publicly. "
+      "You should update your code to avoid calling this method.",
       PrintedText::fixed);
   cleanupAfterSystemRemoval();
 }
