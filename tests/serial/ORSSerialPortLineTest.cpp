@@ -369,6 +369,26 @@ TEST_F(ORSSerialPortLineTest, DrivesOutputLinesWhenTheyChange) {
   EXPECT_THAT(terminal.calls(), IsEmpty());
 }
 
+TEST_F(ORSSerialPortLineTest, OpeningDrivesTheOutputLinesAndLeavesTheOtherBitsAsTheyAre) {
+  struct LinesOfItsOwn : ScriptedTerminal {
+    int getModemLines(int, int& lines) override {
+      lines = TIOCM_RTS | TIOCM_RI | TIOCM_CTS;
+      return 0;
+    }
+    int setModemLines(int, int lines) override {
+      written.push_back(lines);
+      return 0;
+    }
+    std::vector<int> written;
+  };
+  const auto device = std::make_shared<LinesOfItsOwn>();
+  const auto other = ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyLines0", device));
+  other->setDTR(true);
+  other->open();
+  EXPECT_THAT(device->written, ElementsAre(TIOCM_DTR | TIOCM_RI | TIOCM_CTS));
+  other->close();
+}
+
 TEST_F(ORSSerialPortLineTest, FailedOutputLinesAreReported) {
   open();
   terminal.failNext(Call::setModemLines, EIO);
@@ -443,6 +463,13 @@ TEST_F(ORSSerialPortLineTest, AnUnpluggedDeviceIsReportedThenRemovedThenClosed) 
   client.takeCalls();
   port.advance(1s);
   EXPECT_THAT(client.calls(), IsEmpty());
+}
+
+TEST_F(ORSSerialPortLineTest, AnUnpluggedDeviceIsRemovedThoughNobodyHearsOfErrors) {
+  open();
+  client.answerAllBut({Selector::serialPortDidEncounterError});
+  port.remove();
+  EXPECT_THAT(client.calls(), ElementsAre(removed(), closed()));
 }
 
 // Notes what it is asked and told.

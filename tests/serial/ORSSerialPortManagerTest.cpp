@@ -185,6 +185,11 @@ TEST_F(ORSSerialPortManagerTest, TheListHasChangedWhenTheNotificationComes) {
       [&](const Notification&) { count = manager.countOfAvailablePorts(); });
   registry->arrive({device("ttyUSB0")});
   EXPECT_EQ(count, 3U);
+  const Observation other = NotificationCenter::defaultCenter().addObserver(
+      ORSSerialPortManager::wasDisconnectedNotification,
+      [&](const Notification&) { count = manager.countOfAvailablePorts(); });
+  registry->remove({device("ttyUSB0"), device("ttyFirst0")});
+  EXPECT_EQ(count, 1U);
 }
 
 TEST_F(ORSSerialPortManagerTest, RemovedDevicesLeaveInOneChangeAndArePostedAsFreshPorts) {

@@ -126,6 +126,9 @@ TEST_F(ORSSerialPortRequestsTest, AnnouncesWhatIsListenedFor) {
   EXPECT_THAT(changes, IsEmpty());
   port->stopListeningForPacketsMatchingDescriptor(one);
   EXPECT_THAT(std::exchange(changes, {}), ElementsAre("packetDescriptorsAndBuffers", "packetDescriptors"));
+  // Stopping says so, whether or not there was something to stop.
+  port->stopListeningForPacketsMatchingDescriptor(one);
+  EXPECT_THAT(std::exchange(changes, {}), ElementsAre("packetDescriptorsAndBuffers", "packetDescriptors"));
 }
 
 TEST_F(ORSSerialPortRequestsTest, AnnouncesItsRequests) {
@@ -351,9 +354,6 @@ TEST_F(ORSSerialPortRequestsOnThreadsTest, SendingHasBeenDoneWhenItReturns) {
   EXPECT_THAT(client.calls(), ElementsAre(response(hex("a1"), one)));
 }
 
-TEST_F(ORSSerialPortRequestsOnThreadsTest, ATimeoutIsTold) {
-  const auto one = request("01", "a1", 0.001);
-  port->sendRequest(one);
 TEST_F(ORSSerialPortRequestsOnThreadsTest, AFailedWriteOfARequestIsToldLaterSoThatTheClientMaySendAnother) {
   const auto one = request("01", "a1");
   const auto two = request("02", "a2");
@@ -380,6 +380,9 @@ TEST_F(ORSSerialPortRequestsOnThreadsTest, PacketsAreLookedForWhileTheMainThread
   run([&] { return !client.calls().empty(); });
 }
 
+TEST_F(ORSSerialPortRequestsOnThreadsTest, ATimeoutIsTold) {
+  const auto one = request("01", "a1", 0.001);
+  port->sendRequest(one);
   run([&] { return !client.calls().empty(); });
   EXPECT_THAT(client.calls(), ElementsAre(timedOut(one)));
   run([&] { return !port->pendingRequest(); });

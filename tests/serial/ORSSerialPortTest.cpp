@@ -210,6 +210,8 @@ TEST_F(ORSSerialPortTest, ADelegateMayDropThePortWithinARemoval) {
 struct Property {
   std::string key;
   std::function<void(ORSSerialPort&)> change;
+  /// Whether the property has the value that `change` gave it.
+  std::function<bool(const ORSSerialPort&)> isChanged;
 
   friend void PrintTo(const Property& property, std::ostream* stream) { *stream << property.key; }
 };
@@ -225,6 +227,7 @@ TEST_P(ORSSerialPortPropertyTest, IsAnnouncedUnderItsOwnKeyWhenItChanges) {
         "usesDCDOutputFlowControl", "RTS", "DTR", "CTS", "DSR", "DCD", "isOpen"}) {
     observations.push_back(port->observe(key, [&](const KeyChange& change) {
       EXPECT_EQ(change.kind, KeyChange::Kind::setting);
+      EXPECT_TRUE(GetParam().isChanged(*port)) << "an observer sees the new value";
       announced.push_back(change.key);
     }));
   }
@@ -237,19 +240,28 @@ TEST_P(ORSSerialPortPropertyTest, IsAnnouncedUnderItsOwnKeyWhenItChanges) {
 INSTANTIATE_TEST_SUITE_P(
     AllThatAClientSets, ORSSerialPortPropertyTest,
     ::testing::Values(
-        Property{"baudRate", [](ORSSerialPort& port) { port.setBaudRate(9600); }},
+        Property{"baudRate", [](ORSSerialPort& port) { port.setBaudRate(9600); },
+                 [](const ORSSerialPort& port) { return port.baudRate() == 9600; }},
         Property{"allowsNonStandardBaudRates",
-                 [](ORSSerialPort& port) { port.setAllowsNonStandardBaudRates(true); }},
-        Property{"numberOfStopBits", [](ORSSerialPort& port) { port.setNumberOfStopBits(2); }},
-        Property{"numberOfDataBits", [](ORSSerialPort& port) { port.setNumberOfDataBits(7); }},
-        Property{"parity", [](ORSSerialPort& port) { port.setParity(ORSSerialPortParity::Odd); }},
-        Property{"shouldEchoReceivedData", [](ORSSerialPort& port) { port.setShouldEchoReceivedData(true); }},
-        Property{"usesRTSCTSFlowControl", [](ORSSerialPort& port) { port.setUsesRTSCTSFlowControl(true); }},
-        Property{"usesDTRDSRFlowControl", [](ORSSerialPort& port) { port.setUsesDTRDSRFlowControl(true); }},
+                 [](ORSSerialPort& port) { port.setAllowsNonStandardBaudRates(true); },
+                 &ORSSerialPort::allowsNonStandardBaudRates},
+        Property{"numberOfStopBits", [](ORSSerialPort& port) { port.setNumberOfStopBits(2); },
+                 [](const ORSSerialPort& port) { return port.numberOfStopBits() == 2; }},
+        Property{"numberOfDataBits", [](ORSSerialPort& port) { port.setNumberOfDataBits(7); },
+                 [](const ORSSerialPort& port) { return port.numberOfDataBits() == 7; }},
+        Property{"parity", [](ORSSerialPort& port) { port.setParity(ORSSerialPortParity::Odd); },
+                 [](const ORSSerialPort& port) { return port.parity() == ORSSerialPortParity::Odd; }},
+        Property{"shouldEchoReceivedData", [](ORSSerialPort& port) { port.setShouldEchoReceivedData(true); },
+                 &ORSSerialPort::shouldEchoReceivedData},
+        Property{"usesRTSCTSFlowControl", [](ORSSerialPort& port) { port.setUsesRTSCTSFlowControl(true); },
+                 &ORSSerialPort::usesRTSCTSFlowControl},
+        Property{"usesDTRDSRFlowControl", [](ORSSerialPort& port) { port.setUsesDTRDSRFlowControl(true); },
+                 &ORSSerialPort::usesDTRDSRFlowControl},
         Property{"usesDCDOutputFlowControl",
-                 [](ORSSerialPort& port) { port.setUsesDCDOutputFlowControl(true); }},
-        Property{"RTS", [](ORSSerialPort& port) { port.setRTS(true); }},
-        Property{"DTR", [](ORSSerialPort& port) { port.setDTR(true); }}),
+                 [](ORSSerialPort& port) { port.setUsesDCDOutputFlowControl(true); },
+                 &ORSSerialPort::usesDCDOutputFlowControl},
+        Property{"RTS", [](ORSSerialPort& port) { port.setRTS(true); }, &ORSSerialPort::RTS},
+        Property{"DTR", [](ORSSerialPort& port) { port.setDTR(true); }, &ORSSerialPort::DTR}),
     [](const auto& property) { return property.param.key; });
 
 TEST_F(ORSSerialPortTest, ADelegateIsAnnounced) {
