@@ -6,6 +6,7 @@ namespace {
 template <class Settings>
 std::vector<std::shared_ptr<KivStressDevice>> makeAll(const std::vector<DeviceModel<Settings>>& models) {
   std::vector<std::shared_ptr<KivStressDevice>> devices;
+  devices.reserve(models.size());
   for (const auto& model : models) devices.push_back(model.makeDevice());
   return devices;
 }
