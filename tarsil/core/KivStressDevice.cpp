@@ -42,6 +42,10 @@ KivStressDevice::KivStressDevice(const SpO2DeviceSettings& settings) : KivStress
 
 KivStressDevice::~KivStressDevice() = default;
 
+const std::shared_ptr<ORSSerialPort>& KivStressDevice::serialPort() const {
+  return serialPort_;
+}
+
 void KivStressDevice::setSerialPort(std::shared_ptr<ORSSerialPort> newPort) {
   serialPort_ = std::move(newPort);
   protPath = serialPort_ ? std::optional(serialPort_->path()) : std::nullopt;
