@@ -15,7 +15,7 @@ enum class PortType : std::int64_t {
   SpO2 = 2,
 };
 
-/// None for every value outside 0 to 2.
+/// None for every value outside 0 to 2. Any thread.
 std::optional<PortType> portTypeFromRawValue(std::int64_t rawValue);
 
 }  // namespace tarsil

@@ -37,12 +37,13 @@ void reportChange(const StressECGDeviceManager::Names& names, StressECGDeviceMan
   call(names);
 }
 
-/// Applies the device's line settings to its port and opens it. Without stop bits and parity the port stays
-/// closed.
+/// Applies the device's line settings to its port and opens it. Without stop bits or parity the port stays
+/// closed, and nobody is told: a device that was made without line settings has no line to open.
 void openWithSettings(const KivStressDevice& device, ORSSerialPort& port) {
   if (!device.stopbits || !device.parity) return;
   if (*device.stopbits < 0) fatalError("negative number of stop bits: " + std::to_string(*device.stopbits));
 
+  // The data bits stay the port's own 8, which every device of the catalogue works with.
   port.setBaudRate(static_cast<std::uint64_t>(device.baud));
   port.setNumberOfStopBits(static_cast<std::uint64_t>(*device.stopbits));
   // Every device of the catalogue works without parity, so the device's own value is not passed on.
@@ -105,6 +106,7 @@ StressECGDeviceManager::Names StressECGDeviceManager::currentNames() const {
 std::shared_ptr<KivStressDevice> StressECGDeviceManager::getSelected(const std::string& device,
                                                                      PortType type) {
   if (type == PortType::device) {
+    // Going on after a match lets the last of several win.
     for (const auto& candidate : devices) {
       if (candidate->name == device) currentDevice = candidate;
     }
@@ -119,6 +121,7 @@ std::shared_ptr<KivStressDevice> StressECGDeviceManager::getSelected(const std::
     }
     return SpO2D;
   }
+  // There is one monitor, and `selectedPort` makes it: nothing to choose from, even when there is one.
   return nullptr;
 }
 
@@ -127,6 +130,7 @@ void StressECGDeviceManager::selectedPort(const std::string& port, PortType type
     printLine("串口未初始化 请先调用getPortWithIsSpO2方法", PrintedText::fixed);
     return;
   }
+  // Going on after a match lets the last of several win.
   for (const auto& candidate : *ports) {
     if (candidate->name() != port) continue;
     if (type == PortType::device) devicePort = candidate;
@@ -156,6 +160,7 @@ bool StressECGDeviceManager::openPort(PortType type) {
 }
 
 void StressECGDeviceManager::closePort() {
+  // The ports of the monitor and the oximeter stay open: they go on measuring when the exercise has ended.
   if (devicePort) devicePort->close();
 }
 
@@ -211,6 +216,8 @@ void StressECGDeviceManager::clearBP(bool isPeripheral) {
 }
 
 void StressECGDeviceManager::startSpO2(PortType type) {
+  // requestSpO2() rather than the devices' startSpO2(): the monitor has one SpO2 command, and every role is
+  // treated as the monitor is.
   switch (type) {
     case PortType::device:
       if (currentDevice) currentDevice->requestSpO2();
@@ -229,9 +236,10 @@ void StressECGDeviceManager::stopSpO2(PortType type) {
   switch (type) {
     case PortType::device:
     case PortType::SpO2:
+      // Nothing to send: an exercise device answers once, an oximeter reports for as long as it is connected.
       return;
     case PortType::BP:
-      // The monitor has one SpO2 command, which starts and stops its readings.
+      // The monitor's one SpO2 command is sent to start and to stop alike.
       if (BPD) BPD->requestSpO2();
       return;
   }

@@ -38,7 +38,7 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
   using Devices = std::vector<std::shared_ptr<KivStressDevice>>;
   using Names = std::vector<std::string>;
 
-  /// The one manager, made on first use with the catalogue of real devices.
+  /// The one manager, made on first use with the catalogue of real devices; it lives as long as the process.
   static StressECGDeviceManager& share();
 
   /// A manager of its own, for a program that brings another catalogue. Drivers that report through the
@@ -53,12 +53,14 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
 
   /// The kinds of exercise device: "Treadmill", "Ergometer".
   Names getDeivceType() const;
-  /// New devices of that kind, in the catalogue's order; none for a text that is not exactly a kind.
+  /// New devices of that kind, in the catalogue's order, which become `devices`; none, and `devices` as they
+  /// were, for a text that is not exactly a kind.
   std::optional<Devices> getDeviceByType(const std::string& type);
-  /// New pulse oximeters.
+  /// New pulse oximeters for a serial port, which become `SpO2Devices`; never none.
   std::optional<Devices> getSpO2Devices();
-  /// The names of the ports, as first read or last refreshed. The first call also starts a refresh every 2.0
-  /// s on the calling thread's run loop; nothing ends it.
+  /// The names of the ports, as first read or last refreshed; an empty list when there is no port. `isSpO2`
+  /// says for whom: while it is true, refreshes serve `getPortsNameWithSpO2` too. The first call also starts
+  /// a refresh every 2.0 s on the calling thread's run loop; nothing ends it.
   Names getPort(bool isSpO2);
   /// One refresh: reads the port list anew and tells the closures when it changed.
   void port();
@@ -66,50 +68,65 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
   /// choice stays as it is. Returns the chosen device of the role, null when there is none and always for
   /// `BP`, whose device is made by `selectedPort`.
   std::shared_ptr<KivStressDevice> getSelected(const std::string& device, PortType type);
-  /// Chooses the port with that name for the role; for `BP` also makes the blood-pressure monitor. Opens
+  /// Chooses the port with that name for the role; for `BP` also makes a new blood-pressure monitor. Opens
   /// nothing. An unknown name changes nothing; an empty one, or one before the first `getPort`, only prints a
-  /// text.
+  /// text on standard output.
   void selectedPort(const std::string& port, PortType type);
-  /// Binds the role's port to the role's device, applies the line settings and opens. The answer says whether
-  /// there was something to open (an oximeter without a port counts); that the port is open is reported
-  /// later.
+  /// Binds the role's port to the role's device, applies the line settings (speed, stop bits, no parity) and
+  /// opens. The answer says whether the role had its device and its port (an oximeter needs no port); that
+  /// the port is open is reported later, to its delegate. A device without stop bits or parity leaves the
+  /// port closed; a negative number of stop bits stops the process.
   bool openPort(PortType type);
-  /// Closes the exercise device's port. The other ports stay as they are.
+  /// Closes the exercise device's port, if one was chosen. The other ports stay as they are.
   void closePort();
 
   /// @}
-  /// @name Commands to the exercise device
+  /// @name Commands to the exercise device; without one they do nothing
   /// @{
 
+  /// Starts the belt or the exercise test.
   void startStressDevice();
+  /// Stops the belt or ends the exercise test.
   void stopStressDevice();
-  /// Treadmill: km/h and percent. Ergometer: watts, grade ignored. Limits are the drivers' business.
+  /// Treadmill: km/h and percent. Ergometer: watts, grade ignored. Every value is passed on as it is: limits
+  /// are the drivers' business, which may stop the process for what is no number of their protocol.
   void setLoad(float kmph_or_power, float grade);
+  /// Asks for the current speed and grade, or power.
   void requestLoad();
+  /// Asks for the device's state; `deviceIsReadyWithIsReady` is the answer.
   void deviceState();
 
   /// @}
   /// @name Blood pressure: the separate monitor (true) or the exercise device's own unit (false)
+  /// A command to the separate monitor sets `isTango`, monitor or not, and binds `BPPort` to the monitor
+  /// first. Without the device it does nothing else.
   /// @{
 
+  /// Starts a measurement. The exercise device, too, is bound to its port first.
   void startBP(bool isPeripheral);
+  /// Aborts a running measurement.
   void breakBP(bool isPeripheral);
+  /// Asks for the last measurement's result.
   void requestBP(bool isPeripheral);
-  /// The other way round than its neighbours: false clears the separate monitor, true does nothing.
+  /// Clears the stored measurement. The other way round than its neighbours: false clears the separate
+  /// monitor, true does nothing.
   void clearBP(bool isPeripheral);
 
   /// @}
   /// @name Oxygen saturation
   /// @{
 
-  /// A type that is none of the three stops the process.
+  /// Asks the role's device for its saturation. Does nothing without one; a type that is none of the three
+  /// stops the process.
   void startSpO2(PortType type);
-  /// The same.
+  /// For `BP` the same as `startSpO2`, for the other roles nothing at all; a type that is none of the three
+  /// stops the process.
   void stopSpO2(PortType type);
-  /// True when there is a Bluetooth oximeter and this is its name.
+  /// True when `peripheral` has a name and this is exactly it.
   bool isSpO2Bluetooth(const std::string& name) const;
+  /// The name of `peripheral`; none without one, or while it has no name.
   std::optional<std::string> getSpO2BlueToothName() const;
-  /// Asks the central to connect the Bluetooth oximeter; nothing happens unless both exist.
+  /// Asks `btManager` to connect `peripheral`; nothing happens unless both exist.
   void connectBluetoothSpO2();
 
   /// @}
@@ -143,9 +160,9 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
   /// The same for the chooser of the oximeter's port; served only after `getPort(true)`.
   Names portNamesWithSpO2;
   std::function<void(const Names&)> getPortsNameWithSpO2;
-  /// A blood-pressure command has gone to the separate monitor; never becomes false again.
+  /// A blood-pressure command was meant for the separate monitor; never becomes false again.
   bool isTango = false;
-  /// The refresh timer.
+  /// The refresh timer; null before the first `getPort`.
   std::shared_ptr<Timer> timer;
   /// The central and the oximeter that `connectBluetoothSpO2` uses; the host supplies both.
   std::shared_ptr<BluetoothCentral> btManager;

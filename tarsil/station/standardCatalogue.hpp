@@ -4,7 +4,8 @@
 
 namespace tarsil {
 
-/// Every model that the library drives, with its line settings and what it can do.
+/// Every model that the library drives, with its line settings and what it can do. Makes no device; any
+/// thread.
 DeviceCatalogue standardCatalogue();
 
 }  // namespace tarsil

@@ -3,8 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <chrono>
+#include <cmath>
+#include <limits>
 #include <map>
+#include <thread>
 
 #include "simulators/bluetooth/ScriptedCentral.hpp"
 #include "simulators/scripted/ScriptedTerminal.hpp"
@@ -15,6 +19,7 @@
 #include "tarsil/serial/ORSSerialPortManager.hpp"
 #include "tarsil/support/Error.hpp"
 #include "tests/core/sharedTime.hpp"
+#include "tests/helpers/FatalStop.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
 
@@ -72,14 +77,19 @@ ExerciseDeviceSettings exercise(std::string name, std::int64_t baud) {
           .actualLoad = true};
 }
 
+SpO2DeviceSettings oximeter(std::string name, std::int64_t baud) {
+  return {.SpO2 = std::move(name), .baud = baud, .databits = 8, .stopbits = 1, .parity = 0};
+}
+
 DeviceCatalogue notingCatalogue() {
   return {
       .treadmills = {modelOf<NotingDevice>(exercise("Belt", 4800)),
                      modelOf<NotingDevice>(exercise("Twin", 4800)),
                      modelOf<NotingDevice>(exercise("Twin", 9600))},
       .ergometers = {modelOf<NotingDevice>(exercise("Bicycle", 38400))},
-      .oximeters = {modelOf<NotingDevice>(
-          SpO2DeviceSettings{.SpO2 = "Finger", .baud = 1200, .databits = 8, .stopbits = 1, .parity = 0})},
+      .oximeters = {modelOf<NotingDevice>(oximeter("Finger", 1200)),
+                    modelOf<NotingDevice>(oximeter("Pair", 1200)),
+                    modelOf<NotingDevice>(oximeter("Pair", 2400))},
       .bloodPressureMonitor = modelOf<NotingDevice>(BPDeviceSettings{
           .BP = 9600, .databits = 8, .stopbits = 1, .parity = 0, .autoSend = true, .canStopBP = true}),
   };
@@ -215,12 +225,34 @@ TEST_F(StressECGDeviceManagerTest, BuildsTheOximeterListWhenItChoosesFromIt) {
   const auto chosen = manager_->getSelected("Finger", PortType::SpO2);
   ASSERT_NE(chosen, nullptr);
   EXPECT_EQ(manager_->SpO2D, chosen);
-  EXPECT_THAT(manager_->SpO2Devices, ElementsAre(chosen));
+  ASSERT_EQ(manager_->SpO2Devices.size(), 3U);
+  EXPECT_EQ(manager_->SpO2Devices[0], chosen);
   EXPECT_THAT(printed_.diagnostic(), ElementsAre("chosen SpO2 device: Finger"));
+  EXPECT_THAT(printed_.fixed(), IsEmpty());
+}
 
-  EXPECT_EQ(manager_->getSelected("Toe", PortType::SpO2), chosen);
-  EXPECT_THAT(*manager_->getSpO2Devices(), testing::Not(testing::Contains(chosen)));
+TEST_F(StressECGDeviceManagerTest, ChoosesFromTheOximeterListThatThereIs) {
+  const auto first = manager_->getSpO2Devices();
+  ASSERT_TRUE(first);
+  EXPECT_EQ(manager_->SpO2Devices, *first);
+  EXPECT_EQ(manager_->SpO2D, nullptr);
+  EXPECT_EQ(manager_->getSelected("Finger", PortType::SpO2), first->at(0));
+  EXPECT_EQ(manager_->SpO2Devices, *first);
+  EXPECT_EQ(manager_->currentDevice, nullptr);
+
+  const auto second = manager_->getSpO2Devices();
+  EXPECT_EQ(manager_->SpO2Devices, *second);
+  EXPECT_NE(second->at(0), first->at(0));
+  EXPECT_EQ(manager_->SpO2D, first->at(0)) << "chosen before the list was built anew";
+}
+
+TEST_F(StressECGDeviceManagerTest, ChoosesTheLastOfSeveralOximetersAndKeepsTheChoiceWhenNothingMatches) {
+  const auto chosen = manager_->getSelected("Pair", PortType::SpO2);
+  EXPECT_EQ(chosen, manager_->SpO2Devices.at(2));
+  const auto printed = printed_.diagnostic();
+  EXPECT_EQ(manager_->getSelected("pair", PortType::SpO2), chosen);
   EXPECT_EQ(manager_->SpO2D, chosen);
+  EXPECT_EQ(printed_.diagnostic(), printed) << "nothing was chosen";
 }
 
 TEST_F(StressECGDeviceManagerTest, HasNoMonitorToChoose) {
@@ -228,6 +260,10 @@ TEST_F(StressECGDeviceManagerTest, HasNoMonitorToChoose) {
   manager_->getPort(false);
   manager_->selectedPort("a", PortType::BP);
   EXPECT_EQ(manager_->getSelected("monitor", PortType::BP), nullptr);
+  manager_->getDeviceByType("Treadmill");
+  EXPECT_EQ(manager_->getSelected("Belt", PortType::BP), nullptr);
+  EXPECT_EQ(manager_->currentDevice, nullptr);
+  EXPECT_NE(manager_->BPD, nullptr) << "there is one all the same";
 }
 
 TEST_F(StressECGDeviceManagerTest, ListsThePortsByNameAsFirstRead) {
@@ -249,6 +285,41 @@ TEST_F(StressECGDeviceManagerTest, StartsOneRefreshEvenWithoutPorts) {
   EXPECT_TRUE(timer->isValid());
   manager_->getPort(true);
   EXPECT_EQ(manager_->timer, timer);
+}
+
+TEST_F(StressECGDeviceManagerTest, TellsOfThePortsThatWereThereWithTheFirstRefresh) {
+  plugIn("a");
+  std::vector<Names> reported;
+  manager_->getPortsName = [&](const Names& names) { reported.push_back(names); };
+  manager_->getPortsNameWithSpO2 = manager_->getPortsName;
+  EXPECT_THAT(manager_->getPort(true), ElementsAre("a"));
+  EXPECT_THAT(manager_->portNames, IsEmpty()) << "asking is no report";
+  EXPECT_THAT(manager_->portNamesWithSpO2, IsEmpty());
+  time().advance(1999ms);
+  EXPECT_THAT(reported, IsEmpty());
+  time().advance(1ms);
+  EXPECT_THAT(reported, ElementsAre(Names{"a"}, Names{"a"}));
+}
+
+TEST_F(StressECGDeviceManagerTest, GoesOnRefreshingWhenThePortIsClosed) {
+  plugIn("a");
+  manager_->getPort(false);
+  manager_->selectedPort("a", PortType::device);
+  manager_->closePort();
+  plugIn("b");
+  time().advance(2s);
+  EXPECT_THAT(manager_->portNames, ElementsAre("a", "b"));
+  EXPECT_TRUE(manager_->timer->isValid());
+}
+
+TEST_F(StressECGDeviceManagerTest, RefreshesOnTheRunLoopOfTheThreadThatAskedFirst) {
+  plugIn("a");
+  std::thread([&] { manager_->getPort(false); }).join();
+  ASSERT_NE(manager_->timer, nullptr);
+  EXPECT_FALSE(manager_->timer->isValid()) << "its run loop went with the thread";
+  EXPECT_THAT(manager_->getPort(false), ElementsAre("a"));
+  time().advance(10s);
+  EXPECT_THAT(manager_->portNames, IsEmpty()) << "there is a timer, so no other one was started";
 }
 
 TEST_F(StressECGDeviceManagerTest, RefreshesEveryTwoSeconds) {
@@ -281,6 +352,28 @@ TEST_F(StressECGDeviceManagerTest, ReportsAReplacedNameAndALostNameOnce) {
   manager_->port();
   EXPECT_THAT(reported, ElementsAre(Names{"a", "b"}, Names{"a", "c"}, Names{"a"}));
   EXPECT_EQ(manager_->portNames, Names{"a"});
+}
+
+TEST_F(StressECGDeviceManagerTest, StoresTheNewNamesBeforeItTellsTheClosure) {
+  std::vector<Names> stored;
+  manager_->getPortsName = [&](const Names&) { stored.push_back(manager_->portNames); };
+  plugIn("a");
+  manager_->port();
+  EXPECT_THAT(stored, ElementsAre(Names{"a"}));
+  EXPECT_EQ(manager_->ports->size(), 1U);
+}
+
+TEST_F(StressECGDeviceManagerTest, LetsAClosureReplaceItselfWhileItRuns) {
+  std::vector<std::string> story;
+  manager_->getPortsName = [&, mark = std::make_shared<std::string>("first")](const Names&) {
+    manager_->getPortsName = [&story](const Names&) { story.emplace_back("second"); };
+    story.push_back(*mark);
+  };
+  plugIn("a");
+  manager_->port();
+  plugIn("b");
+  manager_->port();
+  EXPECT_THAT(story, ElementsAre("first", "second"));
 }
 
 TEST_F(StressECGDeviceManagerTest, TakesAReorderedListForTheSame) {
@@ -328,6 +421,53 @@ TEST_F(StressECGDeviceManagerTest, PrintsATextWhenPortsWereNeverListedOrTheNameI
   EXPECT_EQ(manager_->BPD, nullptr);
   EXPECT_THAT(printed_.fixed(), ElementsAre("串口未初始化 请先调用getPortWithIsSpO2方法",
                                             "串口未初始化 请先调用getPortWithIsSpO2方法"));
+  EXPECT_THAT(printed_.diagnostic(), IsEmpty());
+}
+
+TEST_F(StressECGDeviceManagerTest, KeepsTheChosenPortsWhenANameIsEmptyOrUnknown) {
+  plugIn("a");
+  manager_->getPort(false);
+  for (const PortType type : {PortType::device, PortType::BP, PortType::SpO2}) {
+    manager_->selectedPort("a", type);
+  }
+  const auto monitor = manager_->BPD;
+  for (const PortType type : {PortType::device, PortType::BP, PortType::SpO2}) {
+    manager_->selectedPort("", type);
+    manager_->selectedPort("A", type);
+  }
+  EXPECT_EQ(manager_->devicePort, portNamed("a"));
+  EXPECT_EQ(manager_->BPPort, portNamed("a"));
+  EXPECT_EQ(manager_->SpO2Port, portNamed("a"));
+  EXPECT_EQ(manager_->BPD, monitor);
+  EXPECT_EQ(printed_.fixed().size(), 3U) << "an unknown name is ignored in silence";
+}
+
+int monitorsMade = 0;
+
+class CountedMonitor : public KivStressDevice {
+ public:
+  explicit CountedMonitor(const BPDeviceSettings& settings) : KivStressDevice(settings) { ++monitorsMade; }
+};
+
+TEST_F(StressECGDeviceManagerTest, ChoosesTheLastOfSeveralPortsAndMakesAMonitorForEachMatch) {
+  plugIn("a");
+  plugIn("b");
+  DeviceCatalogue catalogue{.treadmills = {},
+                            .ergometers = {},
+                            .oximeters = {},
+                            .bloodPressureMonitor = modelOf<CountedMonitor>(BPDeviceSettings{})};
+  manager_ = std::make_shared<StressECGDeviceManager>(std::move(catalogue));
+  manager_->getPort(false);
+  const auto twin = ORSSerialPort::serialPortWithDevice(portNamed("a")->device());
+  manager_->ports->push_back(twin);
+  monitorsMade = 0;
+  for (const PortType type : {PortType::device, PortType::BP, PortType::SpO2}) {
+    manager_->selectedPort("a", type);
+  }
+  EXPECT_EQ(manager_->devicePort, twin);
+  EXPECT_EQ(manager_->BPPort, twin);
+  EXPECT_EQ(manager_->SpO2Port, twin);
+  EXPECT_EQ(monitorsMade, 2);
 }
 
 TEST_F(StressECGDeviceManagerTest, BindsPortsToRolesByName) {
@@ -341,11 +481,11 @@ TEST_F(StressECGDeviceManagerTest, BindsPortsToRolesByName) {
   EXPECT_EQ(manager_->devicePort, portNamed("a"));
   EXPECT_EQ(manager_->BPPort, portNamed("b"));
   EXPECT_EQ(manager_->SpO2Port, portNamed("c"));
-  EXPECT_FALSE(manager_->devicePort->isOpen());
-
-  manager_->selectedPort("nothing", PortType::device);
-  EXPECT_EQ(manager_->devicePort, portNamed("a"));
   EXPECT_THAT(operations, IsEmpty());
+  for (const auto* name : {"a", "b", "c"}) {
+    EXPECT_FALSE(portNamed(name)->isOpen());
+    EXPECT_EQ(portNamed(name)->delegate().lock(), nullptr);
+  }
 }
 
 TEST_F(StressECGDeviceManagerTest, MakesANewMonitorForEachChoiceOfItsPort) {
@@ -377,6 +517,28 @@ TEST_F(StressECGDeviceManagerTest, OpensWithTheLineSettingsOfTheDevice) {
   EXPECT_EQ(port.parity(), ORSSerialPortParity::None);  // the device says Even
   EXPECT_EQ(port.numberOfDataBits(), 8U);
   EXPECT_EQ(manager_->currentDevice->port, std::nullopt);
+}
+
+TEST_F(StressECGDeviceManagerTest, BindsThenAppliesTheLineSettingsThenOpens) {
+  plugIn("a");
+  manager_->getDeviceByType("Treadmill");
+  manager_->getPort(false);
+  manager_->getSelected("Belt", PortType::device);
+  manager_->selectedPort("a", PortType::device);
+  ORSSerialPort& port = *manager_->devicePort;
+  port.setParity(ORSSerialPortParity::Odd);
+  port.setNumberOfDataBits(7);
+  std::vector<Observation> observations;
+  for (const auto* key :
+       {"delegate", "baudRate", "numberOfStopBits", "numberOfDataBits", "parity", "isOpen"}) {
+    observations.push_back(
+        port.observe(key, [](const KeyChange& change) { operations.push_back(change.key); }));
+  }
+  EXPECT_TRUE(manager_->openPort(PortType::device));
+  EXPECT_THAT(operations, ElementsAre("Belt: bind a", "baudRate", "numberOfStopBits", "parity", "isOpen"));
+  EXPECT_EQ(port.parity(), ORSSerialPortParity::None);
+  EXPECT_EQ(port.numberOfDataBits(), 7U) << "the port's own";
+  EXPECT_EQ(port.delegate().lock(), nullptr) << "the device's business, never the manager's";
 }
 
 TEST_F(StressECGDeviceManagerTest, OpensEachRoleWithItsOwnDevice) {
@@ -439,7 +601,13 @@ TEST_F(StressECGDeviceManagerTest, StopsOnANegativeNumberOfStopBits) {
   manager_->getSelected("Belt", PortType::device);
   manager_->selectedPort("a", PortType::device);
   manager_->currentDevice->stopbits = -1;
-  EXPECT_DEATH(manager_->openPort(PortType::device), "negative number of stop bits: -1");
+  EXPECT_DEATH(manager_->openPort(PortType::device),
+               "^tarsil: fatal error: negative number of stop bits: -1\n$");
+
+  EXPECT_EQ(fatalReason([&] { manager_->openPort(PortType::device); }), "negative number of stop bits: -1");
+  EXPECT_THAT(operations, ElementsAre("Belt: bind a"));
+  EXPECT_EQ(manager_->devicePort->baudRate(), 19200U) << "before any setting";
+  EXPECT_EQ(terminal("a").count(ScriptedTerminal::Call::open), 0U);
 }
 
 TEST_F(StressECGDeviceManagerTest, ClosesOnlyThePortOfTheExerciseDevice) {
@@ -503,7 +671,31 @@ TEST_F(SessionCommandsTest, AreDroppedWithoutADevice) {
   EXPECT_THAT(printed_.diagnostic(), IsEmpty());
 }
 
+TEST_F(SessionCommandsTest, PassEveryLoadOnUnchanged) {
+  constexpr float infinity = std::numeric_limits<float>::infinity();
+  class LoadTaker : public KivStressDevice {
+   public:
+    std::vector<std::uint32_t> bits;
+    void setLoad(float kmph_or_power, float grade) override {
+      bits.push_back(std::bit_cast<std::uint32_t>(kmph_or_power));
+      bits.push_back(std::bit_cast<std::uint32_t>(grade));
+    }
+  };
+  const auto taker = std::make_shared<LoadTaker>();
+  manager_->currentDevice = taker;
+  std::vector<std::uint32_t> sent;
+  for (const float value : {-1.0F, -0.0F, 0.1F, 1e-45F, 3.4028235e38F, infinity, -infinity, std::nanf("")}) {
+    manager_->setLoad(value, 2.5F);
+    manager_->setLoad(2.5F, value);
+    const auto bits = std::bit_cast<std::uint32_t>(value);
+    const auto other = std::bit_cast<std::uint32_t>(2.5F);
+    sent.insert(sent.end(), {bits, other, other, bits});
+  }
+  EXPECT_EQ(taker->bits, sent);
+}
+
 TEST_F(SessionCommandsTest, BindTheMonitorBeforeEachOfItsCommands) {
+  chooseExerciseDevice();
   chooseMonitor();
   manager_->startBP(true);
   manager_->breakBP(true);
@@ -513,8 +705,23 @@ TEST_F(SessionCommandsTest, BindTheMonitorBeforeEachOfItsCommands) {
                                       "monitor: breakBP", "monitor: bind b", "monitor: requestBP"));
 }
 
+TEST_F(SessionCommandsTest, NeverForgetThatTheMonitorWasMeant) {
+  chooseExerciseDevice();
+  chooseMonitor();
+  manager_->startBP(true);
+  manager_->startBP(false);
+  manager_->breakBP(false);
+  manager_->requestBP(false);
+  manager_->clearBP(true);
+  manager_->stopSpO2(PortType::BP);
+  manager_->closePort();
+  manager_->selectedPort("b", PortType::BP);
+  EXPECT_TRUE(manager_->isTango);
+}
+
 TEST_F(SessionCommandsTest, BindTheExerciseDeviceOnlyToStartItsMeasurement) {
   chooseExerciseDevice();
+  chooseMonitor();
   manager_->startBP(false);
   manager_->breakBP(false);
   manager_->requestBP(false);
@@ -583,8 +790,48 @@ TEST_F(SessionCommandsTest, AskEachRoleForSaturationAndStopOnlyTheMonitor) {
 }
 
 TEST_F(SessionCommandsTest, StopTheProcessOnARoleThatDoesNotExist) {
-  EXPECT_DEATH(manager_->startSpO2(static_cast<PortType>(3)), "unexpected value of PortType: 3");
-  EXPECT_DEATH(manager_->stopSpO2(static_cast<PortType>(-1)), "unexpected value of PortType: -1");
+  EXPECT_DEATH(manager_->startSpO2(static_cast<PortType>(3)),
+               "^tarsil: fatal error: unexpected value of PortType: 3\n$");
+  EXPECT_DEATH(manager_->startSpO2(static_cast<PortType>(-1)), "unexpected value of PortType: -1\n$");
+  EXPECT_DEATH(manager_->stopSpO2(static_cast<PortType>(3)), "unexpected value of PortType: 3\n$");
+  EXPECT_DEATH(manager_->stopSpO2(static_cast<PortType>(-1)), "unexpected value of PortType: -1\n$");
+}
+
+TEST_F(SessionCommandsTest, DoNothingElseWithARoleThatDoesNotExist) {
+  constexpr auto none = static_cast<PortType>(3);
+  chooseExerciseDevice();
+  EXPECT_EQ(manager_->getSelected("Belt", none), nullptr);
+  manager_->selectedPort("b", none);
+  EXPECT_EQ(manager_->devicePort, portNamed("a"));
+  EXPECT_FALSE(manager_->openPort(none));
+  EXPECT_THAT(operations, IsEmpty());
+}
+
+TEST_F(SessionCommandsTest, AnswerThePortForFourOfItsCallsOnly) {
+  using enum ORSSerialPortDelegate::Selector;
+  const ORSSerialPortDelegateRef reference = manager_;
+  std::vector<ORSSerialPortDelegate::Selector> answered;
+  for (const auto selector :
+       {serialPortWasRemovedFromSystem, serialPortDidReceiveData, serialPortDidReceivePacket,
+        serialPortDidReceiveResponse, serialPortRequestDidTimeout, serialPortDidEncounterError,
+        serialPortWasOpened, serialPortWasClosed}) {
+    if (reference.respondingTo(selector)) answered.push_back(selector);
+  }
+  EXPECT_THAT(answered, ElementsAre(serialPortWasRemovedFromSystem, serialPortDidReceiveData,
+                                    serialPortDidEncounterError, serialPortWasOpened));
+}
+
+TEST_F(SessionCommandsTest, KeepAPortsNewsFromAHostThatDoesNotAnswer) {
+  RecordingHost host;
+  host.answerOnly({});
+  const auto port = portNamed("a");
+  for (const KivStressPortDelegateRef& delegate :
+       {KivStressPortDelegateRef(host), KivStressPortDelegateRef()}) {
+    manager_->delegate = delegate;
+    manager_->serialPortWasOpened(*port);
+    manager_->serialPortWasRemovedFromSystem(*port);
+  }
+  EXPECT_THAT(host.calls(), IsEmpty());
 }
 
 TEST_F(SessionCommandsTest, PassAPortsNewsOnWhenTheHostMadeTheManagerItsDelegate) {
