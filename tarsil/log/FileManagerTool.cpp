@@ -92,6 +92,7 @@ void FileManagerTool::writeFile(const std::string& str) {
     // The C library ignores the "d"; the log has always been opened so.
     state_->logFile = std::fopen(getRootPath().c_str(), "wd");
   }
+  // A log that cannot be written is no reason to disturb a test that runs: its records are lost in silence.
   if (state_->logFile == nullptr) return;
 
   // Characters are counted, bytes are written: the format of this log cuts text outside ASCII short, and its
@@ -101,6 +102,8 @@ void FileManagerTool::writeFile(const std::string& str) {
 }
 
 void FileManagerTool::createPath() {
+  // In the home, although the file goes to the documents directory: where the user has moved that one, its
+  // "DeviceFile" has to be there already.
   const std::string path = UserFolders::shared()->home() + "/Documents" + folderName;
   std::error_code error;
   std::filesystem::create_directories(path, error);

@@ -4,10 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 
 #include "tarsil/platform/UserFolders.hpp"
 #include "tarsil/runtime/Clock.hpp"
@@ -21,7 +25,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 /// Time stands at 2024-03-01 14:05:09.
 class FileManagerToolTest : public testing::Test {
@@ -150,7 +153,9 @@ TEST_F(FileManagerToolTest, AFolderThatCannotBeCreatedIsPrintedOnceAndLoggingCar
   std::ofstream(user.documents()) << "a file where a folder should be";
   tool.writeFile("a");
   tool.writeFile("b");
-  EXPECT_THAT(printed.diagnostic(), ElementsAre(StartsWith("cannot create " + user.logs().string() + ": ")));
+  EXPECT_THAT(printed.diagnostic(),
+              ElementsAre("cannot create " + user.logs().string() + ": Not a directory"));
+  EXPECT_THAT(printed.fixed(), IsEmpty());
   time.advance(3s);
   EXPECT_EQ(contentsOf(user.documents()), "a file where a folder should be");
 }
@@ -222,6 +227,63 @@ TEST_F(FileManagerToolTest, StampsTheCurrentTimeWithASuffix) {
   EXPECT_EQ(FileManagerTool::cdf(""), "2024-03-01 14:05:09");
   time.advance(10h);
   EXPECT_EQ(FileManagerTool::cdf(".log"), "2024-03-02 00:05:09.log");
+}
+
+/// The time zone of the process, as long as this exists.
+class TimeZone {
+ public:
+  explicit TimeZone(const char* zone) {
+    if (const char* before = std::getenv("TZ")) before_ = before;
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+  ~TimeZone() {
+    if (before_) {
+      setenv("TZ", before_->c_str(), 1);
+    } else {
+      unsetenv("TZ");
+    }
+    tzset();
+  }
+  TimeZone(const TimeZone&) = delete;
+  TimeZone& operator=(const TimeZone&) = delete;
+
+ private:
+  std::optional<std::string> before_;
+};
+
+TEST(FileManagerToolTimeTest, StampsTheLocalTime) {
+  const auto date = std::chrono::system_clock::from_time_t(1709301909);  // 2024-03-01 14:05:09 UTC
+  const auto* stamp = "yyyy-MM-dd HH:mm:ss";
+  {
+    const TimeZone zone("EAST-10:30");
+    EXPECT_EQ(FileManagerTool::currentDateToStringWithFormatter(date, stamp), "2024-03-02 00:35:09");
+  }
+  const TimeZone zone("WEST5");
+  EXPECT_EQ(FileManagerTool::currentDateToStringWithFormatter(date, stamp), "2024-03-01 09:05:09");
+}
+
+TEST_F(FileManagerToolTest, FlushesOnTheRunLoopOfTheThreadThatWrote) {
+  std::thread([&] { tool.writeFile("abc"); }).join();
+  time.advance(1h);
+  EXPECT_EQ(onDisk(), "") << "that thread ran no loop";
+  tool.writeFile("def");
+  time.advance(1h);
+  EXPECT_EQ(onDisk(), "") << "a flush that will never come is still pending";
+  tool.fileFlush();
+  EXPECT_EQ(onDisk(), "\n2024-03-01 14:05:09->abc\n2024-03-01 15:05:09->def");
+}
+
+using FileManagerToolDeathTest = FileManagerToolTest;
+
+TEST_F(FileManagerToolDeathTest, TheEndOfTheProcessWritesWhatTheSharedToolHas) {
+  EXPECT_EXIT(
+      {
+        FileManagerTool::share().writeFile("abc");
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_EQ(onDisk(), "\n2024-03-01 14:05:09->abc");
 }
 
 TEST(FileManagerToolShareTest, IsOneToolForEverybody) {
