@@ -1,6 +1,7 @@
 #include "tarsil/support/Error.hpp"
 
 #include <system_error>
+#include <utility>
 
 namespace tarsil {
 

@@ -191,6 +191,8 @@ TEST(ConvertHexStrToDataTest, ReadsAHexadecimalPrefixAsItsZero) {
 TEST(ConvertHexStrToDataTest, CutsBetweenCharactersNotBytes) {
   EXPECT_THAT(BinaryDecimalHex::convertHexStrToData("41串口0D"), Optional(Bytes{0x41, 0x41, 0x0D}));
   EXPECT_THAT(BinaryDecimalHex::convertHexStrToData("4串0D"), Optional(Bytes{0x04, 0x0D}));
+  EXPECT_THAT(BinaryDecimalHex::convertHexStrToData("4é0D"), Optional(Bytes{0x04, 0x0D}))
+      << "four characters in five bytes";
   EXPECT_THAT(BinaryDecimalHex::convertHexStrToData("串410D"), Optional(Bytes{0x00, 0x41, 0x0D}))
       << "odd length";
 }

@@ -87,13 +87,16 @@ class StuckProcess {
     char word = 0;
     return read(pipe_[0], &word, 1) == 1;
   }
-  /// Waits until the kernel calls the process sleeping; one that uses the processor never is.
-  void awaitSleep() const {
-    for (char state = 0; state != 'S'; std::this_thread::yield()) {
+  /// Waits until the kernel calls the process sleeping; one that uses the processor never is. False when it
+  /// has ended instead.
+  bool awaitSleep() const {
+    for (char state = 0; state != 'Z'; std::this_thread::yield()) {
       std::ifstream stat("/proc/" + std::to_string(child_) + "/stat");
       stat.ignore(std::numeric_limits<std::streamsize>::max(), ')');
       stat >> state;
+      if (state == 'S') return true;
     }
+    return false;
   }
 
  private:
@@ -111,11 +114,11 @@ TEST_F(ProcessTest, NeverReturnSleepsThroughSignals) {
   const StuckProcess process;
   ASSERT_TRUE(process.awaitWord()) << "ready";
   for (int signals = 0; signals < 3; ++signals) {
-    process.awaitSleep();
+    ASSERT_TRUE(process.awaitSleep()) << "returned after " << signals << " signals";
     process.interrupt();
-    ASSERT_TRUE(process.awaitWord()) << "returned after " << signals << " signals";
+    ASSERT_TRUE(process.awaitWord()) << "ended by signal " << signals;
   }
-  process.awaitSleep();
+  EXPECT_TRUE(process.awaitSleep());
 }
 
 TEST_F(ProcessTest, PrintLineWritesTheTextAndALineEndToStandardOutput) {
