@@ -196,6 +196,10 @@ TEST(KivBicycleTest, IgnoresEveryOperation) {
   bicycle->emergencyStopRecover();
   bicycle->requestStatus();
   bicycle->deviceState();
+  port.deliver(Bytes{1, 2, 3});
+  port.close();
+  port.open();
+  port.remove();
 
   EXPECT_THAT(port.sent(), IsEmpty());
   EXPECT_THAT(host.calls(), IsEmpty());

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <typeindex>
 #include <vector>
@@ -39,7 +40,7 @@ TEST(ShareTest, OffersTheRealDevices) {
 }
 
 TEST(ShareTest, MakesARealMonitorForItsPort) {
-  VirtualTime& time = *new VirtualTime;  // the shared port manager lives in it to the end
+  static VirtualTime& time = *new VirtualTime;  // the shared port manager lives in it to the end
   const auto registry = std::make_shared<VirtualDeviceRegistry>();
   SerialDeviceRegistry::exchangeShared(registry);
   registry->add("/dev/none", "monitor");
