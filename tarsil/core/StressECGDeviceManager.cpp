@@ -51,9 +51,12 @@ void openWithSettings(const KivStressDevice& device, ORSSerialPort& port) {
   port.open();
 }
 
-void bindAndOpen(KivStressDevice& device, const std::shared_ptr<ORSSerialPort>& port) {
-  device.setSerialPort(port);
-  openWithSettings(device, *port);
+void bindAndOpen(KivStressDevice& device, ORSSerialPort& port) {
+  // The host may observe the port, and choose others when it hears of this one.
+  const auto keptDevice = device.shared_from_this();
+  const auto keptPort = port.shared_from_this();
+  device.setSerialPort(keptPort);
+  openWithSettings(device, port);
 }
 
 }  // namespace
@@ -144,16 +147,16 @@ void StressECGDeviceManager::selectedPort(const std::string& port, PortType type
 
 bool StressECGDeviceManager::openPort(PortType type) {
   if (type == PortType::device && devicePort && currentDevice) {
-    bindAndOpen(*currentDevice, devicePort);
+    bindAndOpen(*currentDevice, *devicePort);
     return true;
   }
   if (type == PortType::BP && BPPort && BPD) {
-    bindAndOpen(*BPD, BPPort);
+    bindAndOpen(*BPD, *BPPort);
     return true;
   }
   if (type == PortType::SpO2 && SpO2D) {
     // The Bluetooth oximeter needs no port: there is nothing to open, and that is no failure.
-    if (SpO2Port) bindAndOpen(*SpO2D, SpO2Port);
+    if (SpO2Port) bindAndOpen(*SpO2D, *SpO2Port);
     return true;
   }
   return false;
@@ -164,49 +167,54 @@ void StressECGDeviceManager::closePort() {
   if (devicePort) devicePort->close();
 }
 
+// Each command holds its device until it returns: a driver may tell the host of an error within the command,
+// and the host may then choose another device.
+
 void StressECGDeviceManager::startStressDevice() {
-  if (currentDevice) currentDevice->startDeivce();
+  if (const auto device = currentDevice) device->startDeivce();
 }
 
 void StressECGDeviceManager::stopStressDevice() {
-  if (currentDevice) currentDevice->stopStressDevice();
+  if (const auto device = currentDevice) device->stopStressDevice();
 }
 
 void StressECGDeviceManager::setLoad(float kmph_or_power, float grade) {
-  if (currentDevice) currentDevice->setLoad(kmph_or_power, grade);
+  if (const auto device = currentDevice) device->setLoad(kmph_or_power, grade);
 }
 
 void StressECGDeviceManager::requestLoad() {
-  if (currentDevice) currentDevice->requestLoad();
+  if (const auto device = currentDevice) device->requestLoad();
 }
 
 void StressECGDeviceManager::deviceState() {
-  if (currentDevice) currentDevice->deviceState();
+  if (const auto device = currentDevice) device->deviceState();
 }
 
 void StressECGDeviceManager::commandMonitor(void (KivStressDevice::*command)()) {
   isTango = true;
-  if (!BPD) return;
-  BPD->setSerialPort(BPPort);
-  (*BPD.*command)();
+  const auto monitor = BPD;
+  if (!monitor) return;
+  monitor->setSerialPort(BPPort);
+  (*monitor.*command)();
 }
 
 void StressECGDeviceManager::startBP(bool isPeripheral) {
   if (isPeripheral) return commandMonitor(&KivStressDevice::startBP);
-  if (!currentDevice) return;
+  const auto device = currentDevice;
+  if (!device) return;
   // Of the commands to the built-in unit only this one binds the port again.
-  currentDevice->setSerialPort(devicePort);
-  currentDevice->startBP();
+  device->setSerialPort(devicePort);
+  device->startBP();
 }
 
 void StressECGDeviceManager::breakBP(bool isPeripheral) {
   if (isPeripheral) return commandMonitor(&KivStressDevice::breakBP);
-  if (currentDevice) currentDevice->breakBP();
+  if (const auto device = currentDevice) device->breakBP();
 }
 
 void StressECGDeviceManager::requestBP(bool isPeripheral) {
   if (isPeripheral) return commandMonitor(&KivStressDevice::requestBP);
-  if (currentDevice) currentDevice->requestBP();
+  if (const auto device = currentDevice) device->requestBP();
 }
 
 void StressECGDeviceManager::clearBP(bool isPeripheral) {
@@ -220,13 +228,13 @@ void StressECGDeviceManager::startSpO2(PortType type) {
   // treated as the monitor is.
   switch (type) {
     case PortType::device:
-      if (currentDevice) currentDevice->requestSpO2();
+      if (const auto device = currentDevice) device->requestSpO2();
       return;
     case PortType::BP:
-      if (BPD) BPD->requestSpO2();
+      if (const auto monitor = BPD) monitor->requestSpO2();
       return;
     case PortType::SpO2:
-      if (SpO2D) SpO2D->requestSpO2();
+      if (const auto oximeter = SpO2D) oximeter->requestSpO2();
       return;
   }
   unexpectedPortType(type);
@@ -240,7 +248,7 @@ void StressECGDeviceManager::stopSpO2(PortType type) {
       return;
     case PortType::BP:
       // The monitor's one SpO2 command is sent to start and to stop alike.
-      if (BPD) BPD->requestSpO2();
+      if (const auto monitor = BPD) monitor->requestSpO2();
       return;
   }
   unexpectedPortType(type);

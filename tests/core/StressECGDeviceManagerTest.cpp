@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <map>
 #include <thread>
@@ -787,6 +789,77 @@ TEST_F(SessionCommandsTest, AskEachRoleForSaturationAndStopOnlyTheMonitor) {
   manager_->stopSpO2(PortType::BP);
   EXPECT_THAT(operations, ElementsAre("monitor: requestSpO2"));
   EXPECT_FALSE(manager_->isTango);
+}
+
+/// Makes the manager forget all devices in each of its operations, as a host may that hears of an error
+/// there; then still uses itself.
+class LeavingDevice : public KivStressDevice {
+ public:
+  explicit LeavingDevice(StressECGDeviceManager& manager) : manager_(manager) {}
+  ~LeavingDevice() override { operations.emplace_back("destroyed"); }
+
+  void setSerialPort(std::shared_ptr<ORSSerialPort> newPort) override {
+    leave();
+    KivStressDevice::setSerialPort(std::move(newPort));
+  }
+  void setLoad(float /*kmph_or_power*/, float /*grade*/) override { leave(); }
+  void requestLoad() override { leave(); }
+  void startDeivce() override { leave(); }
+  void stopStressDevice() override { leave(); }
+  void startBP() override { leave(); }
+  void breakBP() override { leave(); }
+  void requestBP() override { leave(); }
+  void clearBP() override { leave(); }
+  void requestSpO2() override { leave(); }
+  void deviceState() override { leave(); }
+
+ private:
+  void leave() {
+    manager_.currentDevice = manager_.BPD = manager_.SpO2D = nullptr;
+    manager_.devicePort = manager_.BPPort = manager_.SpO2Port = nullptr;
+    operations.emplace_back("still here");
+  }
+
+  StressECGDeviceManager& manager_;
+};
+
+TEST_F(SessionCommandsTest, HoldTheirDeviceUntilTheyReturn) {
+  auto& manager = *manager_;
+  const std::vector<std::function<void()>> commands = {
+      [&] { manager.startStressDevice(); },
+      [&] { manager.stopStressDevice(); },
+      [&] { manager.setLoad(5.0F, 2.5F); },
+      [&] { manager.requestLoad(); },
+      [&] { manager.deviceState(); },
+      [&] { manager.startBP(false); },
+      [&] { manager.breakBP(false); },
+      [&] { manager.requestBP(false); },
+      [&] { manager.startBP(true); },
+      [&] { manager.breakBP(true); },
+      [&] { manager.requestBP(true); },
+      [&] { manager.clearBP(false); },
+      [&] { manager.startSpO2(PortType::device); },
+      [&] { manager.startSpO2(PortType::BP); },
+      [&] { manager.startSpO2(PortType::SpO2); },
+      [&] { manager.stopSpO2(PortType::BP); },
+      [&] { manager.openPort(PortType::device); },
+      [&] { manager.openPort(PortType::BP); },
+      [&] { manager.openPort(PortType::SpO2); },
+  };
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    SCOPED_TRACE(i);
+    operations.clear();
+    for (auto* role : {&manager.currentDevice, &manager.BPD, &manager.SpO2D}) {
+      *role = std::make_shared<LeavingDevice>(manager);
+    }
+    manager.devicePort = manager.BPPort = manager.SpO2Port = portNamed("a");
+    commands[i]();
+    // The two devices of the other roles go at once, the one that was called after its last word.
+    ASSERT_GE(operations.size(), 4U);
+    EXPECT_EQ(std::count(operations.begin(), operations.end(), "destroyed"), 3);
+    EXPECT_EQ(operations.back(), "destroyed");
+    EXPECT_EQ(operations[2], "still here") << "after the other two";
+  }
 }
 
 TEST_F(SessionCommandsTest, StopTheProcessOnARoleThatDoesNotExist) {
