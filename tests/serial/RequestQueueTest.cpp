@@ -202,6 +202,16 @@ TEST_F(RequestQueueTest, AResponseEndsTheTimeout) {
   EXPECT_THAT(takeEntries(), ElementsAre("write 01", "response a1 to 01"));
 }
 
+TEST_F(RequestQueueTest, AResponseEndsTheTimeoutForTheRequestBehindToo) {
+  const auto two = request("02", "a2");
+  requests_->send(request("01", "a1", 1.0));
+  requests_->send(two);
+  receive("a1");
+  time_.advance(seconds(10));
+  EXPECT_THAT(takeEntries(), ElementsAre("write 01", "response a1 to 01", "write 02"));
+  EXPECT_EQ(requests_->pending(), two);
+}
+
 TEST_F(RequestQueueTest, EachRequestHasATimeoutOfItsOwn) {
   requests_->send(request("01", "a1", 1.0));
   requests_->send(request("02", "a2", 1.0));
