@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <limits>
 
@@ -65,12 +66,25 @@ TEST_F(TM_400V2Test, SendsWhatTheTextOfANegativeSpeedGives) {
   EXPECT_EQ(sentFor(-0.09F), hex("02 3E 30 06 10 00 BC"));
 }
 
-// The float 0.29 is a little less than that, and the float 1.1 times ten a little more than 11.
+// The floats 1.8 and 1.9 are a little less than their texts say.
 TEST_F(TM_400V2Test, MultipliesTheDecimalText) {
   for (int tenths = 16; tenths <= 171; ++tenths) {
     const float kmph = static_cast<float>(tenths) / 10.0F;
     EXPECT_EQ(sentFor(kmph)[4], tenths) << kmph;
   }
+}
+
+// A float that lies just below a tenth, times ten as a float, would be that tenth.
+TEST_F(TM_400V2Test, MultipliesInDoublePrecision) {
+  EXPECT_EQ(sentFor(std::nextafter(1.7F, 0.0F))[4], 16);
+  EXPECT_EQ(sentFor(std::nextafter(3.7F, 0.0F))[4], 36);
+  EXPECT_EQ(sentFor(std::nextafter(13.1F, 0.0F))[4], 130);
+}
+
+// The tenths of 3.3999999 km/h are 33.999999, which as a float are 34.
+TEST_F(TM_400V2Test, ReadsTheTenthsAsAFloat) {
+  EXPECT_EQ(sentFor(std::nextafter(3.4F, 0.0F))[4], 34);
+  EXPECT_EQ(sentFor(std::nextafter(7.8F, 0.0F))[4], 78);
 }
 
 TEST_F(TM_400V2Test, SendsNoGradeWhateverItIs) {
