@@ -37,7 +37,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (whole.size() % 5 == 1) tango->requestBP();
     if (whole.size() % 5 == 2) tango->type = Tango_Type::SPO2;
     whole += *text;
-    tango->processReply(chunk);
+    try {
+      tango->processReply(chunk);
+    } catch (const ProcessStopped&) {
+      // A record of fewer than three groups has at most one end of a group.
+      const std::size_t end = whole.find("\n\r");
+      expect(end == std::string::npos || whole.find("\n\r", end + 2) == std::string::npos);
+      throw;
+    }
     if (tango->taskJoint.empty()) whole.clear();
     expect(tango->taskJoint == utf8::lastCharacters(whole, 30));
   });
