@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,14 @@ TEST_F(ErgosanaP10Test, EmptiesTheTextAfterTheHostHasHeardOfIt) {
   receive("n060\r");
   EXPECT_THAT(fields, ElementsAre("120", "060"));
   EXPECT_EQ(ergometer->result.field(), "范围越界");
+}
+
+TEST_F(ErgosanaP10Test, LetsTheHostDropItWithinAReport) {
+  const std::weak_ptr<ErgosanaP10> dropped = ergometer;
+  host.onCall([&](const RecordedCall&) { ergometer.reset(); });
+  receive("B120\r");
+  EXPECT_THAT(host.calls(), ElementsAre(ergometerPower(120)));
+  EXPECT_TRUE(dropped.expired());
 }
 
 TEST_F(ErgosanaP10Test, StartsAnewBehindAnEmptiedText) {

@@ -207,8 +207,9 @@ TYPED_TEST(P10ErgometerTest, StoresThePressuresByTheirKey) {
   EXPECT_EQ(this->ergometer->p10DBP, std::nullopt);
   EXPECT_TRUE(this->ergometer->setBPValue("U", 80));
   EXPECT_EQ(this->ergometer->p10DBP, 80.0F);
-  EXPECT_TRUE(this->ergometer->setBPValue("o", 1));
+  for (const char* key : {"o", "u", "OU", "n"}) EXPECT_TRUE(this->ergometer->setBPValue(key, 1));
   EXPECT_EQ(this->ergometer->p10SBP, 120.0F);
+  EXPECT_EQ(this->ergometer->p10DBP, 80.0F);
 }
 
 TYPED_TEST(P10ErgometerTest, TakesBothPressuresFromTheStartOfTheText) {

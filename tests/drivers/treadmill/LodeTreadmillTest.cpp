@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -274,6 +275,15 @@ TEST_F(LodeTreadmillTest, EmptiesALoadReplyBeforeTheHostHearsOfItAndOthersAfterw
   port.deliverByteByByte(acknowledgement);
   EXPECT_THAT(entries, ElementsAre(0U, acknowledgement.size()));
   EXPECT_EQ(treadmill->result.count(), 0U);
+}
+
+TEST_F(LodeTreadmillTest, LetsTheHostDropItWithinAReport) {
+  reportLoad();
+  const std::weak_ptr<LodeTreadmill> dropped = treadmill;
+  host.onCall([&](const RecordedCall&) { treadmill.reset(); });
+  reply(START, accepted);
+  EXPECT_THAT(host.calls(), ElementsAre(treadmillLoad(50, 25)));
+  EXPECT_TRUE(dropped.expired());
 }
 
 TEST_F(LodeTreadmillTest, WaitsForANewGradeThatTheHostAsksForWithinTheReport) {

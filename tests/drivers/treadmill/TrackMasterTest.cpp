@@ -332,6 +332,14 @@ TEST_F(TrackMasterTest, DropsAReplyAfterTheHostHasHeardOfIt) {
   EXPECT_EQ(treadmill->result, "");
 }
 
+TEST_F(TrackMasterTest, LetsTheHostDropItWithinAReport) {
+  const std::weak_ptr<TrackMaster> dropped = treadmill;
+  host.onCall([&](const RecordedCall&) { treadmill = std::make_shared<TrackMaster>(); });
+  port.deliver(hex("BE"));
+  EXPECT_THAT(host.calls(), ElementsAre(error("00", "Beyond the limit")));
+  EXPECT_TRUE(dropped.expired());
+}
+
 TEST_F(TrackMasterTest, DropsALoadBeforeTheHostHearsOfIt) {
   Texts results;
   host.onCall([&](const RecordedCall&) { results.push_back(treadmill->result); });

@@ -309,6 +309,16 @@ TEST_P(BPDeviceReadingTest, HasStatusFourWhenItWasFetched) {
   EXPECT_EQ(tango->type, Tango_Type::normal);
 }
 
+TEST_F(BPDeviceTest, ReadsARecordWhateverItWasLastTold) {
+  using enum Tango_Type;
+  for (const auto type : {normal, INIT, START, BREAK, FINISH, CLEAR, SPO2}) {
+    tango->type = type;
+    receive(record("+0120", "+0080"));
+    EXPECT_THAT(host.takeCalls(), ElementsAre(bloodPressure(120, 80, 0))) << rawValue(type);
+    EXPECT_EQ(tango->type, normal);
+  }
+}
+
 TEST_F(BPDeviceTest, HasTheFetchedStatusOnlyOnce) {
   tango->requestBP();
   receive(record("+0120", "+0080"));
@@ -368,6 +378,12 @@ TEST_F(BPDeviceTest, StopsTheProcessForARecordThatOtherBlanksPart) {
                "tarsil: fatal error: Tango: .* fewer than three");
 }
 
+// Three groups are enough; the third is then the text up to the end, which is no number.
+TEST_F(BPDeviceTest, ReadsARecordOfThreeGroups) {
+  receive("1234A\n\r+0120\n\r+0080  +0095\t\t");
+  EXPECT_THAT(host.calls(), ElementsAre(bloodPressure(120, 0, 3)));
+}
+
 TEST_F(BPDeviceTest, PrintsARecordThatItStopsFor) {
   const auto work = [this] { tango->processReply(text("1234A\r\n+0120\r\n+0080\r\n+0095\r\n")); };
   EXPECT_EQ(fatalReason(work), "Tango: a record of fewer than three groups");
@@ -409,6 +425,14 @@ TEST_F(BPDeviceTest, EmptiesTheTextAfterTheHostHasHeardOfIt) {
   receive(record("+0120", "+0080"));
   EXPECT_THAT(texts, ElementsAre(initialisationEcho, record("+0120", "+0080")));
   EXPECT_EQ(tango->taskJoint, "");
+}
+
+TEST_F(BPDeviceTest, LetsTheHostDropItWithinAReport) {
+  const std::weak_ptr<BPDevice> dropped = tango;
+  host.onCall([&](const RecordedCall&) { tango.reset(); });
+  receive(record("+0120", "+0080"));
+  EXPECT_THAT(host.calls(), ElementsAre(bloodPressure(120, 80, 0)));
+  EXPECT_TRUE(dropped.expired());
 }
 
 TEST_F(BPDeviceTest, PrintsARecordBeforeTheHostHearsOfIt) {
