@@ -23,9 +23,8 @@ class BinaryDecimalHex {
   /// first, and stays at the largest 64-bit integer once it reaches 2^63.
   static std::int64_t getDecimalByBinary(std::string_view binary);
 
-  /// One upper-case hexadecimal digit for every four binary digits; four characters that are no such group
-  /// give
-  /// "(null)". Throws std::out_of_range when the length is no multiple of four.
+  /// One upper-case hexadecimal digit for every four binary digits; "(null)" for four characters that are no
+  /// such group. Throws std::out_of_range when the length is no multiple of four.
   static std::string BinaryToHex(std::string_view binary);
 
   /// The number that hexadecimal digits stand for (the name says the opposite). Other characters are skipped:
@@ -35,14 +34,13 @@ class BinaryDecimalHex {
   /// The bytes as UTF-8 text; none when they are not valid UTF-8.
   static std::optional<std::string> getDataForString(ByteView data);
 
-  /// Two lower-case hexadecimal digits a byte.
+  /// Two lower-case hexadecimal digits a byte; the empty text for no bytes.
   static std::string hexStringFromData(ByteView data);
 
   /// The bytes that pairs of hexadecimal digits of either case stand for; none for the empty text. With an
   /// odd number of characters the first stands alone: "abc" gives 0A BC. A pair gives the value of the digits
-  /// that it begins with
-  /// ("3." gives 03); one that begins with no digit repeats the byte before it, or gives 00 when it comes
-  /// first.
+  /// that it begins with ("3." gives 03); one that begins with no digit repeats the byte before it, or gives
+  /// 00 when it comes first.
   static std::optional<Bytes> convertHexStrToData(std::string_view hex);
 };
 
