@@ -11,8 +11,8 @@ namespace tarsil {
 
 /// What every driver of a serial device shares: it is its port's delegate, tells the host when the port opens
 /// or vanishes, and prints port errors, which the host never hears of. Commands are dropped without a report
-/// while there is no port; without a host, replies are read all the same. Main thread, on
-/// which the port calls its delegate too.
+/// while there is no port; without a host, replies are read all the same. Main thread, on which the port
+/// calls its delegate too.
 class SerialDriver : public KivStressDevice, public ORSSerialPortDelegate {
  public:
   using KivStressDevice::KivStressDevice;

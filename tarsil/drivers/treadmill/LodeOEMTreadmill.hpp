@@ -17,8 +17,8 @@ namespace tarsil {
 /// the one that is reported, each time that more bytes pass the check: a load, that the treadmill is ready,
 /// or a refusal (no code, "send failure"). Replies are read only when the port delivers them byte by byte.
 ///
-/// A load reply that passes the check before its grade has come stops the process, and so does a chunk of
-/// more than 16 bits when a check reaches it.
+/// A load reply that passes the check before its grade has come stops the process, and so does a chunk that
+/// stands for more than 16 bits when a check reaches it.
 class LodeOEMTreadmill final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;

@@ -43,8 +43,9 @@ class TrackMaster final : public SerialDriver {
 
   void startDeivce() override { sendHex("A1"); }
   /// Sends speed 0 and grade 0, asks every second how the belt moves, and sends the stop command once both
-  /// are reported as 0. No load is reported meanwhile. Does nothing while a stop is in progress. The driver
-  /// lives until the stop is done.
+  /// are reported as 0. A belt that stood at the end of the stop before is taken to stand: it gets the stop
+  /// command after the first second. No load is reported meanwhile. Does nothing while a stop is in progress.
+  /// The driver lives until the stop is done.
   void stopStressDevice() override;
   /// Speed in km/h: 0, or 0.7 to 19; grade in percent, sent without its fraction: 0, or 0.5 to below 26. A
   /// value beyond is refused with error "01" and not sent, the other one is; one below zero is not refused

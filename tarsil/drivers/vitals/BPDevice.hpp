@@ -15,7 +15,8 @@ namespace tarsil {
 /// when the monitor has initialised itself, and 4 for every reading that `requestBP()` fetched. No error and
 /// no readiness is ever reported; text that never completes a record is never heard of.
 ///
-/// A record whose groups are parted by other blanks than line feed and carriage return stops the process.
+/// A record in which line feed and carriage return part fewer than three groups, other blanks the rest, stops
+/// the process.
 class BPDevice final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
