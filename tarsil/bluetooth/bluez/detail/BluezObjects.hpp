@@ -29,6 +29,7 @@ class BluezObjects {
  public:
   static constexpr const char* adapterInterface = "org.bluez.Adapter1";
   static constexpr const char* deviceInterface = "org.bluez.Device1";
+  static constexpr const char* characteristicInterface = "org.bluez.GattCharacteristic1";
 
   /// Adds an object, or the interfaces that are new on it.
   void add(const std::string& path, const Interfaces& interfaces);

@@ -1,33 +1,28 @@
 #include "tarsil/bluetooth/bluez/detail/BluezPeripheral.hpp"
 
-#include "tarsil/bluetooth/bluez/detail/BluezCentral.hpp"
+#include "tarsil/bluetooth/bluez/detail/BluezGattClient.hpp"
 
 namespace tarsil::bluez {
-
-std::vector<std::shared_ptr<BluetoothCharacteristic>> BluezService::characteristics() const {
-  if (!discovered) return {};
-  return {table.begin(), table.end()};
-}
 
 std::vector<std::shared_ptr<BluetoothService>> BluezPeripheral::services() const {
   return {table.begin(), table.end()};
 }
 
 void BluezPeripheral::discoverServices() {
-  if (const auto central = central_.lock()) central->discoverServices(shared_from_this());
+  if (const auto gatt = gatt_.lock()) gatt->discoverServices(shared_from_this());
 }
 
 void BluezPeripheral::discoverCharacteristics(const std::shared_ptr<BluetoothService>& service) {
   const auto own = find(service);
-  const auto central = central_.lock();
-  if (own && central) central->discoverCharacteristics(shared_from_this(), own);
+  const auto gatt = gatt_.lock();
+  if (own && gatt) gatt->discoverCharacteristics(shared_from_this(), own);
 }
 
 void BluezPeripheral::setNotifyValue(bool enabled,
                                      const std::shared_ptr<BluetoothCharacteristic>& characteristic) {
   const auto own = find(characteristic);
-  const auto central = central_.lock();
-  if (own && central) central->setNotifyValue(shared_from_this(), own, enabled);
+  const auto gatt = gatt_.lock();
+  if (own && gatt) gatt->setNotifyValue(shared_from_this(), own, enabled);
 }
 
 std::shared_ptr<BluezService> BluezPeripheral::find(const std::shared_ptr<BluetoothService>& service) const {

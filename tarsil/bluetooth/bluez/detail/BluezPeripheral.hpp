@@ -4,58 +4,24 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tarsil/bluetooth/BluetoothPeripheral.hpp"
+#include "tarsil/bluetooth/bluez/detail/BluezCharacteristic.hpp"
+#include "tarsil/bluetooth/bluez/detail/BluezService.hpp"
 
 namespace tarsil::bluez {
 
-class BluezCentral;
+class BluezGattClient;
 
-/// A characteristic of a connected peripheral; the central keeps it up to date.
-class BluezCharacteristic final : public BluetoothCharacteristic {
- public:
-  BluezCharacteristic(std::string objectPath, std::string UUID)
-      : path(std::move(objectPath)), UUID_(std::move(UUID)) {}
-
-  std::string UUID() const override { return UUID_; }
-  std::optional<Bytes> value() const override { return lastValue; }
-  bool isNotifying() const override { return notifying; }
-
-  const std::string path;
-  std::optional<Bytes> lastValue;
-  /// Asked for by `setNotifyValue`; the first value may come before BlueZ's confirmation.
-  bool wantsNotifications = false;
-  bool notifying = false;
-
- private:
-  std::string UUID_;
-};
-
-/// A service of a connected peripheral.
-class BluezService final : public BluetoothService {
- public:
-  BluezService(std::string objectPath, std::string UUID)
-      : path(std::move(objectPath)), UUID_(std::move(UUID)) {}
-
-  std::string UUID() const override { return UUID_; }
-  std::vector<std::shared_ptr<BluetoothCharacteristic>> characteristics() const override;
-
-  const std::string path;
-  std::vector<std::shared_ptr<BluezCharacteristic>> table;
-  /// Whether the characteristics have been asked for: they are not shown before.
-  bool discovered = false;
-
- private:
-  std::string UUID_;
-};
-
-/// A remote device. It hands what is asked of it to its central, which keeps it up to date.
+/// A remote device. It hands what is asked of it to its central's part for that; the central keeps it up to
+/// date.
 class BluezPeripheral final : public BluetoothPeripheral,
                               public std::enable_shared_from_this<BluezPeripheral> {
  public:
-  BluezPeripheral(std::weak_ptr<BluezCentral> central, std::string address)
-      : central_(std::move(central)), address_(std::move(address)) {}
+  BluezPeripheral(std::weak_ptr<BluezGattClient> gatt, std::string address)
+      : gatt_(std::move(gatt)), address_(std::move(address)) {}
 
   std::string identifier() const override { return address_; }
   std::optional<std::string> name() const override { return lastName; }
@@ -96,7 +62,8 @@ class BluezPeripheral final : public BluetoothPeripheral,
   std::vector<std::shared_ptr<BluezService>> table;
 
  private:
-  std::weak_ptr<BluezCentral> central_;
+  /// Lives as long as its central.
+  std::weak_ptr<BluezGattClient> gatt_;
   std::string address_;
   std::weak_ptr<BluetoothPeripheralDelegate> delegate_;
 };

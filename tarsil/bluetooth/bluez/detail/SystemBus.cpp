@@ -12,7 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto managedObjectsTimeout = 20s;
 // The bus's buffer is full: rare enough not to wait for its descriptor to become writable.
 constexpr auto writeRetry = 10ms;
 
@@ -88,7 +87,7 @@ void SystemBus::tell(const std::string& path, const std::string& interface, cons
 }
 
 void SystemBus::getManagedObjects(ObjectsReply reply) {
-  send("/", "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", managedObjectsTimeout, nullptr,
+  send("/", "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", callTimeout, nullptr,
        [this, reply = std::move(reply)](sdbus::MethodReply& answer, const sdbus::Error* error) {
          Objects objects;
          auto failure = toBusError(error);

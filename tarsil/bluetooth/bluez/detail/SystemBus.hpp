@@ -22,6 +22,9 @@ struct BusError {
   std::string message;
 };
 
+/// BlueZ answers within moments; only an attempt to connect takes longer.
+constexpr auto callTimeout = std::chrono::seconds(20);
+
 /// A connection to the system bus, served by the main run loop. Every handler runs as work of the main queue,
 /// never from within a call to this object, so it may do what it likes, drop the connection included. Main
 /// thread.

@@ -7,6 +7,10 @@ namespace tarsil::bluez {
 
 using Code = BluetoothError::Code;
 
+bool isInProgress(const std::optional<BusError>& error) {
+  return error && error->name == "org.bluez.Error.InProgress";
+}
+
 Failure failureOf(const BusError& error) {
   static const std::map<std::string_view, Failure> failures = {
       {"org.bluez.Error.AlreadyConnected", Failure::none},

@@ -22,6 +22,8 @@ enum class Failure {
   lasting,
 };
 
+/// Whether BlueZ is still busy with an earlier call of the same kind.
+bool isInProgress(const std::optional<BusError>& error);
 Failure failureOf(const BusError& error);
 /// The error as a delegate hears it.
 BluetoothError toBluetoothError(const BusError& error);
