@@ -48,19 +48,15 @@ void SimulatedCentral::respond(const BluetoothCall& call) {
     after(timeToBeHeard, &SimulatedCentral::discover);
   }
   if (call.name == "stopScan") scanning_ = false;
-  if (call.name == "connect") after(timeToConnect, &SimulatedCentral::didConnect);
-  if (call.name == "cancelConnection" && isConnected()) {
-    DispatchQueue::main().async([weak = weak_from_this()] {
-      if (const auto self = weak.lock()) self->end(std::nullopt);
-    });
-  }
+  if (call.name == "connect") connectOximeter();
+  if (call.name == "cancelConnection") cancelConnection();
   if (call.name == "discoverServices") after(timeToAnswer, &SimulatedCentral::answerServices);
   if (call.name == "discoverCharacteristics") after(timeToAnswer, &SimulatedCentral::answerCharacteristics);
   if (call.name == "setNotify") after(timeToAnswer, &SimulatedCentral::startMeasuring);
 }
 
-void SimulatedCentral::after(Duration delay, void (SimulatedCentral::*event)()) {
-  Timer::scheduled(delay, false, [weak = weak_from_this(), event](Timer&) {
+std::shared_ptr<Timer> SimulatedCentral::after(Duration delay, void (SimulatedCentral::*event)()) {
+  return Timer::scheduled(delay, false, [weak = weak_from_this(), event](Timer&) {
     if (const auto self = weak.lock()) (*self.*event)();
   });
 }
@@ -69,8 +65,28 @@ void SimulatedCentral::discover() {
   if (scanning_) air_.discover(oximeter, "MEDXING-SpO2");
 }
 
+void SimulatedCentral::connectOximeter() {
+  auto& state = air_.peripheral(oximeter)->connectionState;
+  wantedAgain_ = state == BluetoothPeripheralState::disconnecting;
+  if (wantedAgain_ || state == BluetoothPeripheralState::connecting) return;
+  if (state == BluetoothPeripheralState::disconnected) state = BluetoothPeripheralState::connecting;
+  connecting_ = after(timeToConnect, &SimulatedCentral::didConnect);
+}
+
 void SimulatedCentral::didConnect() {
   air_.didConnect(oximeter);
+}
+
+void SimulatedCentral::cancelConnection() {
+  auto& state = air_.peripheral(oximeter)->connectionState;
+  wantedAgain_ = false;
+  if (state == BluetoothPeripheralState::disconnected || state == BluetoothPeripheralState::disconnecting)
+    return;
+  state = BluetoothPeripheralState::disconnecting;
+  if (connecting_) connecting_->invalidate();
+  DispatchQueue::main().async([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->end(std::nullopt);
+  });
 }
 
 void SimulatedCentral::answerServices() {
@@ -91,13 +107,16 @@ void SimulatedCentral::startMeasuring() {
 }
 
 void SimulatedCentral::measure() {
+  if (!isConnected()) return;
   air_.peripheral(oximeter)->notify("FFB2", medxingFrame(saturation_()));
 }
 
 void SimulatedCentral::end(const std::optional<BluetoothError>& error) {
+  if (connecting_) connecting_->invalidate();
   if (measuring_) measuring_->invalidate();
   measuring_ = nullptr;
   air_.didDisconnect(oximeter, error);
+  if (std::exchange(wantedAgain_, false)) connectOximeter();
 }
 
 bool SimulatedCentral::isConnected() {

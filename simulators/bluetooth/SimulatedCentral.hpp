@@ -35,9 +35,11 @@ class SimulatedCentral final : public BluetoothCentral,
  private:
   explicit SimulatedCentral(std::function<std::uint8_t()> saturation);
   void respond(const BluetoothCall& call);
-  void after(Duration delay, void (SimulatedCentral::*event)());
+  std::shared_ptr<Timer> after(Duration delay, void (SimulatedCentral::*event)());
   void discover();
+  void connectOximeter();
   void didConnect();
+  void cancelConnection();
   void answerServices();
   void answerCharacteristics();
   void startMeasuring();
@@ -48,6 +50,9 @@ class SimulatedCentral final : public BluetoothCentral,
   std::function<std::uint8_t()> saturation_;
   ScriptedCentral air_;
   bool scanning_ = false;
+  /// Asked to connect while a connection ends.
+  bool wantedAgain_ = false;
+  std::shared_ptr<Timer> connecting_;
   std::shared_ptr<Timer> measuring_;
 };
 

@@ -73,6 +73,48 @@ TEST_F(SimulatedCentralTest, AConnectionEndsOnRequest) {
   EXPECT_THAT(host.calls(), IsEmpty());
 }
 
+TEST_F(SimulatedCentralTest, AnAttemptEndsOnRequest) {
+  oximeter->handleDisconnect = true;
+  time.advance(1s);
+  relay->take();
+  central->connect(oximeter->peripheral);
+  EXPECT_EQ(oximeter->peripheral->state(), BluetoothPeripheralState::connecting);
+  central->cancelPeripheralConnection(oximeter->peripheral);
+  time.advance(5s);
+  EXPECT_THAT(relay->heard, ElementsAre("disconnected"));
+  central->cancelPeripheralConnection(oximeter->peripheral);
+  time.advance(5s);
+  EXPECT_THAT(relay->heard, ElementsAre("disconnected"));
+}
+
+TEST_F(SimulatedCentralTest, AConnectionAskedForWhileTheLastOneEndsIsMadeAfterIt) {
+  oximeter->handleDisconnect = true;
+  time.advance(1s);
+  central->connect(oximeter->peripheral);
+  time.advance(1s);
+  relay->take();
+  central->cancelPeripheralConnection(oximeter->peripheral);
+  central->connect(oximeter->peripheral);
+  time.advance(1s);
+  EXPECT_THAT(relay->take(), ElementsAre("disconnected", "connected"));
+
+  central->cancelPeripheralConnection(oximeter->peripheral);
+  central->connect(oximeter->peripheral);
+  central->cancelPeripheralConnection(oximeter->peripheral);
+  time.advance(1s);
+  EXPECT_THAT(relay->heard, ElementsAre("disconnected"));
+}
+
+TEST_F(SimulatedCentralTest, AnAttemptIsToldOnce) {
+  oximeter->handleDisconnect = true;
+  time.advance(1s);
+  relay->take();
+  central->connect(oximeter->peripheral);
+  central->connect(oximeter->peripheral);
+  time.advance(1s);
+  EXPECT_THAT(relay->heard, ElementsAre("connected"));
+}
+
 TEST_F(SimulatedCentralTest, NothingHappensAfterItsEnd) {
   time.advance(2s);
   host.takeCalls();
