@@ -25,6 +25,19 @@ class OtherProgram {
     return "";
   }
 
+  bool isScanning() {
+    return sdbus::createProxy(*connection_, "org.bluez", adapterPath())
+        ->getProperty("Discovering")
+        .onInterface(adapterInterface)
+        .get<bool>();
+  }
+
+  void connect(const std::string& device) {
+    sdbus::createProxy(*connection_, "org.bluez", adapterPath() + "/" + device)
+        ->callMethod("Connect")
+        .onInterface("org.bluez.Device1");
+  }
+
   void setPowered(bool on) {
     sdbus::createProxy(*connection_, "org.bluez", adapterPath())
         ->setProperty("Powered")
@@ -54,6 +67,14 @@ BluezGuest::BluezGuest(const GuestPrograms& programs) {
 
 void BluezGuest::switchBluetooth(bool on) {
   OtherProgram().setPowered(on);
+}
+
+bool BluezGuest::isScanning() {
+  return OtherProgram().isScanning();
+}
+
+void BluezGuest::connectOximeter() {
+  OtherProgram().connect("dev_C0_11_22_33_44_55");
 }
 
 void BluezGuest::stopDaemon() {

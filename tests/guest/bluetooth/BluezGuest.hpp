@@ -25,6 +25,11 @@ class BluezGuest {
   ChildProcess& radio() { return *radio_; }
   /// The same as the user's switch in the desktop: waits until it is done.
   void switchBluetooth(bool on);
+  /// Whether bluetoothd scans, for whomever.
+  bool isScanning();
+  /// What another program does that connects the oximeter, and ends without ending the connection: waits
+  /// until it is connected. bluetoothd must know the oximeter.
+  void connectOximeter();
   void stopDaemon();
   void startDaemon();
 

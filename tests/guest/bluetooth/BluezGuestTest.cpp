@@ -214,6 +214,29 @@ TEST_F(BluezGuestTest, ConnectsToAnOximeterThatComesIntoReachLater) {
   expectEveryReport(station, 10);
 }
 
+TEST_F(BluezGuestTest, TakesOverAConnectionThatAnEarlierProgramLeft) {
+  {
+    Station earlier(std::nullopt);
+    ASSERT_TRUE(until([&] { return earlier.oximeter->peripheral != nullptr; }));
+    ASSERT_TRUE(until([&] { return !guest->isScanning(); }));
+    guest->connectOximeter();
+  }
+  ASSERT_TRUE(guest->radio().waitForLine("connected MEDXING-SpO2"));
+  // Connected, the oximeter does not advertise: no scan hears it.
+  Station station(false);
+  ASSERT_TRUE(subscribes(station));
+  expectEveryReport(station, 10);
+  EXPECT_THAT(guest->radio().lines(), IsEmpty());
+}
+
+TEST_F(BluezGuestTest, ACentralThatIsDroppedEndsItsConnection) {
+  {
+    Station station(false);
+    ASSERT_TRUE(subscribes(station));
+  }
+  EXPECT_TRUE(guest->radio().waitForLine("disconnected 22"));
+}
+
 // Another client of the bus hears each connection's notifications too: up to the end of a connection, what we
 // report is what it heard, from our subscription on. (bluetoothd renews the subscription by itself before we
 // ask for it, so the other one may have heard more at the beginning.)
