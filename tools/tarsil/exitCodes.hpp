@@ -20,6 +20,10 @@ enum ExitCode : int {
   somethingMissing = 6,
   /// The report could not be written; the exercise was stopped.
   reportFailed = 7,
+  /// A device sent what its driver cannot go on with, where an application would have been stopped; the
+  /// exercise was
+  /// stopped.
+  deviceFault = 8,
 };
 
 }  // namespace tarsil::cli

@@ -32,6 +32,8 @@ Json number(float value) {
 }
 
 std::string command(const Entry& entry) {
+  // A script's station has ports only.
+  if (entry.what == "scan") return "# an oximeter over Bluetooth: its values are in session.csv\n";
   if (entry.what == "openPort") return text("openPort", Json::array({facadeRole(entry.role)}));
   if (entry.what == "setLoad")
     return text("setLoad", Json::array({number(entry.values[0]), number(entry.values[1])}));

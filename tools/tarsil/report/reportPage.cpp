@@ -41,6 +41,8 @@ Outcome outcomeOf(ExitCode result) {
       return {"bad", "stopped: a port vanished"};
     case reportFailed:
       return {"bad", "stopped: the report could not be written"};
+    case deviceFault:
+      return {"bad", "stopped: a device sent what its driver cannot go on with"};
     case failed:
     case badInput:
       return {"bad", "failed"};

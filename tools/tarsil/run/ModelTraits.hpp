@@ -17,6 +17,8 @@ struct ModelTraits {
   /// What a reported value is divided by to give km/h or percent.
   float speedUnit = 1;
   float gradeUnit = 1;
+  /// km/h; the driver does not bring over what is slower. 0: everything is.
+  float slowest = 0;
   /// A built-in blood-pressure unit can be asked for its last result.
   bool answersPressure = false;
 };

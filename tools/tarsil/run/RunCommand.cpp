@@ -15,16 +15,18 @@
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
-#include "tarsil/support/process.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
+#include "tools/tarsil/numberBetween.hpp"
 #include "tools/tarsil/report/Report.hpp"
+#include "tools/tarsil/run/LibraryStopped.hpp"
 #include "tools/tarsil/run/LiveView.hpp"
 #include "tools/tarsil/run/PartnerProcesses.hpp"
 #include "tools/tarsil/run/PartnersInProcess.hpp"
 #include "tools/tarsil/run/PlainView.hpp"
 #include "tools/tarsil/run/RecordingRegistry.hpp"
 #include "tools/tarsil/run/Session.hpp"
+#include "tools/tarsil/run/SessionHooks.hpp"
 #include "tools/tarsil/run/Traffic.hpp"
 #include "tools/tarsil/run/chosenPort.hpp"
 #include "tools/tarsil/run/protocolNamed.hpp"
@@ -33,26 +35,6 @@ namespace tarsil::cli {
 namespace {
 
 using namespace std::chrono_literals;
-
-/// While it exists, what the library prints goes into the journal: its own texts as news, port errors as
-/// failures. Raw bytes that a driver prints are left out.
-class PrintedIntoJournal {
- public:
-  explicit PrintedIntoJournal(Journal& journal)
-      : before_(exchangeProcessHooks(
-            {.fatal = {}, .neverReturn = {}, .print = [&](std::string_view text, PrintedText kind) {
-               if (kind == PrintedText::fixed)
-                 return journal.note(Role::session, Entry::Kind::event, "printed", {}, std::string(text));
-               if (text.find(" error ") == std::string_view::npos) return;
-               journal.note(Role::session, Entry::Kind::failure, "portError", {}, std::string(text));
-             }})) {}
-  ~PrintedIntoJournal() { exchangeProcessHooks(std::move(before_)); }
-  PrintedIntoJournal(const PrintedIntoJournal&) = delete;
-  PrintedIntoJournal& operator=(const PrintedIntoJournal&) = delete;
-
- private:
-  ProcessHooks before_;
-};
 
 /// Tells the simulated monitors what the commanded load demands of the patient.
 class DemandTeller {
@@ -98,6 +80,16 @@ StressDeviceType kindOf(const std::string& model) {
                        fmt::format("no exercise device is called \"{}\"; see `tarsil devices`", model));
 }
 
+void checkSpeeds(const Protocol& protocol, const std::string& model) {
+  const float slowest = traitsOf(model, protocol.device).slowest;
+  for (const Phase& phase : protocol.phases) {
+    if (phase.load == 0 || phase.load >= slowest) continue;
+    throw CommandFailure(badInput,
+                         fmt::format("the protocol \"{}\" has {:.1f} km/h; {} cannot be set below {:.1f}",
+                                     protocol.name, phase.load, model, slowest));
+  }
+}
+
 }  // namespace
 
 void RunCommand::declare(CLI::App& command) {
@@ -109,15 +101,17 @@ void RunCommand::declare(CLI::App& command) {
                      fmt::format("One of {}, or a file", fmt::join(builtInProtocols(), ", ")));
   command.add_flag("--simulate", simulate_, "Drive a simulated station: exercise device, Tango and oximeter");
   command.add_option("--speedup", speedup_, "Let a simulated station live this much faster")
-      ->check(CLI::Range(1.0, 1e6));
+      ->check(numberBetween(1, 1e6));
   command.add_option("--report", report_, "Folder for session.csv, session.jsonl and report.html");
 }
 
 ExitCode RunCommand::run() {
   if (speedup_ != 1 && !simulate_)
     throw CommandFailure(badInput, "only a simulated station can live faster: add --simulate");
-  // A reader of our output, or a simulated device, that goes away must not take the process with it.
+  // A reader of our output, or a simulated device, that goes away must not take the process with it, nor a
+  // report that is not allowed to grow.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   std::optional<VirtualTime> time;
   if (speedup_ != 1) time.emplace(std::chrono::system_clock::now());
 
@@ -137,7 +131,7 @@ ExitCode RunCommand::run() {
 
   const auto partners = makePartners();
   Journal journal;
-  const PrintedIntoJournal printed(journal);
+  const SessionHooks hooks(journal);
   const bool isLive = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
   std::optional<PlainView> plainView;
   if (!isLive) plainView.emplace(journal);
@@ -153,11 +147,12 @@ ExitCode RunCommand::run() {
   if (isLive) liveView.emplace(session, station, journal);
   running = &session;
   session.begin();
-  keepGoing(session, time ? &*time : nullptr);
+  while (!session.isOver()) keepGoing(session, time ? &*time : nullptr);
   running = nullptr;
   liveView.reset();
   if (report) finish(*report, session.result());
-  return session.result();
+  if (session.result() != succeeded) throw CommandFailure(session.result(), session.reason());
+  return succeeded;
 }
 
 void RunCommand::finish(Report& report, ExitCode result) {
@@ -174,6 +169,7 @@ Protocol RunCommand::chosenProtocol() const {
     throw CommandFailure(badInput, fmt::format("the protocol \"{}\" is not for a device such as {}",
                                                protocol.name, modelOf(exercise_)));
   }
+  checkSpeeds(protocol, modelOf(exercise_));
   return protocol;
 }
 
@@ -217,15 +213,21 @@ Station::Plan RunCommand::planWithoutOximeter(Partners* partners) const {
   return plan;
 }
 
-void RunCommand::keepGoing(const Session& session, VirtualTime* time) const {
-  if (!time) {
+void RunCommand::keepGoing(Session& session, VirtualTime* time) const {
+  try {
+    if (time) return liveFaster(session, *time);
     RunLoop::main().runUntil([&] { return session.isOver(); }, 24h);
-    return;
+  } catch (const LibraryStopped& stopped) {
+    // The drivers stay usable, and a belt that moves must be stopped first.
+    session.stop(deviceFault, stopped.what());
   }
+}
+
+void RunCommand::liveFaster(const Session& session, VirtualTime& time) const {
   constexpr Duration step = 100ms;
   auto next = std::chrono::steady_clock::now();
   while (!session.isOver()) {
-    time->advance(step);
+    time.advance(step);
     next += std::chrono::duration_cast<std::chrono::steady_clock::duration>(step / speedup_);
     std::this_thread::sleep_until(next);
   }

@@ -33,7 +33,9 @@ class RunCommand final : public Command {
   Station::Plan planWithoutOximeter(Partners* partners) const;
   std::unique_ptr<Partners> makePartners() const;
   static void finish(Report& report, ExitCode result);
-  void keepGoing(const Session& session, VirtualTime* time) const;
+  /// Lets time pass until the session is over, or something has cut in.
+  void keepGoing(Session& session, VirtualTime* time) const;
+  void liveFaster(const Session& session, VirtualTime& time) const;
 
   std::string exercise_ = "LodeTreadmill";
   std::string bp_;

@@ -169,8 +169,11 @@ void Session::exerciseTick() {
 void Session::moveLoad() {
   const Load wanted = target();
   const Load step = station_.traits().kind == StressDeviceType::Treadmill ? treadmillStep : bicycleStep;
-  const Load next{towards(commanded_.load, wanted.load, step.load),
-                  towards(commanded_.grade, wanted.grade, step.grade)};
+  Load next{towards(commanded_.load, wanted.load, step.load),
+            towards(commanded_.grade, wanted.grade, step.grade)};
+  // What the driver does not bring over is passed over.
+  const float slowest = station_.traits().slowest;
+  if (next.load < slowest) next.load = wanted.load < slowest ? 0 : slowest;
   if (next.load == commanded_.load && next.grade == commanded_.grade) return;
   commanded_ = next;
   station_.setLoad(next);
@@ -229,7 +232,7 @@ void Session::finishExercise() {
 
 void Session::stop(ExitCode code, const std::string& reason) {
   if (state_ == State::closing || state_ == State::over) return;
-  if (result_ == succeeded) result_ = code;
+  setResult(code, reason);
   journal_.note(Role::session, Kind::event, "stopped", {}, reason);
   if (state_ == State::connecting) return closePorts();
   if (state_ == State::exercising) finishExercise();
@@ -264,7 +267,7 @@ void Session::end() {
   if (result_ == succeeded) {
     for (const std::string& line : expectations_.disappointments()) {
       journal_.note(Role::session, Kind::event, "missing", {}, line);
-      result_ = somethingMissing;
+      setResult(somethingMissing, line);
     }
   }
   journal_.note(Role::session, Kind::event, "over", {}, "the session is over");
@@ -272,9 +275,15 @@ void Session::end() {
 }
 
 void Session::fail(ExitCode code, const std::string& reason) {
-  result_ = code;
+  setResult(code, reason);
   journal_.note(Role::session, Kind::failure, "failed", {}, reason);
   closePorts();
+}
+
+void Session::setResult(ExitCode code, const std::string& reason) {
+  if (result_ != succeeded) return;
+  result_ = code;
+  reason_ = reason;
 }
 
 }  // namespace tarsil::cli

@@ -50,6 +50,8 @@ class Session {
   bool isOver() const { return state_ == State::over; }
   /// How it ended; what was expected and did not come counts.
   ExitCode result() const { return result_; }
+  /// Why it is not `succeeded`; empty when it is.
+  const std::string& reason() const { return reason_; }
 
   const Protocol& protocol() const { return protocol_; }
   /// The phase of the exercise, counted from 0.
@@ -77,6 +79,8 @@ class Session {
   void closePorts();
   void end();
   void fail(ExitCode code, const std::string& reason);
+  /// The first reason counts.
+  void setResult(ExitCode code, const std::string& reason);
   Duration inState() const { return Clock::now() - stateSince_; }
   void enter(State state);
 
@@ -89,6 +93,7 @@ class Session {
   State state_ = State::connecting;
   Clock::Instant stateSince_ = Clock::now();
   ExitCode result_ = succeeded;
+  std::string reason_;
 
   bool checksBegun_ = false;
   std::size_t phase_ = 0;

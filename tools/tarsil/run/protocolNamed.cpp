@@ -3,14 +3,35 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
+#include <ios>
 #include <iterator>
+#include <system_error>
 
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/run/protocolTexts.hpp"
 
 namespace tarsil::cli {
+
+namespace {
+
+std::string textOf(const std::string& path) {
+  std::ifstream file(path);
+  std::string text;
+  const auto fail = [&](const std::string& reason) {
+    throw CommandFailure(badInput, fmt::format("cannot read the protocol \"{}\": {}", path, reason));
+  };
+  if (!file) fail(std::generic_category().message(errno));
+  try {
+    text.assign(std::istreambuf_iterator<char>(file), {});
+  } catch (const std::ios_base::failure&) {
+    // A folder, say: it opens, and cannot be read.
+    fail(std::generic_category().message(errno));
+  }
+  return text;
+}
+
+}  // namespace
 
 std::vector<std::string> builtInProtocols() {
   std::vector<std::string> names;
@@ -22,13 +43,7 @@ Protocol protocolNamed(const std::string& nameOrFile) try {
   for (const ProtocolText& entry : protocolTexts()) {
     if (entry.name == nameOrFile) return readProtocol(entry.text, nameOrFile);
   }
-  std::ifstream file(nameOrFile);
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
-  if (!file) {
-    throw CommandFailure(
-        badInput, fmt::format("cannot read the protocol \"{}\": {}", nameOrFile, std::strerror(errno)));
-  }
-  return readProtocol(text, nameOrFile);
+  return readProtocol(textOf(nameOrFile), nameOrFile);
 } catch (const ProtocolError& error) {
   throw CommandFailure(badInput, error.what());
 }

@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "tools/tarsil/CommandFailure.hpp"
+#include "tools/tarsil/numberBetween.hpp"
 #include "tools/tarsil/replay/Value.hpp"
 #include "tools/tarsil/replay/deviceNamed.hpp"
 #include "tools/tarsil/replay/deviceOperations.hpp"
@@ -69,7 +70,7 @@ void SendCommand::declare(CLI::App& command) {
   command.add_option("--load", load_, "For setLoad: km/h of a treadmill, watts of an ergometer");
   command.add_option("--grade", grade_, "For setLoad: percent")->capture_default_str();
   command.add_option("--wait", wait_, "Seconds after each operation in which delayed commands show")
-      ->check(CLI::Range(0.0, 3600.0))
+      ->check(numberBetween(0, 3600))
       ->capture_default_str();
   command.add_flag("--json", json_, "Print a JSON list with one entry an operation");
 }

@@ -17,6 +17,7 @@
 #include "tarsil/runtime/Timer.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
+#include "tools/tarsil/numberBetween.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -47,7 +48,7 @@ void SimulateCommand::declare(CLI::App& command) {
                      "silence, noise, drop (one byte), or refuse=CODE; may be given several times");
   command
       .add_option("--physics-effort", effort_, "Effort of the patient on a monitor, in metabolic equivalents")
-      ->check(CLI::Range(1.0, 25.0));
+      ->check(numberBetween(1, 25));
   command.add_flag("--orders", orders_, "Obey orders on standard input, and end with it");
 }
 

@@ -1,0 +1,55 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/cli/SimulatedProcess.hpp"
+#include "tests/cli/TerminalProgram.hpp"
+
+namespace tarsil::cli {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+constexpr const char* leaveScreen = "\x1b[?25h\x1b[?1049l";
+
+/// The whole program with its live view, on a device of its own.
+class RunInTerminalTest : public testing::Test {
+ protected:
+  RunInTerminalTest() { program_.waitFor("\x1b[?1049h\x1b[?25l"); }
+
+  SimulatedProcess device_{"LodeTreadmill"};
+  TerminalProgram program_{{"run", "--exercise", "LodeTreadmill@" + device_.path()}};
+};
+
+TEST_F(RunInTerminalTest, KeysHoldAdvanceAndStop) {
+  program_.waitFor(" warm-up  ");
+  program_.press("h");
+  program_.waitFor("HELD");
+  program_.waitFor("stage held");
+  program_.press("h");
+  program_.waitFor("stage released");
+  program_.press("n");
+  program_.waitFor(" stage 1 of 7  ");
+  program_.waitFor("reported");
+  program_.press("s");
+  program_.waitFor("stopping: waiting until the device stands");
+  EXPECT_EQ(program_.wait(), 5);
+  EXPECT_THAT(device_.status(), HasSubstr("0.0 km/h"));
+}
+
+TEST_F(RunInTerminalTest, CtrlCStopsTheBeltAndPutsTheTerminalBack) {
+  EXPECT_EQ(program_.modes().c_lflag & (ICANON | ECHO), 0U);
+  program_.waitFor(" warm-up  ");
+  device_.waitFor("belt running, 1.6 km/h");
+  program_.press("\x03");
+  EXPECT_EQ(program_.wait(), 5);
+  EXPECT_THAT(device_.status(), HasSubstr("0.0 km/h"));
+  EXPECT_EQ(program_.modes().c_lflag & (ICANON | ECHO), static_cast<tcflag_t>(ICANON | ECHO));
+  // The last picture stays, and the reason is not lost with the screen.
+  const std::string left = program_.written().substr(program_.written().rfind(leaveScreen));
+  EXPECT_THAT(left, HasSubstr("Bruce on LodeTreadmill"));
+  EXPECT_THAT(left, EndsWith("tarsil: interrupted\r\n"));
+}
+
+}  // namespace
+}  // namespace tarsil::cli

@@ -1,0 +1,248 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "tests/cli-report/ScratchFolder.hpp"
+#include "tests/cli/PlayedDevice.hpp"
+#include "tests/cli/SimulatedProcess.hpp"
+
+namespace tarsil::cli {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr const char* longWalk = "name Walk\ndevice treadmill\nstage 2:00 2 5\n";
+constexpr const char* longRide = "name Ride\ndevice bicycle\nstage 2:00 50\n";
+
+/// `tarsil run` on devices that live outside of it, in real time.
+class RunOnDevicesTest : public testing::Test {
+ protected:
+  std::vector<std::string> arguments(const std::string& exercise, const std::string& protocol,
+                                     const std::vector<std::string>& more = {}) const {
+    std::ofstream(folder_ / "protocol") << protocol;
+    std::vector<std::string> words{"run", "--exercise", exercise, "--protocol", folder_ / "protocol"};
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+  }
+
+  /// Reads the output up to the line that has this text.
+  static void readUpTo(Program& program, const std::string& text) {
+    while (program.readLine().find(text) == std::string::npos) continue;
+  }
+
+  ScratchFolder folder_;
+};
+
+// Every model over a real line, as a process of its own.
+
+struct Driven {
+  const char* model;
+  const char* protocol;
+  /// What the device says of itself while it is driven, and after it.
+  const char* during;
+  const char* after;
+};
+
+class DrivenModelTest : public RunOnDevicesTest, public testing::WithParamInterface<Driven> {};
+
+TEST_P(DrivenModelTest, DoesAsItIsTold) {
+  const auto& [model, protocol, during, after] = GetParam();
+  SimulatedProcess device(model);
+  Program program(arguments(std::string(model) + "@" + device.path(), protocol));
+  device.waitFor(during);
+  const auto ended = program.wait();
+  EXPECT_EQ(ended.code, 0) << ended.output;
+  EXPECT_THAT(ended.errors, IsEmpty());
+  EXPECT_THAT(device.status(), HasSubstr(after));
+}
+
+constexpr const char* walk = "name Walk\ndevice treadmill\nstage 0:05 2 2\n";
+constexpr const char* ride = "name Ride\ndevice bicycle\nstage 0:05 50\n";
+// One that its driver sends whole: grades below 16 % are written with one digit.
+constexpr const char* steepWalk = "name Walk\ndevice treadmill\nstage 0:11 2 16\n";
+INSTANTIATE_TEST_SUITE_P(
+    All, DrivenModelTest,
+    testing::Values(
+        Driven{"TM-400V2", walk, "belt running, 2.0 km/h, grade 0 %, unreadable bytes 0", "belt stopped"},
+        Driven{"LodeOEMTreadmill", steepWalk, "belt running, 2.0 km/h, grade ", "belt stopped"},
+        Driven{"LodeTreadmill", walk, "belt running, 2.0 km/h, grade 2.0 %", "0.0 km/h"},
+        Driven{"TrackMaster", walk, "belt running, 1.9 km/h, grade 2.0 %", "belt stopped, 0.0 km/h"},
+        // Of each power it hears the last three characters, the point among them.
+        Driven{"Ergometer38K4", ride, "unreadable powers 2",
+               "pedals still, 0 W, cuff at rest, unreadable powers 2"},
+        Driven{"ErgolineK2.4P10", ride, "pedals turning, 50 W", "pedals still"},
+        Driven{"ErgosanaK4.8P10", ride, "pedals turning, 50 W", "pedals still"},
+        Driven{"ErgometricsK2.4P3", ride, "pedals turning, 50 W", "pedals still"},
+        Driven{"KivBicycle", ride, "heard 0 bytes", "heard 0 bytes"}));
+
+TEST_F(RunOnDevicesTest, DrivesAWholeStation) {
+  SimulatedProcess treadmill("LodeTreadmill");
+  SimulatedProcess monitor("Tango");
+  SimulatedProcess oximeter("MEDXINGPort");
+  const auto ended =
+      Program(arguments("LodeTreadmill@" + treadmill.path(),
+                        "name Walk\ndevice treadmill\nstage 0:26 2 2\nrecovery 0:20 1 0\n",
+                        {"--bp", monitor.path(), "--spo2", oximeter.path(), "--report", folder_ / "report"}))
+          .wait();
+  EXPECT_EQ(ended.code, 0) << ended.output;
+  EXPECT_THAT(ended.errors, IsEmpty());
+  const std::string csv = textOf(folder_ / "report/session.csv");
+  EXPECT_THAT(csv, HasSubstr(",exercise,answered,load,2.0,2.0,,"));
+  EXPECT_THAT(csv, HasSubstr(",pressure,answered,pressure,1"));
+  EXPECT_THAT(csv, HasSubstr(",oximeter,answered,saturation,9"));
+}
+
+// Ports and devices that are not as they should be.
+
+TEST_F(RunOnDevicesTest, ASilentDeviceIsNotStoodOn) {
+  SimulatedProcess device("LodeTreadmill", {"--fault", "silence"});
+  const auto ended = run(arguments("LodeTreadmill@" + device.path(), longWalk));
+  EXPECT_EQ(ended.code, 3);
+  EXPECT_EQ(ended.errors, "tarsil: no answer from: exercise\n");
+  EXPECT_THAT(ended.output, Not(HasSubstr("  start ")));
+  EXPECT_THAT(device.status(), HasSubstr("belt stopped, 0.0 km/h"));
+}
+
+TEST_F(RunOnDevicesTest, APortThatIsNoneCannotBeOpened) {
+  const auto ended = run(arguments("LodeTreadmill@/nowhere/tty", longWalk));
+  EXPECT_EQ(ended.code, 3);
+  EXPECT_EQ(ended.errors, "tarsil: cannot open /nowhere/tty (exercise)\n");
+  EXPECT_THAT(ended.output, HasSubstr("FAILURE: POSIX error 2: No such file or directory (/nowhere/tty)"));
+}
+
+TEST_F(RunOnDevicesTest, APortOfAnotherProgramCannotBeOpened) {
+  SimulatedProcess device("LodeTreadmill");
+  const int other = open(device.path().c_str(), O_RDWR | O_NOCTTY);
+  ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+  const auto ended = run(arguments("LodeTreadmill@" + device.path(), longWalk));
+  EXPECT_EQ(ended.code, 3);
+  EXPECT_EQ(ended.errors, "tarsil: cannot open " + device.path() + " (exercise)\n");
+  close(other);
+}
+
+TEST_F(RunOnDevicesTest, ADeviceThatIsPulledOutEndsTheSession) {
+  SimulatedProcess device("LodeTreadmill");
+  Program program(arguments("LodeTreadmill@" + device.path(), longWalk, {"--report", folder_ / "report"}));
+  readUpTo(program, "set 2.00 km/h, 5.0 %");
+  device.order("disconnect");
+  const auto ended = program.wait();
+  EXPECT_EQ(ended.code, 4);
+  EXPECT_EQ(ended.errors, "tarsil: the exercise's port has vanished\n");
+  EXPECT_THAT(ended.output, EndsWith("-------- the session is over\n"));
+  EXPECT_THAT(textOf(folder_ / "report/session.csv"),
+              EndsWith(",session,event,over,,,,the session is over\n"));
+}
+
+TEST_F(RunOnDevicesTest, AMonitorThatIsPulledOutStopsTheBelt) {
+  SimulatedProcess treadmill("LodeTreadmill");
+  SimulatedProcess oximeter("MEDXINGPort");
+  Program program(arguments("LodeTreadmill@" + treadmill.path(), longWalk, {"--spo2", oximeter.path()}));
+  readUpTo(program, "set 2.00 km/h, 5.0 %");
+  oximeter.order("disconnect");
+  const auto ended = program.wait();
+  EXPECT_EQ(ended.code, 4);
+  EXPECT_EQ(ended.errors, "tarsil: the oximeter's port has vanished\n");
+  EXPECT_THAT(treadmill.status(), HasSubstr("0.0 km/h"));
+}
+
+// Signals.
+
+class SignalTest : public RunOnDevicesTest, public testing::WithParamInterface<int> {};
+
+TEST_P(SignalTest, StopsTheBeltBeforeTheProgramLeaves) {
+  SimulatedProcess device("LodeTreadmill");
+  Program program(arguments("LodeTreadmill@" + device.path(), longWalk));
+  readUpTo(program, "set 2.00 km/h, 5.0 %");
+  device.waitFor("belt running, 2.0 km/h");
+  program.signal(GetParam());
+  const auto ended = program.wait();
+  EXPECT_EQ(ended.code, 5);
+  EXPECT_EQ(ended.errors, "tarsil: interrupted\n");
+  EXPECT_THAT(device.status(), HasSubstr("0.0 km/h"));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_F(RunOnDevicesTest, ASecondInterruptionWaitsForNothing) {
+  SimulatedProcess device("LodeTreadmill");
+  Program program(arguments("LodeTreadmill@" + device.path(), longWalk));
+  readUpTo(program, "set 2.00 km/h, 5.0 %");
+  // The belt is told to stop, and nothing tells that it stands.
+  device.order("silence on");
+  program.signal(SIGINT);
+  readUpTo(program, "interrupted");
+  program.signal(SIGINT);
+  const auto ended = program.wait();
+  EXPECT_EQ(ended.code, 5);
+  EXPECT_THAT(ended.output, HasSubstr("interrupted again: closing at once"));
+  device.waitFor("0.0 km/h");
+}
+
+TEST_F(RunOnDevicesTest, AnInterruptionDuringTheCheckMovesNothing) {
+  SimulatedProcess device("LodeTreadmill", {"--fault", "silence"});
+  Program program(arguments("LodeTreadmill@" + device.path(), longWalk));
+  readUpTo(program, "is open");
+  program.signal(SIGINT);
+  const auto ended = program.wait();
+  EXPECT_EQ(ended.code, 5);
+  EXPECT_THAT(ended.output, Not(HasSubstr("  start ")));
+}
+
+// Replies that would stop or hang an application.
+
+TEST_F(RunOnDevicesTest, AReplyThatStopsTheProcessFirstStopsThePedals) {
+  std::string heard;
+  PlayedDevice device([&](std::string& received) -> std::optional<std::string> {
+    const std::size_t end = received.find('\r');
+    if (end == std::string::npos) return std::nullopt;
+    const std::string command = received.substr(0, end);
+    received.erase(0, end + 1);
+    heard += command + ' ';
+    return command.ends_with('W') ? "Bxyz\r" : "";
+  });
+  const auto ended = run(arguments("ErgolineK2.4P10@" + device.path(), longRide));
+  device.finish();
+  EXPECT_EQ(ended.code, 8);
+  EXPECT_EQ(ended.errors, "tarsil: P10 ergometer: the field \"xyz\" is no number\n");
+  EXPECT_THAT(ended.output, EndsWith("-------- the session is over\n"));
+  EXPECT_THAT(heard, EndsWith("F F F "));
+}
+
+TEST_F(RunOnDevicesTest, NoiseThatHangsTheDriverStopsTheBelt) {
+  constexpr char setSpeed = '\xA3';
+  std::string speeds;
+  bool isStopped = false;
+  PlayedDevice device([&](std::string& received) -> std::optional<std::string> {
+    if (received.empty()) return std::nullopt;
+    const char code = received[0];
+    const std::size_t size = code == setSpeed ? 4 : code == '\xA4' ? 5 : 1;
+    if (received.size() < size) return std::nullopt;
+    if (code == setSpeed) speeds += received.substr(1, 3) + ' ';
+    if (code == '\xA2') isStopped = true;
+    received.erase(0, size);
+    if (code == '\xC1')
+      return "\xD1"
+             "0000";
+    if (code == '\xC2')
+      return "\xD2"
+             "0000";
+    return speeds == "006 " && code == setSpeed ? "noise" : "";
+  });
+  const auto ended = run(arguments("TrackMaster@" + device.path(), longWalk));
+  device.finish();
+  EXPECT_EQ(ended.code, 8);
+  EXPECT_EQ(ended.errors, "tarsil: the driver waits for ever for a reply that it knows\n");
+  EXPECT_EQ(speeds, "006 000 ");
+  EXPECT_TRUE(isStopped);
+}
+
+}  // namespace
+}  // namespace tarsil::cli
