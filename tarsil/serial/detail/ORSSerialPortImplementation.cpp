@@ -226,6 +226,7 @@ void ORSSerialPort::Implementation::pollModemLines(const Line& line,
   const auto cancelTimer = [timer] {
     if (const auto source = timer.lock()) source->cancel();
   };
+  // The timer of a line that is gone ends by a turn of its own, not within its own handler.
   if (openLine() != line) return DispatchQueue::global().async(cancelTimer);
 
   int bits = 0;

@@ -106,6 +106,7 @@ void RequestQueue::goOn() {
 // written, and may time out a later request that has no time-out of its own.
 void RequestQueue::startTimeout(double seconds) {
   const Duration interval = durationOf(seconds);
+  // It repeats, but its first firing ends it.
   auto timer = DispatchSource::timer(interval, interval, interval / 10, queue_);
   timer->setEventHandler([weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->timedOut();
