@@ -118,6 +118,17 @@ TEST_F(RunOnDevicesTest, APortThatIsNoneCannotBeOpened) {
   EXPECT_THAT(ended.output, HasSubstr("FAILURE: POSIX error 2: No such file or directory (/nowhere/tty)"));
 }
 
+TEST_F(RunOnDevicesTest, AMissingBluetoothAdapterIsNotMadeUpFor) {
+  std::error_code noFolder;
+  const std::filesystem::directory_iterator adapters("/sys/class/bluetooth", noFolder);
+  if (!noFolder && begin(adapters) != end(adapters)) GTEST_SKIP() << "this machine has a Bluetooth adapter";
+  SimulatedProcess device("LodeTreadmill");
+  const auto ended = run(arguments("LodeTreadmill@" + device.path(), longWalk, {"--spo2", "bluetooth"}));
+  EXPECT_EQ(ended.code, 3);
+  EXPECT_EQ(ended.errors, "tarsil: there is no Bluetooth adapter\n");
+  EXPECT_THAT(ended.output, Not(HasSubstr("  start ")));
+}
+
 TEST_F(RunOnDevicesTest, APortOfAnotherProgramCannotBeOpened) {
   SimulatedProcess device("LodeTreadmill");
   const int other = open(device.path().c_str(), O_RDWR | O_NOCTTY);

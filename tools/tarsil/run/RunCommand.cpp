@@ -182,13 +182,7 @@ std::unique_ptr<Partners> RunCommand::makePartners() const {
 Station::Plan RunCommand::planFor(Partners* partners) const {
   Station::Plan plan = planWithoutOximeter(partners);
   if (spo2_ == overBluetooth) {
-    // Only a simulated one lives in virtual time.
-    const bool mustBeSimulated = speedup_ != 1;
-    plan.makeCentral = [mustBeSimulated] {
-      const auto found =
-          mustBeSimulated ? simulatedCentral(restingSaturation) : hostCentral(restingSaturation);
-      return found.central;
-    };
+    plan.makeCentral = [this] { return oximeterCentral(); };
   } else if (partners) {
     partners->add("MEDXINGPort", "simulated-spo2");
     plan.oximeterPort = "simulated-spo2";
@@ -196,6 +190,15 @@ Station::Plan RunCommand::planFor(Partners* partners) const {
     plan.oximeterPort = chosenPort(spo2_);
   }
   return plan;
+}
+
+std::shared_ptr<BluetoothCentral> RunCommand::oximeterCentral() const {
+  // Only a simulated one lives in virtual time.
+  if (speedup_ != 1) return simulatedCentral(restingSaturation).central;
+  const HostCentral found = hostCentral(restingSaturation);
+  // A patient's values must not be made up.
+  if (found.isSimulated && !simulate_) throw CommandFailure(portNotOpened, "there is no Bluetooth adapter");
+  return found.central;
 }
 
 Station::Plan RunCommand::planWithoutOximeter(Partners* partners) const {

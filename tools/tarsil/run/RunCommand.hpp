@@ -11,8 +11,9 @@
 #include "tools/tarsil/run/Station.hpp"
 
 namespace tarsil {
+class BluetoothCentral;
 class VirtualTime;
-}
+}  // namespace tarsil
 
 namespace tarsil::cli {
 
@@ -31,6 +32,8 @@ class RunCommand final : public Command {
   Protocol chosenProtocol() const;
   Station::Plan planFor(Partners* partners) const;
   Station::Plan planWithoutOximeter(Partners* partners) const;
+  /// Throws CommandFailure where there is none.
+  std::shared_ptr<BluetoothCentral> oximeterCentral() const;
   std::unique_ptr<Partners> makePartners() const;
   static void finish(Report& report, ExitCode result);
   /// Lets time pass until the session is over, or something has cut in.
