@@ -20,11 +20,8 @@ class RegexProgram;
 /// - `\d` (0 to 9), `\w` (ASCII letters, digits and `_`), `\s` (Unicode white space), `\D`, `\W`, `\S`
 /// - classes `[...]` and `[^...]` with ranges and the escapes above
 /// - groups `(...)` and `(?:...)`, alternatives `|`
-/// - `* + ? {m} {m,} {m,n}`, each with an optional `?` behind it (which changes no verdict); counts up to
-/// 1000
-/// - `^` and `\A` (start of the text), `\z` (end of the text), `$` and `\Z` (end of the text, or before a
-/// line end
-///   that ends it)
+/// - `* + ? {m} {m,} {m,n}` with counts up to 1000; a `?` behind one changes no verdict
+/// - `^` and `\A`: start of the text; `\z`: its end; `$` and `\Z`: its end, or the line end that ends it
 class RegularExpression {
  public:
   /// Throws std::invalid_argument for a pattern that is no expression, uses what the list above lacks

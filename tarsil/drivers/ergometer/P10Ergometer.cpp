@@ -25,7 +25,7 @@ void P10Ergometer::requestLoad() {
   sendTextLater("B\r");
 }
 
-// Three times, although one would do: a stop must not get lost.
+// Three times, although one would do where no byte is lost.
 void P10Ergometer::stopStressDevice() {
   for (int i = 0; i < 3; ++i) sendText("F\r");
 }
