@@ -21,10 +21,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 #include "simulators/bluetooth/SimulatedOximeter.hpp"
 #include "simulators/bluetooth/VirtualController.hpp"
@@ -77,7 +77,7 @@ class Simulation {
  private:
   void insert() {
     const int descriptor = open("/dev/vhci", O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) return say(std::string("/dev/vhci: ") + std::strerror(errno));
+    if (descriptor < 0) return say(std::string("/dev/vhci: ") + std::generic_category().message(errno));
     controller_ = std::make_unique<VirtualController>(descriptor, std::vector{oximeter_.radio(), decoy_},
                                                       [](const std::string& line) { say(line); });
     oximeter_.setController(controller_.get());

@@ -44,6 +44,7 @@ constexpr std::array entries{
 
 std::vector<std::string> simulatedModels() {
   std::vector<std::string> models;
+  models.reserve(entries.size());
   for (const Entry& entry : entries) models.emplace_back(entry.model);
   return models;
 }
