@@ -53,8 +53,7 @@ class SimulatedSession {
 
   const Protocol& protocol() const { return protocol_; }
 
-  // Never gone: the station's own timers live as long as the process.
-  VirtualTime& time = *new VirtualTime;
+  VirtualTime& time = theTime();
   const Station::Plan plan;
   std::shared_ptr<Traffic> traffic = std::make_shared<Traffic>();
   Journal journal;
@@ -63,6 +62,12 @@ class SimulatedSession {
   std::optional<Session> session;
 
  private:
+  // Never gone: the station's own timers live as long as the process.
+  static VirtualTime& theTime() {
+    static VirtualTime& time = *new VirtualTime;
+    return time;
+  }
+
   const Protocol protocol_;
 };
 
