@@ -11,8 +11,6 @@
 #include <stdexcept>
 #include <utility>
 
-extern char** environ;
-
 namespace tarsil::cli {
 namespace {
 

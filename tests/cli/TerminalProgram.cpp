@@ -10,8 +10,6 @@
 #include <csignal>
 #include <stdexcept>
 
-extern char** environ;
-
 namespace tarsil::cli {
 
 TerminalProgram::TerminalProgram(const std::vector<std::string>& arguments)

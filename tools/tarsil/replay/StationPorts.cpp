@@ -29,6 +29,7 @@ StationPorts::~StationPorts() {
 void StationPorts::set(const std::vector<std::string>& names) {
   std::map<std::string, std::size_t> occurrences;
   std::vector<Device> wanted;
+  wanted.reserve(names.size());
   for (const auto& name : names) wanted.push_back(device(name, occurrences[name]++));
 
   const auto present = registry_->devices();

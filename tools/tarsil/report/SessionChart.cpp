@@ -54,7 +54,7 @@ std::string nameWithin(double room, const std::string& name) {
     return characterWidth * static_cast<double>(text.size()) <= room - 4;
   };
   if (fits(name)) return name;
-  const std::string withoutTotal = name.substr(0, name.find(" of "));
+  std::string withoutTotal = name.substr(0, name.find(" of "));
   if (fits(withoutTotal)) return withoutTotal;
   const std::string last = withoutTotal.substr(withoutTotal.find(' ') + 1);
   return last != withoutTotal && fits(last) ? last : "";

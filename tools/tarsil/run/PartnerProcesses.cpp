@@ -15,8 +15,6 @@
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 
-extern char** environ;
-
 namespace tarsil::cli {
 namespace {
 
