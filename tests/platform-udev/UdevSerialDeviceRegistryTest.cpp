@@ -279,8 +279,10 @@ TEST_F(UdevSerialDeviceRegistryTest, StaysQuietWhereTheSystemGivesNoNews) {
   RunLoop::main();
   setrlimit(RLIMIT_NOFILE, &none);
   const Observation nothing = registry.watch({});
-  EXPECT_THAT(registry.devices(), IsEmpty());
+  const auto found = registry.devices();
+  // A sanitizer needs descriptors for its own checks of what is asserted.
   setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_THAT(found, IsEmpty());
   EXPECT_EQ(registry.devices().size(), 1u);
 }
 
