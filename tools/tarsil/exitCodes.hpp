@@ -21,8 +21,7 @@ enum ExitCode : int {
   /// The report could not be written; the exercise was stopped.
   reportFailed = 7,
   /// A device sent what its driver cannot go on with, where an application would have been stopped; the
-  /// exercise was
-  /// stopped.
+  /// exercise was stopped.
   deviceFault = 8,
 };
 
