@@ -1,5 +1,7 @@
 #include "tarsil/core/KivStressPortDelegate.hpp"
 
+#include "tarsil/support/process.hpp"
+
 namespace tarsil {
 
 using Selector = KivStressPortDelegate::Selector;
@@ -9,6 +11,8 @@ namespace {
 template <class Method, class... Arguments>
 void callHost(const KivStressPortDelegateRef& delegate, Selector selector, Method method,
               const Arguments&... arguments) {
+  // Ports tell their delegates of the process's end as of a removal; the host's objects may be gone by then.
+  if (isProcessEnding()) return;
   if (!delegate.respondsTo(selector)) return;
   // The host may drop or replace its delegate inside the call; this copy keeps the object until the call
   // returns.

@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
-#include "tarsil/serial/detail/atExit.hpp"
 #include "tarsil/support/process.hpp"
 
 namespace tarsil {
@@ -100,8 +99,11 @@ void ORSSerialPortManager::Implementation::start() {
 }
 
 void ORSSerialPortManager::Implementation::registerExitHandler() {
-  const auto closePorts = [] { sharedSerialPortManager().implementation_->cleanupBeforeExit(); };
-  if (detail::atExit()(closePorts) == 0) return;
+  const auto closePorts = [] {
+    beginProcessEnd();
+    sharedSerialPortManager().implementation_->cleanupBeforeExit();
+  };
+  if (atExit(closePorts) == 0) return;
   printLine("ORSSerialPort was unable to register its termination handler for serial port cleanup: " +
                 std::to_string(errno),
             PrintedText::fixed);

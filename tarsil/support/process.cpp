@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -11,9 +12,12 @@ namespace tarsil {
 namespace {
 
 ProcessHooks& currentHooks() {
-  static ProcessHooks hooks;
+  // Never destroyed: worker threads may print until the process is gone.
+  static ProcessHooks& hooks = *new ProcessHooks;
   return hooks;
 }
+
+std::atomic<bool> processEnds = false;
 
 // One call, so that lines of several threads never mix.
 void writeLine(std::FILE* stream, std::string_view text) {
@@ -38,6 +42,19 @@ void fatalError(std::string_view reason) {
 void neverReturn() {
   if (currentHooks().neverReturn) currentHooks().neverReturn();
   for (;;) pause();
+}
+
+int atExit(void (*handler)()) {
+  if (currentHooks().atExit) return currentHooks().atExit(handler);
+  return std::atexit(handler);
+}
+
+void beginProcessEnd() {
+  processEnds = true;
+}
+
+bool isProcessEnding() {
+  return processEnds;
 }
 
 void printLine(std::string_view text, PrintedText kind) {

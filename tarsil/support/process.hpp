@@ -9,15 +9,17 @@ namespace tarsil {
 /// bytes) that no program should rely on.
 enum class PrintedText { fixed, diagnostic };
 
-/// The three ways in which the library touches the process around it. Tools and tests put their own in place
+/// The four ways in which the library touches the process around it. Tools and tests put their own in place
 /// to watch them; an empty function stands for the library's own behaviour.
 struct ProcessHooks {
   /// Must not return: it may throw, exit or abort. If it returns, the process aborts.
-  std::function<void(std::string_view reason)> fatal;
+  std::function<void(std::string_view reason)> fatal = {};
   /// Must not return: it may throw or block. If it returns, the thread blocks for ever.
-  std::function<void()> neverReturn;
+  std::function<void()> neverReturn = {};
   /// Receives every line without its line end.
-  std::function<void(std::string_view text, PrintedText kind)> print;
+  std::function<void(std::string_view text, PrintedText kind)> print = {};
+  /// Sees to it that `handler` is called when the process ends; not 0, with `errno` set, when it cannot.
+  std::function<int(void (*handler)())> atExit = {};
 };
 
 /// Puts `hooks` in place and hands back the ones that were there. Call it while no other thread runs library
@@ -31,6 +33,17 @@ ProcessHooks exchangeProcessHooks(ProcessHooks hooks);
 
 /// The calling thread stays here for ever, without using the processor. Any thread.
 [[noreturn]] void neverReturn();
+
+/// Has `handler` called when the process ends by exit() or by a return from main; not 0, with `errno` set,
+/// when the system refuses. Any thread.
+int atExit(void (*handler)());
+
+/// Says that the process is ending, which nothing takes back. Any thread.
+void beginProcessEnd();
+
+/// True from `beginProcessEnd()` on. A host's objects may be gone by then, so that nothing of it is called
+/// any more. Any thread.
+bool isProcessEnding();
 
 /// One line on standard output, flushed. Any thread.
 void printLine(std::string_view text, PrintedText kind);

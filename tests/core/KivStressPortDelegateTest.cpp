@@ -5,10 +5,13 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "tarsil/support/process.hpp"
 
 namespace tarsil {
 namespace {
@@ -103,6 +106,18 @@ TEST(KivStressPortDelegateTest, AHostThatOverridesEverythingHearsEveryCallWithIt
   EXPECT_THAT(host->heard, ElementsAre("load 50.000000 25.000000", "power 120.000000", "rpm 60.000000",
                                        "BP 120.000000 80.000000 0", "SpO2 97.000000 1", "opened", "removed",
                                        "error 01 Power Beyond the limit", "successfully", "ready"));
+}
+
+TEST(KivStressPortDelegateDeathTest, AHostHearsNothingOnceTheProcessEnds) {
+  const auto host = std::make_shared<Listener>();
+  const KivStressPortDelegateRef delegate = host;
+  EXPECT_EXIT(
+      {
+        beginProcessEnd();
+        callEverything(delegate);
+        std::_Exit(host->heard.empty() ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST(KivStressPortDelegateTest, AHostAnswersExactlyWhatItOverrides) {

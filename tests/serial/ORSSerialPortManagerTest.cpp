@@ -18,7 +18,7 @@
 #include "simulators/scripted/scriptedDevice.hpp"
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
-#include "tarsil/serial/detail/atExit.hpp"
+#include "tarsil/support/process.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingPortDelegate.hpp"
 
@@ -363,10 +363,10 @@ TEST_F(ORSSerialPortManagerDeathTest, SaysWhenTheExitHandlerIsRefused) {
   EXPECT_EXIT(
       {
         useRegistry({});
-        detail::exchangeAtExit([](void (*)()) {
+        exchangeProcessHooks({.atExit = [](void (*)()) {
           errno = ENOMEM;
           return -1;
-        });
+        }});
         const PrintedLines printed;
         ORSSerialPortManager::sharedSerialPortManager();
         for (const auto& line : printed.fixed()) std::fprintf(stderr, "%s\n", line.c_str());

@@ -7,6 +7,8 @@
 
 #include <array>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <stdexcept>
@@ -58,6 +60,35 @@ TEST_F(ProcessTest, AFatalHookMayThrow) {
 TEST_F(ProcessTest, ANeverReturnHookMayThrow) {
   exchangeProcessHooks({.fatal = {}, .neverReturn = [] { throw std::runtime_error("stuck"); }, .print = {}});
   EXPECT_THAT([] { neverReturn(); }, ThrowsMessage<std::runtime_error>("stuck"));
+}
+
+TEST_F(ProcessDeathTest, AHandlerOfTheEndIsCalledAtTheEnd) {
+  EXPECT_EXIT(
+      {
+        if (atExit([] { std::fputs("the end", stderr); }) == 0) std::exit(0);
+      },
+      ExitedWithCode(0), "^the end$");
+}
+
+TEST_F(ProcessTest, AnAtExitHookGetsTheHandlerAndGivesTheAnswer) {
+  static void (*registered)() = nullptr;
+  exchangeProcessHooks({.atExit = [](void (*handler)()) {
+    registered = handler;
+    return 12;
+  }});
+  void (*const handler)() = [] {};
+  EXPECT_EQ(atExit(handler), 12);
+  EXPECT_EQ(registered, handler);
+}
+
+TEST_F(ProcessDeathTest, TheProcessIsEndingOnceItWasSaid) {
+  EXPECT_EXIT(
+      {
+        if (isProcessEnding()) std::_Exit(1);
+        beginProcessEnd();
+        std::_Exit(isProcessEnding() ? 0 : 2);
+      },
+      ExitedWithCode(0), "");
 }
 
 /// A process whose only thread never returns; it says so when a signal has interrupted it.
