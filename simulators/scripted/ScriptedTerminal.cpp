@@ -1,5 +1,6 @@
 #include "simulators/scripted/ScriptedTerminal.hpp"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -266,6 +267,12 @@ ssize_t ScriptedTerminal::write(int descriptor, const void* bytes, std::size_t s
   return static_cast<ssize_t>(taken.size());
 }
 
+int ScriptedTerminal::duplicate(int descriptor) {
+  const std::lock_guard lock(mutex_);
+  if (const int error = beginOn(descriptor, Call::duplicate)) return failed(error);
+  return ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
 int ScriptedTerminal::close(int descriptor) {
   const std::lock_guard lock(mutex_);
   const int cue = begin(Call::close);
@@ -296,6 +303,8 @@ const char* name(ScriptedTerminal::Call call) {
       return "read";
     case Call::write:
       return "write";
+    case Call::duplicate:
+      return "duplicate";
     case Call::close:
       return "close";
   }

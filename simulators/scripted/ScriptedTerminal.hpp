@@ -31,6 +31,7 @@ class ScriptedTerminal : public Terminal {
     setModemLines,
     read,
     write,
+    duplicate,
     close,
   };
 
@@ -107,6 +108,7 @@ class ScriptedTerminal : public Terminal {
   int setModemLines(int descriptor, int lines) override;
   ssize_t read(int descriptor, void* buffer, std::size_t size) override;
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
+  int duplicate(int descriptor) override;
   int close(int descriptor) override;
 
  private:

@@ -52,6 +52,9 @@ class Terminal {
 
   virtual ssize_t read(int descriptor, void* buffer, std::size_t size) = 0;
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t size) = 0;
+  /// A further descriptor of the same opening, closed on exec.
+  virtual int duplicate(int descriptor) = 0;
+  /// Ends the opening's lock too, whoever else still holds a duplicate.
   virtual int close(int descriptor) = 0;
 };
 

@@ -97,6 +97,10 @@ bool ORSSerialPort::sendData(ByteView data) {
   return implementation_->sendData(data);
 }
 
+int ORSSerialPort::duplicateDescriptor() const {
+  return implementation_->duplicateDescriptor();
+}
+
 void ORSSerialPort::cleanupAfterSystemRemoval() {
   implementation_->cleanupAfterSystemRemoval();
 }

@@ -88,6 +88,17 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   /// hears of it); what was left of the bytes stays unsent.
   bool sendData(ByteView data);
 
+  /// A further descriptor of the open line, closed on exec, for the caller to close; -1 when the port is
+  /// closed, and when there is none to have (the delegate then hears of it). Any thread.
+  ///
+  /// It reaches the device past the port's locks: hand it to a process that must still write when this one
+  /// has died. As long as a copy lives after such a death, the device stays locked and keeps its settings.
+  /// Closing the port neither waits for copies nor is held up by them: attributes are restored, the locks
+  /// end, and the next opener gets the device. Copies share the port's blocking mode (don't change it) and
+  /// its received bytes (don't read). An adapter that is pulled out comes back under another name while one
+  /// is open.
+  int duplicateDescriptor() const;
+
   /// Tells the delegate that the device vanished, waits for it, and closes.
   void cleanupAfterSystemRemoval();
   /// Deprecated: prints a warning and does `cleanupAfterSystemRemoval()`.

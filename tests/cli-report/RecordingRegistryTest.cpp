@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -89,10 +90,13 @@ TEST_F(RecordingRegistryTest, PassesEveryOtherCallOn) {
   EXPECT_EQ(terminal->setSpecialSpeed(descriptor, attributes), 0);
   EXPECT_EQ(terminal->getModemLines(descriptor, lines), 0);
   EXPECT_EQ(terminal->setModemLines(descriptor, TIOCM_RTS), 0);
+  const int copy = terminal->duplicate(descriptor);
+  EXPECT_GE(copy, 0);
+  EXPECT_EQ(::close(copy), 0);
   EXPECT_EQ(terminal->close(descriptor), 0);
-  EXPECT_THAT(terminal_->calls(),
-              ElementsAre(Call::open, Call::clearStatusFlags, Call::getAttributes, Call::setAttributes,
-                          Call::setSpecialSpeed, Call::getModemLines, Call::setModemLines, Call::close));
+  EXPECT_THAT(terminal_->calls(), ElementsAre(Call::open, Call::clearStatusFlags, Call::getAttributes,
+                                              Call::setAttributes, Call::setSpecialSpeed, Call::getModemLines,
+                                              Call::setModemLines, Call::duplicate, Call::close));
   EXPECT_EQ(terminal_->openedPath(), "/dev/tty0");
   EXPECT_EQ(terminal_->applied().at(0).when, Terminal::Apply::afterOutputDrains);
   EXPECT_EQ(terminal_->outputLines(), TIOCM_RTS);

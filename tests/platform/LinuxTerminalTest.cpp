@@ -173,6 +173,63 @@ TEST_F(LinuxTerminalTest, CanBeOpenedAgainAfterClosing) {
   EXPECT_EQ(terminal.close(opened()), 0);
 }
 
+TEST_F(LinuxTerminalTest, ADuplicateIsTheSameOpeningAndPrivateToThisProgram) {
+  const int descriptor = opened();
+  const int copy = terminal.duplicate(descriptor);
+  ASSERT_GT(copy, STDERR_FILENO);
+  EXPECT_NE(copy, descriptor);
+  EXPECT_TRUE(fcntl(copy, F_GETFD) & FD_CLOEXEC);
+  EXPECT_EQ(terminal.clearStatusFlags(descriptor), 0);
+  EXPECT_FALSE(fcntl(copy, F_GETFL) & O_NONBLOCK);
+  EXPECT_EQ(write(copy, "x", 1), 1);
+  char seen = 0;
+  EXPECT_EQ(read(master, &seen, 1), 1);
+  EXPECT_EQ(seen, 'x');
+  EXPECT_FAILS(LinuxTerminal().open(path), getuid() == 0 ? EAGAIN : EBUSY);
+  close(copy);
+  terminal.close(descriptor);
+  EXPECT_FAILS(terminal.duplicate(descriptor), EBADF);
+}
+
+TEST_F(LinuxTerminalTest, ADuplicateKeepsNobodyOutOnceItsOpeningIsClosed) {
+  const int descriptor = opened();
+  const int copy = terminal.duplicate(descriptor);
+  ASSERT_GE(copy, 0);
+  EXPECT_EQ(terminal.close(descriptor), 0);
+  EXPECT_EQ(terminal.close(opened()), 0);
+  EXPECT_EQ(openAsNobody(), getuid() == 0 ? 0 : 255);
+  close(copy);
+}
+
+TEST_F(LinuxTerminalTest, AForkedChildThatRunsNothingElseKeepsNobodyOut) {
+  const int descriptor = opened();
+  std::array<int, 2> hold{};
+  ASSERT_EQ(pipe(hold.data()), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(hold[1]);
+    char end = 0;
+    _exit(read(hold[0], &end, 1) == 0 ? 0 : 1);
+  }
+  close(hold[0]);
+  EXPECT_EQ(terminal.close(descriptor), 0);
+  EXPECT_EQ(terminal.close(opened()), 0);
+  close(hold[1]);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(LinuxTerminalTest, LeavesAnotherProgramsExclusiveMarkWhereItIs) {
+  if (getuid() != 0) GTEST_SKIP() << "needs root, to get past the mark";
+  ASSERT_EQ(ioctl(witness, TIOCEXCL), 0);
+  EXPECT_EQ(terminal.close(opened()), 0);
+  EXPECT_STREQ(strerror(openAsNobody()), strerror(EBUSY));
+  ASSERT_EQ(ioctl(witness, TIOCNXCL), 0);
+  EXPECT_EQ(terminal.close(opened()), 0);
+  EXPECT_EQ(openAsNobody(), 0);
+}
+
 TEST_F(LinuxTerminalTest, OpensNothingButTerminals) {
   const auto before = openDescriptors();
   EXPECT_FAILS(terminal.open("/dev/null"), ENOTTY);

@@ -565,6 +565,13 @@ TEST_F(ORSSerialPortLineTest, AFailedWriteIsReportedAndTheRestStaysUnsent) {
   EXPECT_THAT(client.calls(), ElementsAre(failed(EIO)));
 }
 
+TEST_F(ORSSerialPortLineTest, ADuplicateThatCannotBeHadIsReported) {
+  open();
+  terminal.failNext(Call::duplicate, EMFILE);
+  EXPECT_EQ(port->duplicateDescriptor(), -1);
+  EXPECT_THAT(client.calls(), ElementsAre(failed(EMFILE)));
+}
+
 TEST_F(ORSSerialPortLineTest, AnErrorIsNotReportedToAClientThatDoesNotAnswer) {
   open();
   client.answerAllBut({Selector::serialPortDidEncounterError});

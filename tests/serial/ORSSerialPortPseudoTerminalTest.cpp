@@ -185,6 +185,40 @@ TEST_F(ORSSerialPortPseudoTerminalTest, ASecondOpenerIsKeptOut) {
   EXPECT_TRUE(runUntil([&] { return !second->isOpen(); }));
 }
 
+TEST_F(ORSSerialPortPseudoTerminalTest, ADuplicateReachesTheDeviceBesideThePort) {
+  EXPECT_EQ(port->duplicateDescriptor(), -1);
+  open();
+  const int copy = port->duplicateDescriptor();
+  ASSERT_GE(copy, 0);
+  EXPECT_TRUE(port->sendData(hex("01")));
+  EXPECT_EQ(write(copy, "\x02", 1), 1);
+  EXPECT_EQ(hexText(readFromPort(2)), "01 02");
+  close(copy);
+  EXPECT_TRUE(port->sendData(hex("03")));
+  EXPECT_EQ(hexText(readFromPort(1)), "03");
+  EXPECT_THAT(client.calls(), ElementsAre());
+}
+
+// Whoever holds the copy may be another process, which nobody can ask to let go.
+TEST_F(ORSSerialPortPseudoTerminalTest, ClosesAndOpensAgainWhileADuplicateLives) {
+  const termios before = attributes();
+  open();
+  const int copy = port->duplicateDescriptor();
+  ASSERT_GE(copy, 0);
+  port->close();
+  ASSERT_TRUE(runUntilCalled(closed()));
+  EXPECT_THAT(client.takeCalls(), ElementsAre(closed()));
+  EXPECT_EQ(attributes().c_lflag, before.c_lflag);
+  EXPECT_EQ(attributes().c_cflag, before.c_cflag);
+  EXPECT_EQ(port->duplicateDescriptor(), -1);
+
+  open();
+  terminal.write(hex("07"));
+  EXPECT_TRUE(runUntilCalled(received(hex("07"))));
+  EXPECT_THAT(client.calls(), ElementsAre(received(hex("07"))));
+  close(copy);
+}
+
 TEST_F(ORSSerialPortPseudoTerminalTest, APathThatDoesNotExistIsReported) {
   const auto nowhere = portAt("/dev/no-such-terminal");
   RecordingPortDelegate other;

@@ -47,12 +47,6 @@ int aboveStandardStreams(int descriptor) {
   return moved;
 }
 
-// Other programs heed one lock or the other; the advisory one also keeps root out.
-int lock(int descriptor) {
-  if (answer([=] { return flock(descriptor, LOCK_EX | LOCK_NB); }) < 0) return -1;
-  return answer([=] { return ioctl(descriptor, TIOCEXCL); });
-}
-
 // Control modes that the attributes have members of their own for.
 constexpr tcflag_t keptElsewhere = CBAUD | CIBAUD | CRTSCTS | CMSPAR;
 
@@ -111,6 +105,27 @@ int LinuxTerminal::open(const std::string& path) {
   if (descriptor < 0 || lock(descriptor) == 0) return descriptor;
   closeKeepingReason(descriptor);
   return -1;
+}
+
+// Other programs heed one lock or the other; the advisory one also keeps root out.
+int LinuxTerminal::lock(int descriptor) {
+  if (answer([=] { return flock(descriptor, LOCK_EX | LOCK_NB); }) < 0) return -1;
+  int isMarked = 0;
+  if (ioctl(descriptor, TIOCGEXCL, &isMarked) == 0 && isMarked != 0) return 0;
+  if (answer([=] { return ioctl(descriptor, TIOCEXCL); }) < 0) return -1;
+  const std::lock_guard guard(mutex_);
+  marked_.insert(descriptor);
+  return 0;
+}
+
+// Both outlive this descriptor as long as anybody else holds a copy: a watcher process, or a child that was
+// forked and runs no other program. The mark goes first: once the lock is gone, the next opener sets its own.
+void LinuxTerminal::unlock(int descriptor) {
+  {
+    const std::lock_guard guard(mutex_);
+    if (marked_.erase(descriptor) != 0) ioctl(descriptor, TIOCNXCL);
+  }
+  answer([=] { return flock(descriptor, LOCK_UN); });
 }
 
 int LinuxTerminal::clearStatusFlags(int descriptor) {
@@ -200,9 +215,12 @@ ssize_t LinuxTerminal::write(int descriptor, const void* bytes, std::size_t size
   return answer([=] { return ::write(descriptor, bytes, size); });
 }
 
+int LinuxTerminal::duplicate(int descriptor) {
+  return answer([=] { return fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); });
+}
+
 int LinuxTerminal::close(int descriptor) {
-  // The mark outlives this descriptor as long as anybody else holds the terminal open.
-  ioctl(descriptor, TIOCNXCL);
+  unlock(descriptor);
   const int result = ::close(descriptor);
   // An interrupted close has closed all the same; made again, it could hit somebody else's descriptor.
   if (result < 0 && errno == EINTR) return 0;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
+#include <set>
 
 #include "tarsil/platform/Terminal.hpp"
 #include "tarsil/platform/linux/DriverSettings.hpp"
@@ -28,6 +30,7 @@ class LinuxTerminal final : public Terminal {
   int setModemLines(int descriptor, int lines) override;
   ssize_t read(int descriptor, void* buffer, std::size_t size) override;
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
+  int duplicate(int descriptor) override;
   int close(int descriptor) override;
 
  private:
@@ -36,7 +39,14 @@ class LinuxTerminal final : public Terminal {
   int verify(int descriptor, const DriverSettings& asked);
   bool outputFlowsOut(int descriptor);
 
+  int lock(int descriptor);
+  void unlock(int descriptor);
+
   const std::shared_ptr<TerminalDriver> driver_;
+  /// Descriptors through which the terminal was marked exclusive here. Root may open a terminal that another
+  /// program marked; that mark is not ours to take away.
+  std::mutex mutex_;
+  std::set<int> marked_;
 };
 
 }  // namespace tarsil

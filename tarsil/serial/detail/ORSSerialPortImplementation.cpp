@@ -266,6 +266,15 @@ bool ORSSerialPort::Implementation::sendData(ByteView data) {
   return true;
 }
 
+int ORSSerialPort::Implementation::duplicateDescriptor() {
+  const Line line = openLine();
+  if (!line) return -1;
+  const int descriptor = line->duplicate();
+  if (descriptor >= 0) return descriptor;
+  report(-descriptor);
+  return -1;
+}
+
 void ORSSerialPort::Implementation::readAvailable(const Line& line) {
   if (openLine() != line) return;
   std::array<std::uint8_t, longestChunk> buffer;

@@ -43,6 +43,7 @@ class ORSSerialPort::Implementation {
   void close();
   bool isOpen() const { return openLine() != nullptr; }
   bool sendData(ByteView data);
+  int duplicateDescriptor();
   void cleanupAfterSystemRemoval();
   void cleanupBeforeExit();
 

@@ -63,6 +63,10 @@ ssize_t OpenLine::write(ByteView bytes) {
   return use([&] { return terminal_->write(descriptor_, bytes.data(), bytes.size()); });
 }
 
+int OpenLine::duplicate() {
+  return static_cast<int>(use([&] { return terminal_->duplicate(descriptor_); }));
+}
+
 std::vector<int> OpenLine::restoreAttributes() {
   std::vector<int> failures;
   std::call_once(restored_, [&] {

@@ -46,6 +46,8 @@ class OpenLine {
   int setModemLines(int lines);
   ssize_t read(void* buffer, std::size_t size);
   ssize_t write(ByteView bytes);
+  /// A further descriptor of this opening, or the negative error number.
+  int duplicate();
 
   /// Switches flow control off, so that waiting output goes out, waits for it, and puts the saved attributes
   /// back. Answers what failed. The first call does it; another one waits for it and answers nothing.

@@ -48,6 +48,10 @@ ssize_t RecordingTerminal::write(int descriptor, const void* bytes, std::size_t 
   return count;
 }
 
+int RecordingTerminal::duplicate(int descriptor) {
+  return terminal_->duplicate(descriptor);
+}
+
 int RecordingTerminal::close(int descriptor) {
   return terminal_->close(descriptor);
 }

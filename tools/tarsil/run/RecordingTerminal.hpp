@@ -22,6 +22,7 @@ class RecordingTerminal final : public Terminal {
   int setModemLines(int descriptor, int lines) override;
   ssize_t read(int descriptor, void* buffer, std::size_t size) override;
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
+  int duplicate(int descriptor) override;
   int close(int descriptor) override;
 
  private:
