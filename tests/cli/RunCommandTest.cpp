@@ -5,7 +5,6 @@
 
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/cli/Program.hpp"
-#include "tools/tarsil/run/phaseName.hpp"
 #include "tools/tarsil/run/protocolNamed.hpp"
 
 namespace tarsil::cli {
@@ -43,7 +42,7 @@ TEST_P(ShippedProtocolTest, RunsToItsEnd) {
       {"--exercise", isTreadmill ? "LodeTreadmill" : "ErgosanaK4.8P10", "--protocol", GetParam()});
   expectCompleted(ended);
   for (std::size_t i = 0; i < protocol.phases.size(); ++i) {
-    EXPECT_THAT(ended.output, HasSubstr("-------- " + phaseName(protocol, i) + "\n"));
+    EXPECT_THAT(ended.output, HasSubstr("-------- " + protocol.phaseName(i) + "\n"));
   }
 }
 

@@ -12,7 +12,7 @@
 #include "tools/tarsil/report/SessionRecord.hpp"
 #include "tools/tarsil/report/SessionScript.hpp"
 #include "tools/tarsil/run/Journal.hpp"
-#include "tools/tarsil/run/Protocol.hpp"
+#include "tarsil/exercise/Protocol.hpp"
 #include "tools/tarsil/run/Station.hpp"
 #include "tools/tarsil/run/Traffic.hpp"
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tools/tarsil/run/Journal.hpp"
-#include "tools/tarsil/run/Protocol.hpp"
+#include "tarsil/exercise/Protocol.hpp"
 #include "tools/tarsil/run/Station.hpp"
 
 namespace tarsil::cli {

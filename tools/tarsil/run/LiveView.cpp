@@ -8,7 +8,6 @@
 #include <cmath>
 
 #include "tools/tarsil/run/clockText.hpp"
-#include "tools/tarsil/run/phaseName.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -155,7 +154,7 @@ LiveView::Line LiveView::progressLine(int columns) const {
       break;
   }
   const Phase& phase = session_.protocol().phases[session_.phaseIndex()];
-  const std::string name = phaseName(session_.protocol(), session_.phaseIndex());
+  const std::string name = session_.protocol().phaseName(session_.phaseIndex());
   const double passed = 1 - std::chrono::duration<double>(session_.phaseLeft()) / phase.duration;
   const std::string left = fmt::format("{} left, {} in all{}", clockText(session_.phaseLeft()),
                                        clockText(session_.exerciseLeft()), session_.isHeld() ? "  HELD" : "");

@@ -7,7 +7,7 @@
 #include "tools/tarsil/Command.hpp"
 #include "tools/tarsil/run/Journal.hpp"
 #include "tools/tarsil/run/Partners.hpp"
-#include "tools/tarsil/run/Protocol.hpp"
+#include "tarsil/exercise/Protocol.hpp"
 #include "tools/tarsil/run/Station.hpp"
 
 namespace tarsil {

@@ -7,8 +7,6 @@
 #include <numeric>
 #include <utility>
 
-#include "tools/tarsil/run/phaseName.hpp"
-
 namespace tarsil::cli {
 namespace {
 
@@ -129,7 +127,7 @@ void Session::beginPhase(std::size_t index) {
   held_ = false;
   pressureTaken_ = false;
   const Phase& phase = protocol_.phases[index];
-  journal_.note(Role::session, Kind::event, "phase", {phase.load, phase.grade}, phaseName(protocol_, index));
+  journal_.note(Role::session, Kind::event, "phase", {phase.load, phase.grade}, protocol_.phaseName(index));
   moveLoad();
 }
 
@@ -157,7 +155,7 @@ void Session::exerciseTick() {
   if (phaseLeft() == Duration::zero()) {
     // While the load falls again, its device is on its way.
     const bool isStage = protocol_.phases[phase_].kind == Phase::Kind::stage;
-    if (isStage) expectations_.stageEnds(phaseName(protocol_, phase_), commanded_);
+    if (isStage) expectations_.stageEnds(protocol_.phaseName(phase_), commanded_);
     return advance();
   }
   moveLoad();

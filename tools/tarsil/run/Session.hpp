@@ -10,7 +10,7 @@
 #include "tools/tarsil/exitCodes.hpp"
 #include "tools/tarsil/run/Expectations.hpp"
 #include "tools/tarsil/run/Journal.hpp"
-#include "tools/tarsil/run/Protocol.hpp"
+#include "tarsil/exercise/Protocol.hpp"
 #include "tools/tarsil/run/Station.hpp"
 
 namespace tarsil::cli {

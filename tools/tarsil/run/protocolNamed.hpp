@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/tarsil/run/Protocol.hpp"
+#include "tarsil/exercise/Protocol.hpp"
 
 namespace tarsil::cli {
 

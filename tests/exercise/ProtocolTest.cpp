@@ -1,21 +1,16 @@
-#include "tools/tarsil/run/Protocol.hpp"
+#include "tarsil/exercise/Protocol.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <string>
 
-#include "tests/cli-report/ScratchFolder.hpp"
-#include "tools/tarsil/CommandFailure.hpp"
-#include "tools/tarsil/run/protocolNamed.hpp"
-
-namespace tarsil::cli {
+namespace tarsil {
 namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
 using enum Phase::Kind;
 
 Phase phase(Phase::Kind kind, Duration duration, float load, float grade = 0) {
@@ -49,10 +44,49 @@ TEST(ProtocolTest, ReadsABicyclesPhasesAndRamps) {
                           Phase{.kind = stage, .duration = 10min, .load = 25, .endLoad = 225}));
 }
 
+TEST(ProtocolTest, ReadsWhenPressuresAreMeasured) {
+  const Protocol protocol = readProtocol(
+      "name A\ndevice bicycle\n"
+      "pressure every 3:00\n"
+      "stage 3:00 50\n"
+      "pressure at 2:30\n"
+      "recovery 2:00 25\nrecovery 2:00 10\n"
+      "pressure at 0:30\n"
+      "pressure rest\n"
+      "pressure recovery at 0:00\n"
+      "pressure recovery at 3:30\n"
+      "pressure recovery every 1:00",
+      "file");
+  EXPECT_EQ(protocol.pressures, (PressureTimes{.atRest = true,
+                                               .inStage = {30s, 150s},
+                                               .every = 3min,
+                                               .inRecovery = {0s, 210s},
+                                               .everyInRecovery = 1min}));
+  EXPECT_TRUE(protocol.pressures.nameExerciseTimes());
+  EXPECT_THAT(protocol.lines, ElementsAre(4, 6, 7));
+}
+
+TEST(ProtocolTest, LeavesTheTimesOfPressuresOpenWhereTheTextDoes) {
+  const Protocol protocol = readProtocol("name A\ndevice bicycle\nstage 3:00 50\npressure rest\n", "file");
+  EXPECT_FALSE(protocol.pressures.nameExerciseTimes());
+}
+
+TEST(ProtocolTest, NamesItsPhases) {
+  const Protocol protocol = readProtocol(
+      "name A\ndevice bicycle\nwarm-up 1:00 5\nstage 1:00 9\nstage 1:00 9\nrecovery 1:00 5", "file");
+  EXPECT_EQ(protocol.phaseName(0), "warm-up");
+  EXPECT_EQ(protocol.phaseName(1), "stage 1 of 2");
+  EXPECT_EQ(protocol.phaseName(2), "stage 2 of 2");
+  EXPECT_EQ(protocol.phaseName(3), "recovery");
+}
+
 struct Faulty {
   const char* text;
   const char* reason;
 };
+
+constexpr const char* wrongPressure =
+    "file:2: pressure is followed by rest, or by at or every with a time, or by recovery and one of these";
 
 class FaultyProtocolTest : public testing::TestWithParam<Faulty> {};
 
@@ -98,66 +132,20 @@ INSTANTIATE_TEST_SUITE_P(
         Faulty{"device bicycle\nstage 1:00 5\nwarm-up 1:00 5\n",
                "file:3: phases come in the order warm-up, stages, recovery"},
         Faulty{"device bicycle\nrecovery 1:00 5\nstage 1:00 5\n",
-               "file:3: phases come in the order warm-up, stages, recovery"}));
-
-/// The stages alone, as they stand in the literature.
-std::vector<Phase> stagesOf(const std::string& name) {
-  std::vector<Phase> stages;
-  for (const Phase& phase : protocolNamed(name).phases) {
-    if (phase.kind == stage) stages.push_back(phase);
-  }
-  return stages;
-}
-
-std::vector<Phase> bruceStages() {
-  std::vector<Phase> stages;
-  const std::vector<std::pair<float, float>> table{{2.74F, 10}, {4.02F, 12}, {5.47F, 14}, {6.76F, 16},
-                                                   {8.05F, 18}, {8.85F, 20}, {9.65F, 22}};
-  for (const auto& [speed, grade] : table) stages.push_back(phase(stage, 3min, speed, grade));
-  return stages;
-}
-
-TEST(BuiltInProtocolsTest, HaveTheStagesOfTheLiterature) {
-  EXPECT_THAT(stagesOf("bruce"), ElementsAreArray(bruceStages()));
-
-  std::vector<Phase> modified = bruceStages();
-  modified.insert(modified.begin(), {phase(stage, 3min, 2.74F, 0), phase(stage, 3min, 2.74F, 5)});
-  EXPECT_THAT(stagesOf("modified-bruce"), ElementsAreArray(modified));
-
-  std::vector<Phase> naughton;
-  for (int i = 0; i < 7; ++i) naughton.push_back(phase(stage, 2min, 3.22F, 3.5F * static_cast<float>(i)));
-  EXPECT_THAT(stagesOf("naughton"), ElementsAreArray(naughton));
-
-  std::vector<Phase> usafsam;
-  for (int i = 0; i < 6; ++i) usafsam.push_back(phase(stage, 3min, 5.31F, 5 * static_cast<float>(i)));
-  EXPECT_THAT(stagesOf("usafsam"), ElementsAreArray(usafsam));
-
-  std::vector<Phase> steps;
-  for (int i = 1; i <= 8; ++i) steps.push_back(phase(stage, 2min, 25 * static_cast<float>(i)));
-  EXPECT_THAT(stagesOf("25-watt-steps"), ElementsAreArray(steps));
-  EXPECT_EQ(protocolNamed("25-watt-steps").phases.back(), phase(recovery, 2min, 25));
-}
-
-TEST(ProtocolNamedTest, ReadsAFile) {
-  const ScratchFolder folder;
-  std::ofstream(folder / "mine") << "name Mine\ndevice bicycle\nstage 1:00 60\n";
-  EXPECT_EQ(protocolNamed((folder / "mine").string()).name, "Mine");
-}
-
-TEST(ProtocolNamedTest, RefusesWhatCannotBeRead) {
-  const ScratchFolder folder;
-  const auto refuses = [](const std::string& path, const std::string& reason) {
-    EXPECT_THAT([&] { protocolNamed(path); },
-                testing::Throws<CommandFailure>(
-                    testing::AllOf(testing::Property(&CommandFailure::code, badInput),
-                                   testing::Property(&CommandFailure::what, testing::StrEq(reason)))));
-  };
-  refuses("nothing", "cannot read the protocol \"nothing\": No such file or directory");
-  refuses(folder.path(), "cannot read the protocol \"" + folder.path().string() + "\": Is a directory");
-  const std::string faulty = folder / "faulty";
-  std::ofstream(faulty) << "name A\nfly\n";
-  refuses(faulty, faulty + ":2: unknown word \"fly\"");
-}
+               "file:3: phases come in the order warm-up, stages, recovery"},
+        Faulty{"device bicycle\npressure\n", wrongPressure}, Faulty{"name A\npressure now\n", wrongPressure},
+        Faulty{"name A\npressure rest 1:00\n", wrongPressure},
+        Faulty{"name A\npressure recovery 1:00\n", wrongPressure},
+        Faulty{"name A\npressure at\n", wrongPressure},
+        Faulty{"pressure at 120\n", "file:1: \"120\" is no duration, such as 3:00"},
+        Faulty{"pressure every 0:59\n", "file:1: pressures are at least 1:00 apart"},
+        Faulty{"pressure recovery every 0:00\n", "file:1: pressures are at least 1:00 apart"},
+        Faulty{"pressure every 2:00\npressure every 2:00\n",
+               "file:2: the interval of pressures was named before"},
+        Faulty{"name A\ndevice bicycle\npressure at 2:00\nstage 2:00 5\nstage 1:00 5\n",
+               "file:3: no stage lasts until 2:00"},
+        Faulty{"name A\ndevice bicycle\nstage 2:00 5\npressure recovery at 0:30\n",
+               "file:4: the recovery does not last until 0:30"}));
 
 }  // namespace
-}  // namespace tarsil::cli
+}  // namespace tarsil

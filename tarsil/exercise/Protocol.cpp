@@ -1,15 +1,17 @@
-#include "tools/tarsil/run/Protocol.hpp"
+#include "tarsil/exercise/Protocol.hpp"
 
-#include <fmt/format.h>
-
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <functional>
 #include <map>
 #include <numeric>
 #include <optional>
 
+#include "tarsil/support/floatText.hpp"
 #include "tarsil/support/numberText.hpp"
 
-namespace tarsil::cli {
+namespace tarsil {
 namespace {
 
 using namespace std::chrono_literals;
@@ -18,6 +20,26 @@ constexpr float fastestBelt = 25;     // km/h
 constexpr float steepestGrade = 30;   // percent
 constexpr float greatestPower = 999;  // watts
 constexpr Duration longestPhase = 2h;
+/// A cuff must be done, and the arm rest, before it is inflated again.
+constexpr Duration shortestInterval = 1min;
+
+std::string quoted(std::string_view word) {
+  return '"' + std::string(word) + '"';
+}
+
+/// "25" and "0.5": a whole number without its fraction.
+std::string numberText(float number) {
+  std::string text = decimalText(number);
+  if (text.ends_with(".0")) text.resize(text.size() - 2);
+  return text;
+}
+
+/// "1:05"
+std::string timeText(Duration time) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+  const std::string rest = std::to_string(seconds % 60);
+  return std::to_string(seconds / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
+}
 
 std::vector<std::string_view> wordsOf(std::string_view line) {
   constexpr std::string_view blanks = " \t\r";
@@ -49,14 +71,17 @@ class Reader {
     if (protocol_.name.empty()) fail("there is no name");
     if (!device_) fail("there is no device");
     if (stages_ == 0) fail("there is no stage");
+    for (const auto& check : checksAtTheEnd_) check();
     return protocol_;
   }
 
  private:
   using Words = std::vector<std::string_view>;
 
-  [[noreturn]] void fail(const std::string& reason) const {
-    throw ProtocolError(fmt::format("{}:{}: {}", file_, line_, reason));
+  [[noreturn]] void fail(const std::string& reason) const { failAt(line_, reason); }
+
+  [[noreturn]] void failAt(int line, const std::string& reason) const {
+    throw ProtocolError(file_ + ":" + std::to_string(line) + ": " + reason);
   }
 
   void readStatement(const Words& words) {
@@ -66,7 +91,8 @@ class Reader {
     if (words[0] == "stage") return readPhase(Phase::Kind::stage, words);
     if (words[0] == "ramp") return readRamp(words);
     if (words[0] == "recovery") return readPhase(Phase::Kind::recovery, words);
-    fail(fmt::format("unknown word \"{}\"", words[0]));
+    if (words[0] == "pressure") return readPressure(words);
+    fail("unknown word " + quoted(words[0]));
   }
 
   void readName(const Words& words) {
@@ -87,7 +113,7 @@ class Reader {
   void readPhase(Phase::Kind kind, const Words& words) {
     const std::size_t values = isTreadmill() ? 2 : 1;
     if (words.size() != 2 + values) {
-      fail(fmt::format("{} needs a duration and {}", words[0], isTreadmill() ? "km/h and percent" : "watts"));
+      fail(std::string(words[0]) + " needs a duration and " + (isTreadmill() ? "km/h and percent" : "watts"));
     }
     Phase phase{.kind = kind, .duration = readDuration(words[1])};
     phase.load = phase.endLoad = readLoad(words[2]);
@@ -109,6 +135,56 @@ class Reader {
     if (phase.kind < before) fail("phases come in the order warm-up, stages, recovery");
     if (phase.kind == Phase::Kind::stage) ++stages_;
     protocol_.phases.push_back(phase);
+    protocol_.lines.push_back(line_);
+  }
+
+  void readPressure(const Words& words) {
+    PressureTimes& times = protocol_.pressures;
+    if (words.size() == 2 && words[1] == "rest") {
+      times.atRest = true;
+    } else if (words.size() == 3 && words[1] == "at") {
+      readPoint(words[2], Phase::Kind::stage, times.inStage);
+    } else if (words.size() == 3 && words[1] == "every") {
+      times.every = readInterval(words[2], times.every);
+    } else if (words.size() == 4 && words[1] == "recovery" && words[2] == "at") {
+      readPoint(words[3], Phase::Kind::recovery, times.inRecovery);
+    } else if (words.size() == 4 && words[1] == "recovery" && words[2] == "every") {
+      times.everyInRecovery = readInterval(words[3], times.everyInRecovery);
+    } else {
+      fail("pressure is followed by rest, or by at or every with a time, or by recovery and one of these");
+    }
+  }
+
+  /// A time that no phase of the kind lasts until would never come.
+  void readPoint(std::string_view word, Phase::Kind kind, std::vector<Duration>& points) {
+    const Duration point = readTime(word);
+    points.push_back(point);
+    std::sort(points.begin(), points.end());
+    checksAtTheEnd_.emplace_back([this, kind, point, line = line_] {
+      if (lasting(kind) > point) return;
+      failAt(line,
+             (kind == Phase::Kind::stage ? "no stage lasts until " : "the recovery does not last until ") +
+                 timeText(point));
+    });
+  }
+
+  Duration readInterval(std::string_view word, Duration before) const {
+    if (before > Duration::zero()) fail("the interval of pressures was named before");
+    const Duration interval = readTime(word);
+    if (interval < shortestInterval) fail("pressures are at least 1:00 apart");
+    return interval;
+  }
+
+  /// How long the longest stage is, or the whole recovery.
+  Duration lasting(Phase::Kind kind) const {
+    Duration longest{};
+    Duration sum{};
+    for (const Phase& phase : protocol_.phases) {
+      if (phase.kind != kind) continue;
+      longest = std::max(longest, phase.duration);
+      sum += phase.duration;
+    }
+    return kind == Phase::Kind::stage ? longest : sum;
   }
 
   bool isTreadmill() const {
@@ -117,16 +193,19 @@ class Reader {
   }
 
   Duration readDuration(std::string_view word) const {
-    const std::size_t colon = word.find(':');
-    if (colon == std::string_view::npos) fail(fmt::format("\"{}\" is no duration, such as 3:00", word));
-    const auto minutes = readInteger(word.substr(0, colon));
-    const auto seconds = readInteger(word.substr(colon + 1));
-    if (!minutes || !seconds || *minutes < 0 || *minutes > 120 || *seconds < 0 || *seconds > 59) {
-      fail(fmt::format("\"{}\" is no duration, such as 3:00", word));
-    }
-    const Duration duration = std::chrono::minutes(*minutes) + std::chrono::seconds(*seconds);
+    const Duration duration = readTime(word);
     if (duration < 1s || duration > longestPhase) fail("a phase lasts from a second to two hours");
     return duration;
+  }
+
+  Duration readTime(std::string_view word) const {
+    const std::size_t colon = std::min(word.find(':'), word.size());
+    const auto minutes = readInteger(word.substr(0, colon));
+    const auto seconds = readInteger(word.substr(std::min(colon + 1, word.size())));
+    if (!minutes || !seconds || *minutes < 0 || *minutes > 120 || *seconds < 0 || *seconds > 59) {
+      fail(quoted(word) + " is no duration, such as 3:00");
+    }
+    return std::chrono::minutes(*minutes) + std::chrono::seconds(*seconds);
   }
 
   float readLoad(std::string_view word) const {
@@ -135,8 +214,10 @@ class Reader {
 
   float readNumber(std::string_view word, std::string_view what, float greatest) const {
     const auto number = readFloat(word);
-    if (!number) fail(fmt::format("\"{}\" is no {}", word, what));
-    if (*number < 0 || *number > greatest) fail(fmt::format("the {} must be from 0 to {}", what, greatest));
+    if (!number) fail(quoted(word) + " is no " + std::string(what));
+    if (*number < 0 || *number > greatest) {
+      fail("the " + std::string(what) + " must be from 0 to " + numberText(greatest));
+    }
     return *number;
   }
 
@@ -145,6 +226,8 @@ class Reader {
   int stages_ = 0;
   std::optional<StressDeviceType> device_;
   Protocol protocol_;
+  /// What can be said of a statement when all phases are known only.
+  std::vector<std::function<void()>> checksAtTheEnd_;
 };
 
 }  // namespace
@@ -154,8 +237,18 @@ Duration Protocol::duration() const {
                          [](Duration sum, const Phase& phase) { return sum + phase.duration; });
 }
 
+std::string Protocol::phaseName(std::size_t index) const {
+  if (phases[index].kind == Phase::Kind::warmUp) return "warm-up";
+  if (phases[index].kind == Phase::Kind::recovery) return "recovery";
+  const auto isStage = [](const Phase& phase) { return phase.kind == Phase::Kind::stage; };
+  const auto upTo =
+      std::count_if(phases.begin(), phases.begin() + static_cast<std::ptrdiff_t>(index) + 1, isStage);
+  return "stage " + std::to_string(upTo) + " of " +
+         std::to_string(std::count_if(phases.begin(), phases.end(), isStage));
+}
+
 Protocol readProtocol(std::string_view text, const std::string& file) {
   return Reader(file).read(text);
 }
 
-}  // namespace tarsil::cli
+}  // namespace tarsil
