@@ -12,6 +12,7 @@ constexpr std::size_t markPosition = 4;
 constexpr std::uint8_t mark[] = {0x23, 0x95};
 constexpr std::size_t saturationPosition = 8;
 constexpr const char* outOfRange = "范围越界";
+constexpr float noSaturation = -1.0F;
 constexpr std::int64_t measured = 1;
 
 bool isMeasurement(ByteView chunk) {
@@ -23,12 +24,13 @@ bool isMeasurement(ByteView chunk) {
 
 std::optional<MEDXINGFrame> MEDXINGFrame::parse(ByteView chunk) {
   if (!isMeasurement(chunk)) return std::nullopt;
-  // A frame without a saturation byte still counts as a measurement, of 0.
-  if (chunk.size() <= saturationPosition) return MEDXINGFrame{outOfRange, 0.0F};
+  // A frame without a saturation byte still counts as a measurement, of none: a number would be taken for the
+  // patient's.
+  if (chunk.size() <= saturationPosition) return MEDXINGFrame{outOfRange, noSaturation};
   const ByteView saturation = chunk.subspan(saturationPosition, 1);
   const std::uint8_t percent = saturation.front();
   return MEDXINGFrame{BinaryDecimalHex::hexStringFromData(saturation),
-                      percent > 100 ? -1.0F : static_cast<float>(percent)};
+                      percent > 100 ? noSaturation : static_cast<float>(percent)};
 }
 
 void MEDXINGFrame::report(ByteView chunk, std::string& befoSpO2Value, const KivStressPortDelegateRef& host) {

@@ -14,8 +14,8 @@ struct MEDXINGFrame {
   /// The two lower-case hexadecimal digits of the saturation byte, or "范围越界" when the frame ends before
   /// it.
   std::string saturationText;
-  /// In percent, 0 to 100; -1 when the oximeter sends more than 100, 0 when the frame ends before the
-  /// saturation.
+  /// In percent, 0 to 100; -1, no saturation, when the oximeter sends more than 100 or the frame ends before
+  /// it.
   float saturation;
 
   /// The frame that `chunk` is; none when it is no measurement. Each chunk is looked at by itself: the parts
@@ -23,7 +23,7 @@ struct MEDXINGFrame {
   static std::optional<MEDXINGFrame> parse(ByteView chunk);
 
   /// Tells the host the saturation that `chunk` brings, with status 1, unless it is the one told last; two
-  /// different ones above 100 are told apart, as -1 each.
+  /// different ones above 100, or one and a frame that ends too soon, are told apart, as -1 each.
   /// `befoSpO2Value` is the `saturationText` told last; it is set before the host is called.
   static void report(ByteView chunk, std::string& befoSpO2Value, const KivStressPortDelegateRef& host);
 };

@@ -7,8 +7,10 @@
 namespace tarsil {
 
 /// Receives the oxygen saturation of a MEDXING pulse oximeter on a serial port, 9600 baud, and reports each
-/// changed value as `onReceivedSpO2WithSpO2`, in percent, status 1. It sends nothing: the oximeter measures
-/// by itself. A frame that the port delivers in two chunks is lost, and nothing else is ever reported.
+/// changed value as `onReceivedSpO2WithSpO2`, in percent, -1 for no saturation, status 1. It sends nothing:
+/// the oximeter measures by itself. Each chunk of the port is looked at by itself: a frame that comes in two
+/// is lost, and when the first of them has six to eight bytes the host is told -1, although the saturation
+/// has not changed.
 class MEDXINGPort final : public SerialDriver {
  public:
   explicit MEDXINGPort(const SpO2DeviceSettings& settings) : SerialDriver(settings) {}

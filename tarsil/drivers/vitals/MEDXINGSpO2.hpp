@@ -68,7 +68,7 @@ class MEDXINGSpO2 final : public KivStressDevice,
                                                       const std::shared_ptr<BluetoothService>& service,
                                                       const std::optional<BluetoothError>& error) override;
   /// Reports a measurement of `characteristicid` unless its saturation is the one reported last: in percent,
-  /// -1 for a value above 100.
+  /// -1 for a value above 100 and for a frame of six to eight bytes, which ends before its saturation.
   void peripheralDidUpdateValueForCharacteristic(
       const std::shared_ptr<BluetoothPeripheral>& notifying,
       const std::shared_ptr<BluetoothCharacteristic>& characteristic,

@@ -62,7 +62,7 @@ TEST_F(MEDXINGFrameTest, KeepsTheTextAsLowerCaseDigits) {
   EXPECT_EQ(befoSpO2Value, "5f");
 }
 
-TEST_F(MEDXINGFrameTest, AFrameThatEndsBeforeTheSaturationIsZeroOnce) {
+TEST_F(MEDXINGFrameTest, AFrameThatEndsBeforeTheSaturationIsNoneOnce) {
   for (const std::size_t length : {6U, 7U, 8U}) {
     befoSpO2Value.clear();
     host->values.clear();
@@ -71,8 +71,18 @@ TEST_F(MEDXINGFrameTest, AFrameThatEndsBeforeTheSaturationIsZeroOnce) {
     receive(cut);
     receive(cut);
     EXPECT_EQ(befoSpO2Value, "范围越界") << length;
-    EXPECT_THAT(host->values, ElementsAre(Pair(0.0F, 1))) << length;
+    EXPECT_THAT(host->values, ElementsAre(Pair(-1.0F, 1))) << length;
   }
+}
+
+TEST_F(MEDXINGFrameTest, AConstantSaturationInPiecesIsNeverANumberThatNobodyMeasured) {
+  const Bytes whole = frame(0x61);
+  for (int i = 0; i < 2; ++i) {
+    receive(whole);
+    receive(Bytes(whole.begin(), whole.begin() + 7));
+    receive(Bytes(whole.begin() + 7, whole.end()));
+  }
+  EXPECT_THAT(host->values, ElementsAre(Pair(97.0F, 1), Pair(-1.0F, 1), Pair(97.0F, 1), Pair(-1.0F, 1)));
 }
 
 TEST_F(MEDXINGFrameTest, ChunksOfFiveBytesOrLessAreNoMeasurement) {

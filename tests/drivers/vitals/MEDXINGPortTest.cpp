@@ -83,10 +83,10 @@ TEST_F(MEDXINGPortTest, ReportsEveryValueAboveAHundredAnew) {
   EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(-1, 1), oxygenSaturation(-1, 1)));
 }
 
-TEST_F(MEDXINGPortTest, ReportsZeroForAFrameThatEndsBeforeTheSaturation) {
+TEST_F(MEDXINGPortTest, ReportsNoneForAFrameThatEndsBeforeTheSaturation) {
   port.deliver(hex("00 00 00 00 23 95"));
   port.deliver(hex("00 00 00 00 23 95 61 61"));
-  EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(0, 1)));
+  EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(-1, 1)));
   EXPECT_EQ(oximeter->befoSpO2Value, "范围越界");
 }
 

@@ -269,12 +269,12 @@ TEST_F(MEDXINGSpO2Test, TheFilterComparesTheByteNotTheReportedValue) {
   EXPECT_EQ(oximeter->befoSpO2Value, "64");
 }
 
-TEST_F(MEDXINGSpO2Test, AFrameThatEndsBeforeTheSaturationIsZeroOnce) {
+TEST_F(MEDXINGSpO2Test, AFrameThatEndsBeforeTheSaturationIsNoneOnce) {
   subscribe();
   central->peripheral("p1")->notify("FFB2", Bytes{1, 2, 3, 4, 0x23, 0x95, 0, 0});
   central->peripheral("p1")->notify("FFB2", Bytes{1, 2, 3, 4, 0x23, 0x95});
   central->peripheral("p1")->notify("FFB2", Bytes{1, 2, 3, 4, 0x23});
-  EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(0, 1)));
+  EXPECT_THAT(host.calls(), ElementsAre(oxygenSaturation(-1, 1)));
   EXPECT_EQ(oximeter->befoSpO2Value, "范围越界");
 }
 
