@@ -94,6 +94,8 @@ StressECGDeviceManager::Names StressECGDeviceManager::getPort(bool isSpO2) {
 }
 
 void StressECGDeviceManager::port() {
+  // The host may drop a manager of its own within a closure.
+  const auto kept = weak_from_this().lock();
   ports = ORSSerialPortManager::sharedSerialPortManager().availablePorts();
   const Names names = currentNames();
   if (getPortIsSpO2) reportChange(names, portNamesWithSpO2, getPortsNameWithSpO2);
@@ -263,7 +265,10 @@ std::optional<std::string> StressECGDeviceManager::getSpO2BlueToothName() const 
 }
 
 void StressECGDeviceManager::connectBluetoothSpO2() {
-  if (btManager && peripheral) btManager->connect(peripheral);
+  // A central may tell its delegate at once, and the host may choose another oximeter then.
+  const auto central = btManager;
+  const auto oximeter = peripheral;
+  if (central && oximeter) central->connect(oximeter);
 }
 
 void StressECGDeviceManager::serialPortWasOpened(ORSSerialPort& /*port*/) {

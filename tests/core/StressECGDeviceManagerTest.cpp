@@ -378,6 +378,34 @@ TEST_F(StressECGDeviceManagerTest, LetsAClosureReplaceItselfWhileItRuns) {
   EXPECT_THAT(story, ElementsAre("first", "second"));
 }
 
+TEST_F(StressECGDeviceManagerTest, LivesUntilItsRefreshIsOverWhenAClosureDropsIt) {
+  std::vector<std::string> story;
+  const std::weak_ptr<StressECGDeviceManager> weak = manager_;
+  manager_->getPort(true);
+  manager_->getPortsNameWithSpO2 = [&](const Names&) {
+    manager_.reset();
+    story.emplace_back(weak.expired() ? "gone" : "dropped");
+  };
+  manager_->getPortsName = [&](const Names&) { story.emplace_back(weak.expired() ? "gone" : "told"); };
+  plugIn("a");
+  manager_->port();
+  EXPECT_THAT(story, ElementsAre("dropped", "told"));
+  EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(StressECGDeviceManagerTest, LivesUntilItsRefreshIsOverWhenTheTimerRefreshes) {
+  std::vector<std::string> story;
+  manager_->getPort(true);
+  manager_->getPortsNameWithSpO2 = [&](const Names&) {
+    manager_.reset();
+    story.emplace_back("dropped");
+  };
+  manager_->getPortsName = [&](const Names&) { story.emplace_back("told"); };
+  plugIn("a");
+  time().advance(10s);
+  EXPECT_THAT(story, ElementsAre("dropped", "told"));
+}
+
 TEST_F(StressECGDeviceManagerTest, TakesAReorderedListForTheSame) {
   plugIn("a");
   plugIn("b");
