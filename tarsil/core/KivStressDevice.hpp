@@ -115,7 +115,7 @@ class KivStressDevice : public std::enable_shared_from_this<KivStressDevice> {
   /// delegate.
   virtual void setSerialPort(std::shared_ptr<ORSSerialPort> port);
 
-  /// Switches the built-in functions on or off.
+  /// Switches the built-in functions on or off. Does nothing unless a driver overrides it; none here does.
   virtual void setDeviceFunction(bool isBP, bool isSpO2);
   /// Treadmill: speed in km/h and grade in percent. Ergometer: power in watts, grade ignored.
   virtual void setLoad(float kmph_or_power, float grade);
@@ -133,17 +133,18 @@ class KivStressDevice : public std::enable_shared_from_this<KivStressDevice> {
   virtual void requestBP();
   /// Clears the stored measurement.
   virtual void clearBP();
-  /// Starts SpO2 reporting.
+  /// Starts SpO2 reporting. Does nothing unless a driver overrides it; none here does.
   virtual void startSpO2();
-  /// Stops SpO2 reporting.
+  /// Stops SpO2 reporting. Does nothing unless a driver overrides it; none here does.
   virtual void stopSpO2();
   /// Asks for an SpO2 value.
   virtual void requestSpO2();
-  /// Stops at once.
+  /// Stops at once. Does nothing unless a driver overrides it; none here does: a belt is stopped by
+  /// `stopStressDevice()`, and at once only by the machine's own switch.
   virtual void emergencyStop();
-  /// Leaves the emergency-stop state.
+  /// Leaves the emergency-stop state. Does nothing unless a driver overrides it; none here does.
   virtual void emergencyStopRecover();
-  /// Asks for the device's status.
+  /// Asks for the device's status. Does nothing unless a driver overrides it; none here does.
   virtual void requestStatus();
   /// Reports the device's state; a driver that answers uses `deviceIsReadyWithIsReady`.
   virtual void deviceState();

@@ -47,6 +47,12 @@ void KivStressPortDelegateRef::onReceivedSpO2WithSpO2(float SpO2, std::int64_t s
            status);
 }
 
+void KivStressPortDelegateRef::onStressDevicesListWithDeviceList(
+    const std::vector<std::string>& deviceList) const {
+  callHost(*this, Selector::onStressDevicesListWithDeviceList,
+           &KivStressPortDelegate::onStressDevicesListWithDeviceList, deviceList);
+}
+
 void KivStressPortDelegateRef::portWasOpened() const {
   callHost(*this, Selector::portWasOpened, &KivStressPortDelegate::portWasOpened);
 }

@@ -90,6 +90,7 @@ class KivStressPortDelegateRef {
   void onReceivedErgometerRpmWithRpm(float rpm) const;
   void onReceivedBPWithSysBP(float sysBP, float diaBP, std::int64_t status) const;
   void onReceivedSpO2WithSpO2(float SpO2, std::int64_t status) const;
+  void onStressDevicesListWithDeviceList(const std::vector<std::string>& deviceList) const;
   void portWasOpened() const;
   void portWasRemovedFromSystem() const;
   void onErrorWithCode(const std::string& code, const std::string& details) const;

@@ -10,6 +10,8 @@
 namespace tarsil {
 
 void SerialDriver::setSerialPort(std::shared_ptr<ORSSerialPort> newPort) {
+  if (newPort && weak_from_this().expired())
+    fatalError("a driver becomes its port's delegate, so it must live in a std::shared_ptr");
   KivStressDevice::setSerialPort(std::move(newPort));
   if (serialPort()) serialPort()->setDelegate(std::static_pointer_cast<SerialDriver>(shared_from_this()));
 }

@@ -17,7 +17,8 @@ class SerialDriver : public KivStressDevice, public ORSSerialPortDelegate {
  public:
   using KivStressDevice::KivStressDevice;
 
-  /// Also makes this driver the port's delegate; the driver must live in a std::shared_ptr.
+  /// Also makes this driver the port's delegate; a driver that does not live in a std::shared_ptr cannot be
+  /// one, and stops the process.
   void setSerialPort(std::shared_ptr<ORSSerialPort> port) override;
 
   void serialPortWasOpened(ORSSerialPort& port) override;

@@ -53,16 +53,6 @@ std::string padded(int value, std::size_t width) {
 
 }  // namespace
 
-struct FileManagerTool::State {
-  /// Names the log file; fixed at the first use.
-  std::optional<std::string> fileTime;
-  /// The pending flush.
-  std::shared_ptr<Timer> timer;
-  /// The log directory has been created in this run, or at least been tried.
-  bool isFile = false;
-  std::FILE* logFile = nullptr;
-};
-
 FileManagerTool& FileManagerTool::share() {
   // Never destroyed: records may be written until the process ends, and its end flushes and closes the
   // stream.
@@ -70,35 +60,35 @@ FileManagerTool& FileManagerTool::share() {
   return tool;
 }
 
-FileManagerTool::FileManagerTool() : state_(std::make_unique<State>()) {}
+FileManagerTool::FileManagerTool() = default;
 
 FileManagerTool::~FileManagerTool() {
   clearTimer();
-  if (state_->logFile != nullptr) std::fclose(state_->logFile);
+  if (logFile != nullptr) std::fclose(logFile);
 }
 
 void FileManagerTool::writeFile(const std::string& str) {
-  if (!state_->timer) {
-    state_->timer = Timer::scheduled(flushDelay, false, [this](Timer&) {
+  if (!timer) {
+    timer = Timer::scheduled(flushDelay, false, [this](Timer&) {
       fileFlush();
       clearTimer();
     });
   }
-  if (!state_->isFile) {
+  if (!isFile) {
     createPath();
-    state_->isFile = true;
+    isFile = true;
   }
-  if (state_->logFile == nullptr) {
+  if (logFile == nullptr) {
     // The C library ignores the "d"; the log has always been opened so.
-    state_->logFile = std::fopen(getRootPath().c_str(), "wd");
+    logFile = std::fopen(getRootPath().c_str(), "wd");
   }
   // A log that cannot be written is no reason to disturb a test that runs: its records are lost in silence.
-  if (state_->logFile == nullptr) return;
+  if (logFile == nullptr) return;
 
   // Characters are counted, bytes are written: the format of this log cuts text outside ASCII short, and its
   // readers rely on that.
   const std::string record = "\n" + cdf("") + "->" + str.substr(0, utf8::characterCount(str));
-  std::fwrite(record.data(), 1, record.size(), state_->logFile);
+  std::fwrite(record.data(), 1, record.size(), logFile);
 }
 
 void FileManagerTool::createPath() {
@@ -111,8 +101,8 @@ void FileManagerTool::createPath() {
 }
 
 std::string FileManagerTool::getRootPath() {
-  if (!state_->fileTime) state_->fileTime = cdf("");
-  return UserFolders::shared()->documents() + folderName + "/" + *state_->fileTime + ".log";
+  if (!fileTime) fileTime = cdf("");
+  return UserFolders::shared()->documents() + folderName + "/" + *fileTime + ".log";
 }
 
 bool FileManagerTool::getDocumentPath() {
@@ -122,12 +112,12 @@ bool FileManagerTool::getDocumentPath() {
 
 void FileManagerTool::fileFlush() {
   // Without a stream fflush() would flush every stream of the host.
-  if (state_->logFile != nullptr) std::fflush(state_->logFile);
+  if (logFile != nullptr) std::fflush(logFile);
 }
 
 void FileManagerTool::clearTimer() {
-  if (state_->timer) state_->timer->invalidate();
-  state_->timer = nullptr;
+  if (timer) timer->invalidate();
+  timer = nullptr;
 }
 
 std::string FileManagerTool::currentDateToStringWithFormatter(std::chrono::system_clock::time_point date,

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <chrono>
+#include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace tarsil {
+
+class Timer;
 
 /// Writes a plain-text log of the traffic with the devices: one file per run of the process, under the user's
 /// documents directory in "DeviceFile". Not for several threads at once: call it on the main thread.
@@ -43,9 +47,14 @@ class FileManagerTool {
   /// The current local time as "yyyy-MM-dd HH:mm:ss", followed by `suffix`.
   static std::string cdf(const std::string& suffix);
 
- private:
-  struct State;
-  std::unique_ptr<State> state_;
+  /// Names the log file; none before the first use.
+  std::optional<std::string> fileTime;
+  /// The pending flush; null when nothing waits for one.
+  std::shared_ptr<Timer> timer;
+  /// The log directory has been created in this run, or at least been tried.
+  bool isFile = false;
+  /// The open file; null before the first record, and after one that could not be written.
+  std::FILE* logFile = nullptr;
 };
 
 }  // namespace tarsil

@@ -48,6 +48,7 @@ void callEverything(const KivStressPortDelegateRef& delegate) {
   delegate.onReceivedErgometerRpmWithRpm(60.0F);
   delegate.onReceivedBPWithSysBP(120.0F, 80.0F, 0);
   delegate.onReceivedSpO2WithSpO2(97.0F, 1);
+  delegate.onStressDevicesListWithDeviceList({"ttyS0", "ttyUSB0"});
   delegate.portWasOpened();
   delegate.portWasRemovedFromSystem();
   delegate.onErrorWithCode("01", "Power Beyond the limit");
@@ -71,8 +72,8 @@ class Listener : public KivStressPortDelegate {
   void onReceivedSpO2WithSpO2(float SpO2, std::int64_t status) override {
     note("SpO2 " + std::to_string(SpO2) + " " + std::to_string(status));
   }
-  void onStressDevicesListWithDeviceList(const std::vector<std::string>& /*deviceList*/) override {
-    note("list");
+  void onStressDevicesListWithDeviceList(const std::vector<std::string>& deviceList) override {
+    for (const auto& name : deviceList) note("list " + name);
   }
   void portWasOpened() override { note("opened"); }
   void portWasRemovedFromSystem() override { note("removed"); }
@@ -103,9 +104,10 @@ TEST(KivStressPortDelegateTest, AHostThatOverridesEverythingHearsEveryCallWithIt
   EXPECT_EQ(delegate.get(), host.get());
   EXPECT_THAT(answeredBy(delegate), testing::ElementsAreArray(everySelector));
   callEverything(delegate);
-  EXPECT_THAT(host->heard, ElementsAre("load 50.000000 25.000000", "power 120.000000", "rpm 60.000000",
-                                       "BP 120.000000 80.000000 0", "SpO2 97.000000 1", "opened", "removed",
-                                       "error 01 Power Beyond the limit", "successfully", "ready"));
+  EXPECT_THAT(host->heard,
+              ElementsAre("load 50.000000 25.000000", "power 120.000000", "rpm 60.000000",
+                          "BP 120.000000 80.000000 0", "SpO2 97.000000 1", "list ttyS0", "list ttyUSB0",
+                          "opened", "removed", "error 01 Power Beyond the limit", "successfully", "ready"));
 }
 
 TEST(KivStressPortDelegateDeathTest, AHostHearsNothingOnceTheProcessEnds) {

@@ -15,6 +15,7 @@
 
 #include "tarsil/platform/UserFolders.hpp"
 #include "tarsil/runtime/Clock.hpp"
+#include "tarsil/runtime/Timer.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/TemporaryUserFolders.hpp"
@@ -81,6 +82,21 @@ TEST_F(FileManagerToolTest, NamesItsFileAtTheFirstUseForTheWholeRun) {
   tool.writeFile("abc");
   tool.fileFlush();
   EXPECT_EQ(onDisk(), "\n2024-03-01 14:05:19->abc");
+}
+
+TEST_F(FileManagerToolTest, ItsFieldsTellHowFarItIs) {
+  EXPECT_EQ(tool.fileTime, std::nullopt);
+  EXPECT_EQ(tool.timer, nullptr);
+  EXPECT_FALSE(tool.isFile);
+  EXPECT_EQ(tool.logFile, nullptr);
+  tool.writeFile("abc");
+  EXPECT_EQ(tool.fileTime, "2024-03-01 14:05:09");
+  ASSERT_NE(tool.timer, nullptr);
+  EXPECT_TRUE(tool.timer->isValid());
+  EXPECT_TRUE(tool.isFile);
+  EXPECT_NE(tool.logFile, nullptr);
+  time.advance(3s);
+  EXPECT_EQ(tool.timer, nullptr);
 }
 
 TEST_F(FileManagerToolTest, NamesItsFileAfterTheMomentOfTheFirstUse) {

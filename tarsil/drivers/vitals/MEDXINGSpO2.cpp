@@ -22,7 +22,10 @@ void MEDXINGSpO2::centralManagerDidDiscoverPeripheral(BluetoothCentral&,
   // it is the user's choice whether to connect. Every later one connects to the stored oximeter, whichever
   // one was discovered, so that a session stays with one oximeter.
   const bool connects = peripheral || handleDisconnect == false;
-  if (!peripheral) peripheral = discovered;
+  if (!peripheral) {
+    peripheral = discovered;
+    name = discovered->name();
+  }
   if (!btManager) return;
   if (connects) btManager->connect(peripheral);
   btManager->stopScan();

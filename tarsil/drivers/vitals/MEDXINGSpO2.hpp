@@ -46,8 +46,8 @@ class MEDXINGSpO2 final : public KivStressDevice,
 
   /// Powered on: starts scanning and says so on standard output. Powered off: says so. Other states: nothing.
   void centralManagerDidUpdateState(BluetoothCentral& central) override;
-  /// Of the peripherals named `peripheralName`, stores the first one, connects as `handleDisconnect` says,
-  /// and ends the scan. Every other one is ignored.
+  /// Of the peripherals named `peripheralName`, stores the first one, takes its name as `name`, connects as
+  /// `handleDisconnect` says, and ends the scan. Every other one is ignored.
   void centralManagerDidDiscoverPeripheral(BluetoothCentral& central,
                                            const std::shared_ptr<BluetoothPeripheral>& discovered,
                                            const BluetoothAdvertisement& advertisementData,

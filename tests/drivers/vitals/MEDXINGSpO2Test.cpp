@@ -206,6 +206,14 @@ TEST_F(MEDXINGSpO2Test, FindsItsServiceAndItsCharacteristic) {
   EXPECT_THAT(calls, IsEmpty());
 }
 
+TEST_F(MEDXINGSpO2Test, TakesItsNameFromTheOximeterThatItFound) {
+  oximeter->peripheralName = "MEDXING-2";
+  central->discover("p1", "MEDXING-SpO2");
+  EXPECT_EQ(oximeter->name, std::nullopt);
+  central->discover("p2", "MEDXING-2");
+  EXPECT_EQ(oximeter->name, "MEDXING-2");
+}
+
 TEST_F(MEDXINGSpO2Test, AsksEveryServiceOfThatUUID) {
   central->discover("p1", "MEDXING-SpO2");
   central->didConnect("p1");
