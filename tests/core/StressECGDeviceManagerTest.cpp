@@ -83,16 +83,26 @@ SpO2DeviceSettings oximeter(std::string name, std::int64_t baud) {
   return {.SpO2 = std::move(name), .baud = baud, .databits = 8, .stopbits = 1, .parity = 0};
 }
 
+/// A manager asks a model for devices and for nothing else.
+template <class Device>
+DeviceModel modelWithoutFacts(const auto& settings) {
+  return {.name = "",
+          .className = "",
+          .kind = DeviceKind::treadmill,
+          .exercise = std::nullopt,
+          .makeDevice = [settings] { return std::make_shared<Device>(settings); }};
+}
+
 DeviceCatalogue notingCatalogue() {
   return {
-      .treadmills = {modelOf<NotingDevice>(exercise("Belt", 4800)),
-                     modelOf<NotingDevice>(exercise("Twin", 4800)),
-                     modelOf<NotingDevice>(exercise("Twin", 9600))},
-      .ergometers = {modelOf<NotingDevice>(exercise("Bicycle", 38400))},
-      .oximeters = {modelOf<NotingDevice>(oximeter("Finger", 1200)),
-                    modelOf<NotingDevice>(oximeter("Pair", 1200)),
-                    modelOf<NotingDevice>(oximeter("Pair", 2400))},
-      .bloodPressureMonitor = modelOf<NotingDevice>(BPDeviceSettings{
+      .treadmills = {modelWithoutFacts<NotingDevice>(exercise("Belt", 4800)),
+                     modelWithoutFacts<NotingDevice>(exercise("Twin", 4800)),
+                     modelWithoutFacts<NotingDevice>(exercise("Twin", 9600))},
+      .ergometers = {modelWithoutFacts<NotingDevice>(exercise("Bicycle", 38400))},
+      .oximeters = {modelWithoutFacts<NotingDevice>(oximeter("Finger", 1200)),
+                    modelWithoutFacts<NotingDevice>(oximeter("Pair", 1200)),
+                    modelWithoutFacts<NotingDevice>(oximeter("Pair", 2400))},
+      .bloodPressureMonitor = modelWithoutFacts<NotingDevice>(BPDeviceSettings{
           .BP = 9600, .databits = 8, .stopbits = 1, .parity = 0, .autoSend = true, .canStopBP = true}),
   };
 }
@@ -485,7 +495,7 @@ TEST_F(StressECGDeviceManagerTest, ChoosesTheLastOfSeveralPortsAndMakesAMonitorF
   DeviceCatalogue catalogue{.treadmills = {},
                             .ergometers = {},
                             .oximeters = {},
-                            .bloodPressureMonitor = modelOf<CountedMonitor>(BPDeviceSettings{})};
+                            .bloodPressureMonitor = modelWithoutFacts<CountedMonitor>(BPDeviceSettings{})};
   manager_ = std::make_shared<StressECGDeviceManager>(std::move(catalogue));
   manager_->getPort(false);
   const auto twin = ORSSerialPort::serialPortWithDevice(portNamed("a")->device());
