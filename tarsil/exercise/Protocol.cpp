@@ -8,6 +8,7 @@
 #include <numeric>
 #include <optional>
 
+#include "tarsil/guard/eventText.hpp"
 #include "tarsil/support/floatText.hpp"
 #include "tarsil/support/numberText.hpp"
 
@@ -32,13 +33,6 @@ std::string numberText(float number) {
   std::string text = decimalText(number);
   if (text.ends_with(".0")) text.resize(text.size() - 2);
   return text;
-}
-
-/// "1:05"
-std::string timeText(Duration time) {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-  const std::string rest = std::to_string(seconds % 60);
-  return std::to_string(seconds / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
 }
 
 std::vector<std::string_view> wordsOf(std::string_view line) {
@@ -164,7 +158,7 @@ class Reader {
       if (lasting(kind) > point) return;
       failAt(line,
              (kind == Phase::Kind::stage ? "no stage lasts until " : "the recovery does not last until ") +
-                 timeText(point));
+                 clockText(point));
     });
   }
 

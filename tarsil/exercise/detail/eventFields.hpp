@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "tarsil/exercise/detail/FlatJson.hpp"
+#include "tarsil/guard/Event.hpp"
+
+namespace tarsil::detail {
+
+/// Adds the event's word and its fields.
+void writeFields(const Event::What& what, FlatJsonWriter& writer);
+
+/// An event from its line; none when the line is no event with all its fields.
+std::optional<Event> readEvent(std::string_view line);
+
+}  // namespace tarsil::detail
