@@ -1,0 +1,444 @@
+#include "tarsil/guard/watch/Watcher.hpp"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "tarsil/guard/watch/lastWatch.hpp"
+#include "tarsil/runtime/detail/FileDescriptor.hpp"
+#include "tests/guard-watch/WatchedLine.hpp"
+
+namespace tarsil {
+namespace {
+
+using namespace std::chrono_literals;
+using detail::FileDescriptor;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Outcome = WatchReport::Outcome;
+using State = Watcher::State;
+
+const Bytes oneStop{0x02, 0x20, 0x02};
+// Long enough that no busy machine makes this host late.
+constexpr Duration patient = 1min;
+constexpr Duration shortest = 50ms;
+
+/// True when it came true, within a time that only a fault needs.
+bool eventually(const std::function<bool()>& isTrue) {
+  const auto end = std::chrono::steady_clock::now() + 20s;
+  while (!isTrue()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    poll(nullptr, 0, 5);
+  }
+  return true;
+}
+
+class WatcherTest : public testing::Test {
+ protected:
+  WatcherTest() {
+    // A watcher has left its parent; this gives it back to us, so that we can find it.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    std::string folder = std::filesystem::temp_directory_path() / "watcher-test-XXXXXX";
+    records = mkdtemp(folder.data());
+  }
+  ~WatcherTest() override {
+    watcher.reset();
+    line = FileDescriptor();
+    treadmill.readToTheEnd();
+    while (wait(nullptr) > 0) {
+    }
+    prctl(PR_SET_CHILD_SUBREAPER, 0);
+    std::filesystem::remove_all(records);
+  }
+
+  Watcher::Plan plan(Duration heartbeat = patient) const {
+    return {.line = name,
+            .stop = {{.bytes = oneStop, .every = 10ms, .times = 3}},
+            .heartbeat = heartbeat,
+            .records = records};
+  }
+  /// A stop that goes on until somebody ends it.
+  Watcher::Plan endless() const {
+    auto endless = plan();
+    endless.stop[0].times = 10'000;
+    return endless;
+  }
+  Answer start(const Watcher::Plan& withPlan) {
+    auto [answer, started] = Watcher::start(line.get(), withPlan);
+    watcher = std::move(started);
+    return answer;
+  }
+  void letGoOfTheLine() { line = FileDescriptor(); }
+  static pid_t process() {
+    std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
+    pid_t child = -1;
+    children >> child;
+    return child;
+  }
+
+  std::string records;
+  const std::string name = "/dev/serial/by-id/usb-adapter " + std::to_string(getpid());
+  WatchedLine treadmill;
+  FileDescriptor line{openLine(treadmill.path(), B4800)};
+  std::unique_ptr<Watcher> watcher;
+};
+
+TEST_F(WatcherTest, SendsNothingAndLetsGoOfTheLineAfterAnOrderlyEnd) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  EXPECT_EQ(watcher->alive(), State::watching);
+  EXPECT_EQ(watcher->disarm(), State::disarmed);
+  letGoOfTheLine();
+  EXPECT_THAT(treadmill.readToTheEnd(), IsEmpty());
+  EXPECT_TRUE(treadmill.isLetGo());
+}
+
+TEST_F(WatcherTest, StaysDisarmedWhateverTheHostDoesThen) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  watcher->disarm();
+  EXPECT_EQ(watcher->alive(), State::disarmed);
+  EXPECT_EQ(watcher->stopNow(), State::disarmed);
+  EXPECT_EQ(watcher->disarm(), State::disarmed);
+  watcher.reset();
+  letGoOfTheLine();
+  EXPECT_THAT(treadmill.readToTheEnd(), IsEmpty());
+}
+
+TEST_F(WatcherTest, StopsWhenNoHeartbeatComes) {
+  ASSERT_TRUE(start(plan(shortest)).isAccepted());
+  EXPECT_EQ(treadmill.read(9), (Bytes{2, 0x20, 2, 2, 0x20, 2, 2, 0x20, 2}));
+  EXPECT_EQ(watcher->alive(), State::tookOver);
+}
+
+TEST_F(WatcherTest, SendsThePartsOfAStopInTheirOrderAndThenLetsGo) {
+  auto ramp = plan();
+  ramp.stop = {{.bytes = {0xA3, 0x30, 0xA4}, .every = 10ms, .times = 2},
+               {.bytes = {0xA2}, .every = 10ms, .times = 3}};
+  ASSERT_TRUE(start(ramp).isAccepted());
+  watcher.reset();
+  letGoOfTheLine();
+  EXPECT_EQ(treadmill.readToTheEnd(), (Bytes{0xA3, 0x30, 0xA4, 0xA3, 0x30, 0xA4, 0xA2, 0xA2, 0xA2}));
+  EXPECT_TRUE(treadmill.isLetGo());
+}
+
+TEST_F(WatcherTest, AHeartbeatAfterTheTakeOverChangesNothing) {
+  ASSERT_TRUE(start(plan(shortest)).isAccepted());
+  ASSERT_TRUE(eventually([&] { return watcher->state() == State::tookOver; }));
+  EXPECT_EQ(watcher->alive(), State::tookOver);
+  EXPECT_EQ(treadmill.read(9).size(), 9U);
+  EXPECT_EQ(watcher->alive(), State::tookOver);
+  EXPECT_EQ(watcher->disarm(), State::tookOver);
+}
+
+TEST_F(WatcherTest, TheHostThatCameBackHasTheBeltAgainAfterDisarm) {
+  ASSERT_TRUE(start(endless()).isAccepted());
+  watcher->stopNow();
+  treadmill.read(3);
+  EXPECT_EQ(watcher->disarm(), State::tookOver);
+  EXPECT_EQ(lastWatch(name, records)->outcome, Outcome::handedOver);
+  treadmill.read();
+  ASSERT_EQ(write(line.get(), "!", 1), 1);
+  letGoOfTheLine();
+  EXPECT_EQ(treadmill.readToTheEnd(), Bytes{'!'});
+}
+
+TEST_F(WatcherTest, StopsAtOnceWhenTheHostAsksForIt) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  EXPECT_EQ(watcher->stopNow(), State::tookOver);
+  EXPECT_EQ(treadmill.read(9).size(), 9U);
+  ASSERT_TRUE(eventually([&] { return lastWatch(name, records)->outcome == Outcome::stopSent; }));
+  EXPECT_EQ(lastWatch(name, records)->cause, WatchReport::Cause::hostAsked);
+}
+
+TEST_F(WatcherTest, StopsAtOnceWhenTheHostDropsIt) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  watcher.reset();
+  EXPECT_EQ(treadmill.read(9).size(), 9U);
+}
+
+TEST_F(WatcherTest, SendsAtTheSpeedThatWasInForceWhenItBegan) {
+  ASSERT_TRUE(start(endless()).isAccepted());
+  setSpeed(line.get(), B115200);
+  watcher.reset();
+  treadmill.read(3);
+  EXPECT_EQ(treadmill.speed(), speed_t{B4800});
+  setSpeed(line.get(), B115200);
+  treadmill.read();
+  treadmill.read(6);
+  EXPECT_EQ(treadmill.speed(), speed_t{B4800});
+  takeLineFromWatcher(name, records);
+}
+
+TEST_F(WatcherTest, DiscardsOutputThatStandsStill) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  fcntl(line.get(), F_SETFL, O_NONBLOCK);
+  const Bytes load(4096, 'x');
+  // The kernel makes room a few times, while it moves bytes on.
+  pollfd room{.fd = line.get(), .events = POLLOUT, .revents = 0};
+  while (poll(&room, 1, 100) == 1) {
+    if (write(line.get(), load.data(), load.size()) < 0) continue;
+  }
+  fcntl(line.get(), F_SETFL, 0);
+  watcher->stopNow();
+  ASSERT_TRUE(eventually([&] { return lastWatch(name, records)->outcome == Outcome::stopSent; }));
+  EXPECT_EQ(lastWatch(name, records)->stopsSent, 3U);
+  letGoOfTheLine();
+  const Bytes all = treadmill.readToTheEnd();
+  ASSERT_GE(all.size(), 9U);
+  EXPECT_EQ(Bytes(all.end() - 9, all.end()), (Bytes{2, 0x20, 2, 2, 0x20, 2, 2, 0x20, 2}));
+}
+
+TEST_F(WatcherTest, SendsAlsoWhereTheLineWasOnHold) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  tcflow(line.get(), TCOOFF);
+  watcher.reset();
+  EXPECT_EQ(treadmill.read(9), (Bytes{2, 0x20, 2, 2, 0x20, 2, 2, 0x20, 2}));
+}
+
+TEST_F(WatcherTest, LeavesTheLinesFlagsAsTheyWere) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  watcher->stopNow();
+  ASSERT_TRUE(eventually([&] { return lastWatch(name, records)->outcome == Outcome::stopSent; }));
+  EXPECT_EQ(fcntl(line.get(), F_GETFL) & O_NONBLOCK, 0);
+}
+
+TEST_F(WatcherTest, GoesOnTryingOnALineThatFails) {
+  auto gone = std::make_unique<WatchedLine>();
+  line = FileDescriptor(openLine(gone->path(), B4800));
+  ASSERT_TRUE(start(plan()).isAccepted());
+  gone.reset();
+  watcher->stopNow();
+  ASSERT_TRUE(eventually([&] { return lastWatch(name, records)->outcome == Outcome::stopSent; }));
+  const auto report = lastWatch(name, records);
+  EXPECT_EQ(report->stopsSent, 0U);
+  EXPECT_EQ(report->stopsFailed, 3U);
+  EXPECT_EQ(report->lastError, EIO);
+  EXPECT_EQ(report->firstStopAt, std::nullopt);
+}
+
+TEST_F(WatcherTest, AWatcherThatWasKilledIsLost) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  kill(process(), SIGKILL);
+  EXPECT_TRUE(eventually([&] { return watcher->alive() == State::lost; }));
+  EXPECT_EQ(lastWatch(name, records)->outcome, Outcome::unknown);
+  letGoOfTheLine();
+  EXPECT_THAT(treadmill.readToTheEnd(), IsEmpty());
+}
+
+TEST_F(WatcherTest, AWatcherThatDoesNotRunIsLost) {
+  ASSERT_TRUE(start(plan(shortest)).isAccepted());
+  kill(process(), SIGSTOP);
+  EXPECT_TRUE(eventually([&] { return watcher->alive() == State::lost; }));
+  kill(process(), SIGKILL);
+}
+
+TEST_F(WatcherTest, NoSignalEndsIt) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  for (int number = 1; number <= SIGRTMAX; ++number) {
+    const bool isUnstoppable = number == SIGKILL || number == SIGSTOP;
+    if (!isUnstoppable) kill(process(), number);
+  }
+  EXPECT_EQ(watcher->alive(), State::watching);
+  EXPECT_EQ(watcher->disarm(), State::disarmed);
+}
+
+TEST_F(WatcherTest, LeavesTheHostsSessionFolderAndChildren) {
+  prctl(PR_SET_CHILD_SUBREAPER, 0);
+  ASSERT_TRUE(start(plan()).isAccepted());
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "the host has no child to wait for";
+  watcher->disarm();
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+
+  ASSERT_TRUE(start(plan()).isAccepted());
+  EXPECT_NE(getsid(process()), getsid(0));
+  EXPECT_NE(getsid(process()), process()) << "a session's leader could get a terminal that signals it";
+  EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(process()) + "/cwd"), "/");
+}
+
+TEST_F(WatcherTest, InheritsNothingButItsOwn) {
+  FileDescriptor other(open("/dev/zero", O_RDONLY));
+  ASSERT_TRUE(start(plan()).isAccepted());
+  std::vector<std::string> open;
+  for (const auto& entry :
+       std::filesystem::directory_iterator("/proc/" + std::to_string(process()) + "/fd")) {
+    open.push_back(std::filesystem::read_symlink(entry.path()).string());
+  }
+  EXPECT_THAT(open, testing::UnorderedElementsAre("/dev/null", "/dev/null", "/dev/null", treadmill.path(),
+                                                  HasSubstr("memfd"), HasSubstr("socket"),
+                                                  HasSubstr("socket"), HasSubstr(records)));
+}
+
+TEST_F(WatcherTest, TellsTheNextHostWhatItDid) {
+  EXPECT_EQ(lastWatch(name, records), std::nullopt);
+  const auto before = std::chrono::system_clock::now();
+  ASSERT_TRUE(start(plan()).isAccepted());
+  EXPECT_EQ(lastWatch(name, records)->outcome, Outcome::watching);
+  EXPECT_EQ(lastWatch("another line", records), std::nullopt);
+  watcher.reset();
+  ASSERT_TRUE(eventually([&] { return lastWatch(name, records)->outcome == Outcome::stopSent; }));
+
+  const auto report = *lastWatch(name, records);
+  EXPECT_EQ(report.cause, WatchReport::Cause::hostGone);
+  EXPECT_EQ(report.host, getpid());
+  EXPECT_EQ(report.stopsSent, 3U);
+  EXPECT_EQ(report.stopsFailed, 0U);
+  EXPECT_LE(before, report.startedAt);
+  EXPECT_LE(report.startedAt, *report.lastBeatAt);
+  EXPECT_LE(*report.lastBeatAt, *report.firstStopAt);
+  EXPECT_LT(*report.firstStopAt, *report.lastStopAt);
+  EXPECT_LT(*report.lastStopAt, *report.endedAt);
+}
+
+TEST_F(WatcherTest, TheRecordOfTheLastWatchStaysUntilTheNextOneBegins) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  watcher.reset();
+  ASSERT_TRUE(eventually([&] { return lastWatch(name, records)->outcome == Outcome::stopSent; }));
+  auto impossible = plan();
+  impossible.program = "/bin/false";
+  EXPECT_FALSE(start(impossible).isAccepted());
+  EXPECT_EQ(lastWatch(name, records)->outcome, Outcome::stopSent);
+  ASSERT_TRUE(start(plan()).isAccepted());
+  watcher->disarm();
+  EXPECT_EQ(lastWatch(name, records)->outcome, Outcome::disarmed);
+}
+
+TEST_F(WatcherTest, KeepsTheLineOfADeadHostLockedAndHandsItOver) {
+  ASSERT_TRUE(start(endless()).isAccepted());
+  watcher.reset();
+  letGoOfTheLine();
+  treadmill.read(3);
+  EXPECT_EQ(openLine(treadmill.path(), B4800), -1);
+
+  const auto report = takeLineFromWatcher(name, records);
+  EXPECT_EQ(report->outcome, Outcome::handedOver);
+  EXPECT_GE(report->stopsSent, 1U);
+  line = FileDescriptor(openLine(treadmill.path(), B4800));
+  EXPECT_GE(line.get(), 0);
+  // Asked again, the record answers for it.
+  EXPECT_EQ(takeLineFromWatcher(name, records), report);
+  ASSERT_TRUE(start(plan()).isAccepted());
+}
+
+TEST_F(WatcherTest, NobodyTakesTheLineOfALivingHost) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  EXPECT_EQ(takeLineFromWatcher(name, records)->outcome, Outcome::watching);
+  EXPECT_EQ(watcher->alive(), State::watching);
+}
+
+TEST_F(WatcherTest, AnswersNobodyButItsUserAndRoot) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+  ASSERT_TRUE(start(endless()).isAccepted());
+  watcher->stopNow();
+  treadmill.read(3);
+  const pid_t stranger = fork();
+  if (stranger == 0) _exit(setuid(65534) == 0 && !takeLineFromWatcher(name, records) ? 0 : 1);
+  int status = 0;
+  waitpid(stranger, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(lastWatch(name, records)->outcome, Outcome::stopping);
+  watcher->disarm();
+}
+
+TEST_F(WatcherTest, OneLineHasOneWatcher) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  const auto [answer, second] = Watcher::start(line.get(), plan());
+  EXPECT_EQ(answer.code(), Answer::Code::noWatcher);
+  EXPECT_EQ(answer.reason(), "another watcher still watches over " + name);
+  EXPECT_EQ(second, nullptr);
+  EXPECT_EQ(watcher->alive(), State::watching);
+}
+
+TEST_F(WatcherTest, HeartbeatsOfSeveralThreadsCount) {
+  ASSERT_TRUE(start(plan()).isAccepted());
+  std::thread other([&] {
+    for (int beat = 0; beat < 1000; ++beat) EXPECT_EQ(watcher->alive(), State::watching);
+  });
+  for (int beat = 0; beat < 1000; ++beat) EXPECT_EQ(watcher->alive(), State::watching);
+  other.join();
+  EXPECT_EQ(watcher->disarm(), State::disarmed);
+}
+
+class WatcherPlanTest : public WatcherTest {
+ protected:
+  void expectRefused(const Watcher::Plan& bad, const std::string& reason) {
+    const Answer answer = start(bad);
+    EXPECT_EQ(answer.code(), Answer::Code::noWatcher);
+    EXPECT_THAT(answer.reason(), HasSubstr(reason));
+    EXPECT_EQ(watcher, nullptr);
+  }
+};
+
+TEST_F(WatcherPlanTest, RefusesWhatItCannotHold) {
+  auto bad = plan();
+  bad.line = "";
+  expectRefused(bad, "the line of the watcher has no name");
+  bad = plan();
+  bad.stop.clear();
+  expectRefused(bad, "a stop has 1 to 8 parts");
+  bad.stop.assign(9, {.bytes = oneStop});
+  expectRefused(bad, "a stop has 1 to 8 parts");
+  for (const Duration heartbeat : {0ns, Duration(49ms), Duration(61s), Duration(-1s)}) {
+    expectRefused(plan(heartbeat), "the heartbeat of a watcher is 50 ms to a minute");
+  }
+}
+
+TEST_F(WatcherPlanTest, RefusesPartsThatItCannotHold) {
+  auto bad = plan();
+  bad.stop[0].bytes.clear();
+  expectRefused(bad, "a part of the stop has 1 to 112 bytes");
+  bad.stop[0].bytes.assign(113, 0);
+  expectRefused(bad, "a part of the stop has 1 to 112 bytes");
+  bad = plan();
+  bad.stop[0].every = 9ms;
+  expectRefused(bad, "the pauses of a stop last 10 ms to a minute");
+  bad = plan();
+  bad.stop[0].times = 0;
+  expectRefused(bad, "a part of the stop is sent 1 to 10000 times");
+}
+
+TEST_F(WatcherPlanTest, HoldsTheLargestStop) {
+  auto large = plan();
+  large.stop.assign(8, {.bytes = Bytes(112, 0x55), .every = 10ms, .times = 1});
+  ASSERT_TRUE(start(large).isAccepted());
+  watcher.reset();
+  EXPECT_EQ(treadmill.read(8 * 112), Bytes(8 * 112, 0x55));
+}
+
+TEST_F(WatcherPlanTest, SaysWhyItCannotBegin) {
+  auto bad = plan();
+  bad.program = records + "/no-such-program";
+  expectRefused(bad, "no-such-program: No such file or directory");
+  bad.program = "/bin/false";
+  expectRefused(bad, "the watcher did not begin");
+  bad = plan();
+  bad.records = "/proc/nobody";
+  expectRefused(bad, "no record of the watcher in /proc/nobody: ");
+  line = FileDescriptor(open("/dev/null", O_RDWR));
+  expectRefused(plan(), "the line to watch over is no terminal");
+  line = FileDescriptor();
+  expectRefused(plan(), "no descriptor for the watcher: Bad file descriptor");
+}
+
+TEST_F(WatcherPlanTest, BeginsAlsoInAHostThatIgnoresItsChildren) {
+  const auto before = signal(SIGCHLD, SIG_IGN);
+  const Answer answer = start(plan());
+  signal(SIGCHLD, before);
+  EXPECT_TRUE(answer.isAccepted()) << answer.reason();
+}
+
+}  // namespace
+}  // namespace tarsil
