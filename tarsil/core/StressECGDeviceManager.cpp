@@ -73,7 +73,7 @@ StressECGDeviceManager::Names StressECGDeviceManager::getDeivceType() const {
           std::string(rawValue(StressDeviceType::Ergometer))};
 }
 
-std::optional<StressECGDeviceManager::Devices> StressECGDeviceManager::getDeviceByType(
+StressECGDeviceManager::OptionalDevices StressECGDeviceManager::getDeviceByType(
     const std::string& type) {
   const auto kind = stressDeviceTypeFromRawValue(type);
   if (!kind) return std::nullopt;
@@ -81,7 +81,7 @@ std::optional<StressECGDeviceManager::Devices> StressECGDeviceManager::getDevice
   return devices;
 }
 
-std::optional<StressECGDeviceManager::Devices> StressECGDeviceManager::getSpO2Devices() {
+StressECGDeviceManager::OptionalDevices StressECGDeviceManager::getSpO2Devices() {
   SpO2Devices = catalogue_.makeOximeters();
   return SpO2Devices;
 }

@@ -1,10 +1,13 @@
 #pragma once
 
+#include "tarsil/support/cpp20.hpp"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tarsil/core/DeviceCatalogue.hpp"
@@ -38,6 +41,18 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
   using Devices = std::vector<std::shared_ptr<KivStressDevice>>;
   using Names = std::vector<std::string>;
 
+  /// A list of devices, or none. A temporary one hands out the list itself and no reference into it, so that
+  /// `for (auto& device : *station.getDeviceByType("Treadmill"))` is good to the loop's end. Asked for a list
+  /// that is none, it throws std::bad_optional_access.
+  class OptionalDevices : public std::optional<Devices> {
+   public:
+    using std::optional<Devices>::optional;
+    using std::optional<Devices>::operator*;
+    using std::optional<Devices>::value;
+    Devices operator*() && { return std::move(*this).value(); }
+    Devices value() && { return std::move(std::optional<Devices>::value()); }
+  };
+
   /// The one manager, made on first use with the catalogue of real devices; it lives as long as the process.
   static StressECGDeviceManager& share();
 
@@ -55,9 +70,9 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
   Names getDeivceType() const;
   /// New devices of that kind, in the catalogue's order, which become `devices`; none, and `devices` as they
   /// were, for a text that is not exactly a kind.
-  std::optional<Devices> getDeviceByType(const std::string& type);
+  OptionalDevices getDeviceByType(const std::string& type);
   /// New pulse oximeters for a serial port, which become `SpO2Devices`; never none.
-  std::optional<Devices> getSpO2Devices();
+  OptionalDevices getSpO2Devices();
   /// The names of the ports, as first read or last refreshed; an empty list when there is no port. `isSpO2`
   /// says for whom: while it is true, refreshes serve `getPortsNameWithSpO2` too. The first call also starts
   /// a refresh every 2.0 s on the calling thread's run loop; nothing ends it.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tarsil/support/cpp20.hpp"
+
 #include <functional>
 #include <memory>
 

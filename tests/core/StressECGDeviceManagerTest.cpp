@@ -203,6 +203,20 @@ TEST_F(StressECGDeviceManagerTest, BuildsTheDevicesOfAKindAnewEachTime) {
   EXPECT_EQ(manager_->devices.size(), 1U);
 }
 
+TEST_F(StressECGDeviceManagerTest, ALoopOverTheDevicesOfAKindKeepsThem) {
+  std::vector<std::string> names;
+  for (auto& device : *manager_->getDeviceByType("Treadmill")) {
+    manager_->getDeviceByType("Ergometer");  // which replaces `devices`
+    names.push_back(*device->name);
+  }
+  for (auto& device : manager_->getSpO2Devices().value()) {
+    manager_->getSpO2Devices();
+    names.push_back(*device->name);
+  }
+  EXPECT_THAT(names, ElementsAre("Belt", "Twin", "Twin", "Finger", "Pair", "Pair"));
+  EXPECT_THROW(*manager_->getDeviceByType("treadmill"), std::bad_optional_access);
+}
+
 TEST_F(StressECGDeviceManagerTest, KnowsNoOtherKind) {
   const auto devices = manager_->getDeviceByType("Treadmill");
   EXPECT_EQ(manager_->getDeviceByType("ergometer"), std::nullopt);

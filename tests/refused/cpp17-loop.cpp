@@ -1,0 +1,1 @@
+#include <tarsil/runtime/RunLoop.hpp>

@@ -1,0 +1,1 @@
+#include <tarsil/serial/ORSSerialPortManager.hpp>

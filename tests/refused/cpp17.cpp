@@ -1,0 +1,1 @@
+#include <tarsil/core/StressECGDeviceManager.hpp>
