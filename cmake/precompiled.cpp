@@ -1,0 +1,1 @@
+// Gives the target of the shared precompiled headers a source.
