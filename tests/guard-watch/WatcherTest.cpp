@@ -144,6 +144,17 @@ TEST_F(WatcherTest, AHeartbeatAfterTheTakeOverChangesNothing) {
   EXPECT_EQ(watcher->disarm(), State::tookOver);
 }
 
+TEST_F(WatcherTest, ALateHeartbeatIsNoneEvenBeforeTheWatcherKnows) {
+  ASSERT_TRUE(start(plan(shortest)).isAccepted());
+  kill(process(), SIGSTOP);
+  poll(nullptr, 0, 60);  // more than a heartbeat of the watcher's own, real time
+  EXPECT_EQ(watcher->alive(), State::tookOver);
+  kill(process(), SIGCONT);
+  EXPECT_EQ(treadmill.read(9).size(), 9U);
+  ASSERT_TRUE(eventually([&] { return lastWatch(name, records)->outcome == Outcome::stopSent; }));
+  EXPECT_EQ(lastWatch(name, records)->cause, WatchReport::Cause::hostSilent);
+}
+
 TEST_F(WatcherTest, TheHostThatCameBackHasTheBeltAgainAfterDisarm) {
   ASSERT_TRUE(start(endless()).isAccepted());
   watcher->stopNow();
@@ -242,7 +253,7 @@ TEST_F(WatcherTest, AWatcherThatWasKilledIsLost) {
 TEST_F(WatcherTest, AWatcherThatDoesNotRunIsLost) {
   ASSERT_TRUE(start(plan(shortest)).isAccepted());
   kill(process(), SIGSTOP);
-  EXPECT_TRUE(eventually([&] { return watcher->alive() == State::lost; }));
+  EXPECT_TRUE(eventually([&] { return watcher->state() == State::lost; }));
   kill(process(), SIGKILL);
 }
 

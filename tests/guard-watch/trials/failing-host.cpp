@@ -1,6 +1,6 @@
 // failing-host TERMINAL LINE RECORDS: a host that has TERMINAL watched over as LINE, writes the time of each
 // of its heartbeats (64 bits, ns), and fails in the way that a letter on its standard input says. Once its
-// watcher has taken over it writes -1 and ends.
+// watcher has taken over it says so and ends.
 
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -102,5 +102,5 @@ int main(int argc, char** argv) {
     char order = 0;
     if (poll(&orders, 1, 100) == 1 && read(STDIN_FILENO, &order, 1) == 1) fail(order);
   }
-  say(-1);
+  say(trial::tookOver);
 }

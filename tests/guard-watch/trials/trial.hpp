@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 #include "tarsil/guard/watch/Watcher.hpp"
@@ -22,6 +23,9 @@ constexpr char orderedExhaustion = 'm';
 constexpr char orderedEndlessLoop = 'l';
 constexpr char orderedExit = 'e';
 constexpr char orderedOtherProgram = 'p';
+
+/// What a host says instead of a heartbeat once its watcher has taken over.
+constexpr std::int64_t tookOver = -1;
 
 constexpr Duration heartbeat = std::chrono::milliseconds(500);
 

@@ -321,7 +321,10 @@ Watcher::Watcher(std::unique_ptr<Shared> shared) : shared_(std::move(shared)) {}
 Watcher::~Watcher() = default;
 
 Watcher::State Watcher::alive() noexcept {
-  shared_->page->lastBeat = now();
+  const std::int64_t present = now();
+  // A machine that slept may let us run before the watcher.
+  if (present - shared_->page->lastBeat >= shared_->heartbeat.count()) return stopNow();
+  shared_->page->lastBeat = present;
   return state();
 }
 

@@ -21,6 +21,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include "tarsil/guard/watch/detail/WatchPage.hpp"
@@ -45,6 +46,12 @@ std::int64_t now(clockid_t clock) {
   timespec time{};
   clock_gettime(clock, &time);
   return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+/// The time of day of a moment in the past; 0 for one that cannot have been.
+std::int64_t timeOfDay(std::int64_t moment) {
+  const std::int64_t present = now(CLOCK_BOOTTIME);
+  return moment < 0 || moment > present ? 0 : now(CLOCK_REALTIME) - (present - moment);
 }
 
 // ---- before the watch
@@ -147,23 +154,27 @@ void listen(std::int64_t nanoseconds) {
 
 // ---- the watch
 
+/// How long the host has been silent. The beat is read first, then the time: a beat from the future was no
+/// beat.
+std::int64_t silence() {
+  const std::int64_t lastBeat = page->lastBeat;
+  const std::int64_t present = now(CLOCK_BOOTTIME);
+  return lastBeat < 0 || lastBeat > present ? INT64_MAX : present - lastBeat;
+}
+
 /// Returns when the host has failed, gave the belt away, or ended the watch.
 void watch() {
   while (page->belt == Belt::hosts && !isHostGone) {
-    // The beat first, then the time: a beat from the future was no beat.
-    const std::int64_t lastBeat = page->lastBeat;
-    const std::int64_t present = now(CLOCK_BOOTTIME);
-    page->watcherBeat = present;
-    if (lastBeat > present || lastBeat < 0) return;
-    const std::int64_t age = present - lastBeat;
-    if (age >= plan.heartbeat) return;
-    listen(plan.heartbeat - age);
+    page->watcherBeat = now(CLOCK_BOOTTIME);
+    const std::int64_t silent = silence();
+    if (silent >= plan.heartbeat) return;
+    listen(plan.heartbeat - silent);
   }
 }
 
 WatchCause cause() {
   if (isHostGone) return WatchCause::hostGone;
-  return page->belt == Belt::hosts ? WatchCause::hostSilent : WatchCause::hostAsked;
+  return silence() >= plan.heartbeat ? WatchCause::hostSilent : WatchCause::hostAsked;
 }
 
 /// False when the host ended the watch: then nothing is sent, however it ends itself afterwards. Decided in
@@ -245,7 +256,7 @@ bool sendWholePlan() {
 void stopTheBelt() {
   record.outcome = WatchOutcome::stopping;
   record.tookOverAt = now(CLOCK_REALTIME);
-  record.lastBeatAt = record.tookOverAt - (now(CLOCK_BOOTTIME) - page->lastBeat);
+  record.lastBeatAt = timeOfDay(page->lastBeat);
 
   // A write that waits would wait for ever on a line that holds its flow. The flags belong to the host as
   // well, which gets them back in case it lives.
