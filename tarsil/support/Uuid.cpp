@@ -1,15 +1,17 @@
 #include "tarsil/support/Uuid.hpp"
 
+#include <unistd.h>
+
 #include <functional>
-#include <random>
+#include <stdexcept>
 #include <string_view>
 
 namespace tarsil {
 
 Uuid Uuid::random() {
-  std::random_device source;
   std::array<std::uint8_t, 16> bytes{};
-  for (auto& byte : bytes) byte = static_cast<std::uint8_t>(source() & 0xFFU);
+  if (getentropy(bytes.data(), bytes.size()) != 0)
+    throw std::runtime_error("the system has no random numbers");
   // The version and the variant have places of their own.
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0FU) | 0x40U);
   bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3FU) | 0x80U);

@@ -2,9 +2,36 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/random.h>
 
+#include <cerrno>
 #include <set>
 #include <string>
+#include <vector>
+
+namespace {
+
+struct Asked {
+  std::vector<std::size_t> lengths;
+  bool fails = false;
+};
+
+Asked& asked() {
+  static Asked all;
+  return all;
+}
+
+}  // namespace
+
+// Stands before the C library's own, so that the test sees each call.
+extern "C" int getentropy(void* buffer, std::size_t length) noexcept {
+  asked().lengths.push_back(length);
+  if (asked().fails) {
+    errno = ENOSYS;
+    return -1;
+  }
+  return getrandom(buffer, length, 0) == static_cast<ssize_t>(length) ? 0 : -1;
+}
 
 namespace tarsil {
 namespace {
@@ -18,6 +45,18 @@ TEST(UuidTest, NoTwoAreEqual) {
   std::set<std::string> seen;
   for (int i = 0; i < 1000; ++i) seen.insert(Uuid::random().string());
   EXPECT_EQ(seen.size(), 1000U);
+}
+
+TEST(UuidTest, AsksTheSystemOnceForAllItsBytes) {
+  asked().lengths.clear();
+  Uuid::random();
+  EXPECT_THAT(asked().lengths, testing::ElementsAre(16U));
+}
+
+TEST(UuidTest, ThrowsWhenTheSystemHasNoRandomNumbers) {
+  asked().fails = true;
+  EXPECT_THROW(Uuid::random(), std::runtime_error);
+  asked().fails = false;
 }
 
 TEST(UuidTest, ACopyIsEqualAndHasTheSameHash) {
