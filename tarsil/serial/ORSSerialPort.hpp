@@ -153,8 +153,8 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   /// the request is then pending all the same, until its time-out, if it has one. False also for null. Waits
   /// for the port's own queue.
   bool sendRequest(const Request& request);
-  /// Takes a waiting request off the queue (one occurrence), some moments later. The pending one is not
-  /// affected; null does nothing.
+  /// Takes a request off the queue of waiting ones, however often it stands there, some moments later. The
+  /// pending one is not affected; null does nothing.
   void cancelQueuedRequest(const Request& request);
   /// Empties the queue of waiting requests, some moments later. The pending one is not affected.
   void cancelAllQueuedRequests();

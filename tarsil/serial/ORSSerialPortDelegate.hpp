@@ -71,7 +71,9 @@ class ORSSerialPortDelegateRef {
   /// Implicit, so that a client writes `port->setDelegate(client)`.
   template <std::derived_from<ORSSerialPortDelegate> Host>
   ORSSerialPortDelegateRef(const std::shared_ptr<Host>& host)
-      : host_(host), respondsTo_(&hostRespondsTo<Host, ORSSerialPortDelegate>) {}
+      : host_(host),
+        respondsTo_(&hostRespondsTo<Host, ORSSerialPortDelegate>),
+        mayRespondTo_(&hostMayRespondTo<Host, ORSSerialPortDelegate>) {}
 
   /// Null when there is none, or no longer.
   std::shared_ptr<ORSSerialPortDelegate> lock() const { return host_.lock(); }
@@ -82,9 +84,14 @@ class ORSSerialPortDelegateRef {
     return host && respondsTo_(*host, selector) ? host : nullptr;
   }
 
+  /// False when there is no delegate, or no longer, or its class never answers the selector. Does not hold
+  /// the delegate, which would otherwise end on a thread that only asked.
+  bool mayRespondTo(Selector selector) const { return !host_.expired() && mayRespondTo_(selector); }
+
  private:
   std::weak_ptr<ORSSerialPortDelegate> host_;
   bool (*respondsTo_)(const ORSSerialPortDelegate&, Selector) = nullptr;
+  bool (*mayRespondTo_)(Selector) = nullptr;
 };
 
 template <class Host>

@@ -4,7 +4,11 @@
 
 namespace tarsil {
 
+// Observers and evaluators of the client run on the port's own queue while these calls wait for it. They may
+// drop the port, so each call holds it.
+
 bool ORSSerialPort::sendRequest(const Request& request) {
+  const auto kept = shared_from_this();
   return request && implementation_->packets().requests().send(request);
 }
 
@@ -25,10 +29,12 @@ ORSSerialPort::Request ORSSerialPort::pendingRequest() const {
 }
 
 void ORSSerialPort::startListeningForPacketsMatchingDescriptor(const Descriptor& descriptor) {
+  const auto kept = shared_from_this();
   if (descriptor) implementation_->packets().startListening(descriptor);
 }
 
 void ORSSerialPort::stopListeningForPacketsMatchingDescriptor(const Descriptor& descriptor) {
+  const auto kept = shared_from_this();
   if (descriptor) implementation_->packets().stopListening(descriptor);
 }
 

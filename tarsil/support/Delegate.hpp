@@ -53,4 +53,16 @@ bool hostRespondsTo(const Protocol& host, typename Protocol::Selector selector) 
   }
 }
 
+/// False when no host of static type `Host` ever answers the selector. Needs no host, so that another thread
+/// than the host's own can ask without holding it.
+template <class Host, class Protocol>
+bool hostMayRespondTo(typename Protocol::Selector selector) {
+  if constexpr (AnswersAtRunTime<Host, Protocol>) {
+    return true;
+  } else {
+    static constexpr AnsweredSelectors<Protocol> answered = Protocol::template overriddenBy<Host>();
+    return answered.contains(selector);
+  }
+}
+
 }  // namespace tarsil

@@ -18,6 +18,7 @@
 #include "tarsil/runtime/DispatchQueue.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
+#include "tarsil/serial/ORSSerialRequest.hpp"
 #include "tests/helpers/RecordingPortDelegate.hpp"
 #include "tests/helpers/hex.hpp"
 
@@ -248,6 +249,34 @@ TEST_F(ORSSerialPortThreadsTest, DelegatesComeAndGoWhileBytesArrive) {
 // Everything at once, for the sanitizers: the port is opened, closed, written to, reconfigured, unplugged and
 // asked from several threads, while its device talks. What must hold is in the destructor: the descriptor was
 // closed once for each opening, and never used after.
+// A worker asks whether there is a call to make; it may not be left with the last reference.
+TEST_F(ORSSerialPortThreadsTest, ADelegateIsAskedAndEndsOnTheMainThreadOnly) {
+  struct Passing final : ORSSerialPortDelegate {
+    ~Passing() override { EXPECT_TRUE(RunLoop::isMainThread()); }
+    bool respondsTo(Selector selector) const {
+      EXPECT_TRUE(RunLoop::isMainThread());
+      return selector != Selector::serialPortWasClosed;
+    }
+    void serialPortDidReceiveData(ORSSerialPort&, const Bytes&) override { ++chunks; }
+    void serialPortRequestDidTimeout(ORSSerialPort&, const Request&) override { ++timeouts; }
+    int chunks = 0;
+    int timeouts = 0;
+  };
+  open();
+  auto passing = std::make_shared<Passing>();
+  port->setDelegate(passing);
+  terminal->deliver(hex("55"));
+  port->sendRequest(ORSSerialRequest::requestWithDataToSend(
+      hex("01"), {}, 0.001,
+      std::make_shared<ORSSerialPacketDescriptor>(
+          ORSSerialPacketDescriptor::FixedPacket{.packetData = hex("a1")})));
+  EXPECT_TRUE(runUntil([&] { return passing->chunks == 1 && passing->timeouts == 1; }));
+  terminal->deliver(hex("56"));
+  port->close();
+  passing.reset();
+  EXPECT_TRUE(runUntil([&] { return !port->isOpen(); }));
+}
+
 TEST_F(ORSSerialPortThreadsTest, StandsEverythingAtOnce) {
   client.answerAllBut({ORSSerialPortDelegate::Selector::serialPortDidReceiveData});
   std::atomic<bool> done = false;

@@ -88,6 +88,8 @@ class RequestQueueTest : public testing::Test {
     });
   }
 
+  void forgetAll() { requests_->forgetBefore(requests_->mark()); }
+
   std::vector<std::string> takeEntries() { return std::exchange(log_.entries, {}); }
 
   VirtualTime time_;
@@ -306,7 +308,7 @@ TEST_F(RequestQueueTest, AFailedWriteOfAWaitingRequestLeavesItPending) {
   EXPECT_THAT(takeEntries(), ElementsAre("write 01", "response a1 to 01", "write 02"));
 }
 
-TEST_F(RequestQueueTest, CancelsAWaitingRequestOnce) {
+TEST_F(RequestQueueTest, CancelsAWaitingRequestWhereverItStands) {
   const auto one = request("01", "a1");
   const auto two = request("02", "a2");
   requests_->send(one);
@@ -315,7 +317,7 @@ TEST_F(RequestQueueTest, CancelsAWaitingRequestOnce) {
   requests_->send(two);
   requests_->cancel(two);
   time_.settle();
-  EXPECT_THAT(requests_->waiting(), ElementsAre(one, two));
+  EXPECT_THAT(requests_->waiting(), ElementsAre(one));
 }
 
 TEST_F(RequestQueueTest, ThePendingRequestCannotBeCancelled) {
@@ -356,7 +358,7 @@ TEST_F(RequestQueueTest, CancellingDoesNotWait) {
 TEST_F(RequestQueueTest, ForgettingAllLeavesTheTimeoutRunning) {
   requests_->send(request("01", "a1", 1.0));
   requests_->send(request("02", "a2"));
-  requests_->forgetAll();
+  forgetAll();
   time_.advance(milliseconds(400));
   EXPECT_THAT(requests_->pending(), IsNull());
   EXPECT_THAT(requests_->waiting(), IsEmpty());
@@ -372,7 +374,7 @@ TEST_F(RequestQueueTest, ForgettingAllLeavesTheTimeoutRunning) {
 
 TEST_F(RequestQueueTest, ATimeoutWithNothingPendingReportsNothing) {
   requests_->send(request("01", "a1", 1.0));
-  requests_->forgetAll();
+  forgetAll();
   time_.advance(seconds(10));
   EXPECT_THAT(takeEntries(), ElementsAre("write 01"));
 }
@@ -380,10 +382,36 @@ TEST_F(RequestQueueTest, ATimeoutWithNothingPendingReportsNothing) {
 TEST_F(RequestQueueTest, ForgettingAllWhileATimeoutIsToldLeavesNothingToSend) {
   requests_->send(request("01", "a1", 1.0));
   requests_->send(request("02", "a2"));
-  log_.duringTimeout = [&] { requests_->forgetAll(); };
+  log_.duringTimeout = [&] { forgetAll(); };
   time_.advance(seconds(1));
   EXPECT_THAT(takeEntries(), ElementsAre("write 01", "time-out of 01"));
   EXPECT_THAT(requests_->pending(), IsNull());
+}
+
+TEST_F(RequestQueueTest, ForgetsOnlyWhatWasSentBeforeTheMark) {
+  const auto three = request("03", "a3");
+  const auto four = request("04", "a4");
+  requests_->send(request("01", "a1"));
+  requests_->send(request("02", "a2"));
+  const auto mark = requests_->mark();
+  requests_->send(three);
+  requests_->send(four);
+  requests_->forgetBefore(mark);
+  time_.settle();
+  EXPECT_EQ(requests_->pending(), three);
+  EXPECT_THAT(requests_->waiting(), ElementsAre(four));
+  receive("a3 a4");
+  EXPECT_THAT(takeEntries(),
+              ElementsAre("write 01", "write 03", "response a3 to 03", "write 04", "response a4 to 04"));
+}
+
+TEST_F(RequestQueueTest, ForgettingLeavesARequestThatIsPendingSinceTheMark) {
+  const auto mark = requests_->mark();
+  const auto one = request("01", "a1");
+  requests_->send(one);
+  requests_->forgetBefore(mark);
+  time_.settle();
+  EXPECT_EQ(requests_->pending(), one);
 }
 
 TEST_F(RequestQueueTest, AnExtremeTimeoutIsNoMoreThanLongOrShort) {
@@ -426,7 +454,7 @@ TEST_F(RequestQueueTest, TellsWhatChanged) {
   requests_->cancelAll();
   time_.settle();
   EXPECT_THAT(log_.changes, IsEmpty());
-  requests_->forgetAll();
+  forgetAll();
   time_.settle();
   EXPECT_THAT(std::exchange(log_.changes, {}), ElementsAre("pendingRequest"));
 }

@@ -46,6 +46,7 @@ ORSSerialPortDelegateRef ORSSerialPort::Implementation::delegate() const {
 }
 
 void ORSSerialPort::Implementation::setDelegate(ORSSerialPortDelegateRef delegate) {
+  const auto kept = port_.shared_from_this();
   {
     const std::lock_guard lock(mutex_);
     delegate_ = std::move(delegate);
@@ -67,14 +68,17 @@ void ORSSerialPort::Implementation::beginLine(const Line& line) {
   port_.announce("isOpen");
 }
 
-void ORSSerialPort::Implementation::endLine() {
+detail::RequestQueue::Mark ORSSerialPort::Implementation::endLine() {
+  detail::RequestQueue::Mark end = 0;
   {
     const std::lock_guard lock(mutex_);
     line_ = nullptr;
     readPollSource_ = nullptr;
     closeRequested_ = false;
+    end = packets_->requests().mark();
   }
   port_.announce("isOpen");
+  return end;
 }
 
 std::shared_ptr<ORSSerialPort> ORSSerialPort::Implementation::letGo() {
@@ -159,8 +163,9 @@ void ORSSerialPort::Implementation::setPinPollTimer(std::shared_ptr<DispatchSour
 // Settings
 
 void ORSSerialPort::Implementation::setAllowsNonStandardBaudRates(bool allowed) {
-  if (exchange(settings_, &LineSettings::allowsNonStandardBaudRates, allowed))
-    port_.announce("allowsNonStandardBaudRates");
+  if (!exchange(settings_, &LineSettings::allowsNonStandardBaudRates, allowed)) return;
+  const auto kept = port_.shared_from_this();
+  port_.announce("allowsNonStandardBaudRates");
 }
 
 void ORSSerialPort::Implementation::setFlowControl(std::string_view key, bool LineSettings::*member,
@@ -255,6 +260,7 @@ void ORSSerialPort::Implementation::setInputLine(std::string_view key, bool Mode
 bool ORSSerialPort::Implementation::sendData(ByteView data) {
   const Line line = openLine();
   if (!line) return false;
+  const auto kept = port_.shared_from_this();
   while (!data.empty()) {
     const ssize_t count = line->write(data);
     if (count < 0) {
@@ -269,6 +275,7 @@ bool ORSSerialPort::Implementation::sendData(ByteView data) {
 int ORSSerialPort::Implementation::duplicateDescriptor() {
   const Line line = openLine();
   if (!line) return -1;
+  const auto kept = port_.shared_from_this();
   const int descriptor = line->duplicate();
   if (descriptor >= 0) return descriptor;
   report(-descriptor);
@@ -312,12 +319,15 @@ void ORSSerialPort::Implementation::reallyClosePort(const Line& line) {
   for (const int error : line->restoreAttributes()) report(error);
   // The port then stays "open" with a dead line, and every call on it reports that.
   if (const int error = line->close()) return report(error);
-  endLine();
-  if (!delegate().respondingTo(Selector::serialPortWasClosed)) return;
+  const auto end = endLine();
+  bool heard = false;
   tell(Selector::serialPortWasClosed, Delivery::waited,
-       [](ORSSerialPortDelegate& delegate, ORSSerialPort& port) { delegate.serialPortWasClosed(port); });
+       [&heard](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
+         heard = true;
+         delegate.serialPortWasClosed(port);
+       });
   // A client that does not hear of the end keeps its requests, for the next time that it opens the port.
-  packets_->forgetRequests();
+  if (heard) packets_->requests().forgetBefore(end);
 }
 
 void ORSSerialPort::Implementation::cleanupAfterSystemRemoval() {
@@ -340,8 +350,9 @@ void ORSSerialPort::Implementation::cleanupBeforeExit() {
 // Telling the delegate
 
 void ORSSerialPort::Implementation::tell(Selector selector, Delivery delivery, DelegateCall call) {
-  if (!delegate().respondingTo(selector)) return;
-  // Asked again when its turn has come: the delegate may be another one by then, or gone.
+  if (!delegate().mayRespondTo(selector)) return;
+  // Held on the main thread only, so that a delegate that is dropped there ends there. It may be another one
+  // by then, or gone.
   Work work = [port = port_.shared_from_this(), selector, call = std::move(call)] {
     const auto delegate = port->delegate().respondingTo(selector);
     if (delegate) call(*delegate, *port);

@@ -81,7 +81,8 @@ class ORSSerialPort::Implementation {
   /// Opens the descriptor; null when that failed, which is then reported.
   Line openTerminal();
   void beginLine(const Line& line);
-  void endLine();
+  /// What was sent before the mark belongs to this line.
+  detail::RequestQueue::Mark endLine();
   void startReading(const Line& line);
   void startPolling(const Line& line);
   void setPinPollTimer(std::shared_ptr<DispatchSource> timer);

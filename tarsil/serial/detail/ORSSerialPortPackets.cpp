@@ -34,7 +34,7 @@ class ORSSerialPort::Packets::RequestPort final : public detail::RequestQueue::P
 
   bool requestDidTimeout(const Request& request, Work afterwards) override {
     const auto port = port_.lock();
-    if (!port || !port->delegate().respondingTo(Selector::serialPortRequestDidTimeout)) return false;
+    if (!port || !port->delegate().mayRespondTo(Selector::serialPortRequestDidTimeout)) return false;
     DispatchQueue::main().async([port, request, afterwards = std::move(afterwards)] {
       const auto delegate = port->delegate().respondingTo(Selector::serialPortRequestDidTimeout);
       if (delegate) delegate->serialPortRequestDidTimeout(*port, request);

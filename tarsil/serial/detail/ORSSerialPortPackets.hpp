@@ -20,8 +20,6 @@ class ORSSerialPort::Packets {
 
   /// A chunk that was read. Worker threads.
   void received(Bytes chunk);
-  /// The port was closed, and its client knows.
-  void forgetRequests() { requests_->forgetAll(); }
 
   /// True while the port's own queue runs on the calling thread.
   bool isAtWork() const { return queue_.isCurrent(); }

@@ -27,66 +27,72 @@ RequestQueue::~RequestQueue() {
 }
 
 bool RequestQueue::send(const Request& request) {
-  return queue_.sync([&] { return sendOrWait(request); });
+  // An observer of what changes may drop the port, and this with it.
+  const auto self = shared_from_this();
+  const Entry entry{request, marks_};
+  return queue_.sync([&] { return self->sendOrWait(entry); });
 }
 
 void RequestQueue::cancel(const Request& request) {
   queue_.async([self = shared_from_this(), request] {
-    if (!request || request == self->pending_) return;
-    self->changeWaiting([&](std::deque<Request>& waiting) {
-      const auto found = std::find(waiting.begin(), waiting.end(), request);
-      if (found != waiting.end()) waiting.erase(found);
+    if (!request || request == self->pending_.request) return;
+    self->changeWaiting([&](std::deque<Entry>& waiting) {
+      std::erase_if(waiting, [&](const Entry& entry) { return entry.request == request; });
     });
   });
 }
 
 void RequestQueue::cancelAll() {
   queue_.async([self = shared_from_this()] {
-    self->changeWaiting([](std::deque<Request>& waiting) { waiting.clear(); });
+    self->changeWaiting([](std::deque<Entry>& waiting) { waiting.clear(); });
   });
 }
 
-void RequestQueue::forgetAll() {
-  queue_.async([self = shared_from_this()] {
-    self->changeWaiting([](std::deque<Request>& waiting) { waiting.clear(); });
+void RequestQueue::forgetBefore(Mark mark) {
+  queue_.async([self = shared_from_this(), mark] {
+    const auto isOlder = [mark](const Entry& entry) { return entry.after < mark; };
+    self->changeWaiting([&](std::deque<Entry>& waiting) { std::erase_if(waiting, isOlder); });
     // The pending request's timer runs on; when it fires there is nothing left to report.
-    self->setPending(nullptr);
+    if (self->pending_.request && isOlder(self->pending_)) self->goOn();
   });
 }
 
 void RequestQueue::append(std::uint8_t byte) {
-  if (!pending_ || !response_) return;
+  if (!pending_.request || !response_) return;
   auto response = response_->append(byte);
   if (!response) return;
   setTimeoutTimer(nullptr);
-  port_->receivedResponse(*std::move(response), pending_);
+  port_->receivedResponse(*std::move(response), pending_.request);
   goOn();
 }
 
 std::vector<RequestQueue::Request> RequestQueue::waiting() const {
   const std::lock_guard lock(mutex_);
-  return {waiting_.begin(), waiting_.end()};
+  std::vector<Request> requests;
+  for (const Entry& entry : waiting_) requests.push_back(entry.request);
+  return requests;
 }
 
 RequestQueue::Request RequestQueue::pending() const {
   const std::lock_guard lock(mutex_);
-  return pending_;
+  return pending_.request;
 }
 
-bool RequestQueue::sendOrWait(const Request& request) {
-  if (pending_) {
-    changeWaiting([&](std::deque<Request>& waiting) { waiting.push_back(request); });
+bool RequestQueue::sendOrWait(const Entry& entry) {
+  if (pending_.request) {
+    changeWaiting([&](std::deque<Entry>& waiting) { waiting.push_back(entry); });
     return true;
   }
-  const Sent sent = transmit(request);
+  const Sent sent = transmit(entry);
   if (sent == Sent::complete) goOn();
   return sent != Sent::failed;
 }
 
-RequestQueue::Sent RequestQueue::transmit(const Request& request) {
+RequestQueue::Sent RequestQueue::transmit(const Entry& entry) {
+  const Request& request = entry.request;
   const auto& descriptor = request->responseDescriptor();
   response_ = descriptor ? PacketMatcher::make(descriptor) : nullptr;
-  setPending(request);
+  setPending(entry);
   if (request->timeoutInterval() > 0) startTimeout(request->timeoutInterval());
   // After a failed write the request stays pending; only its time-out, if it has one, makes way for the next.
   if (!port_->write(request->dataToSend())) return Sent::failed;
@@ -96,9 +102,9 @@ RequestQueue::Sent RequestQueue::transmit(const Request& request) {
 // A loop, because any number of waiting requests may expect no response.
 void RequestQueue::goOn() {
   for (;;) {
-    setPending(nullptr);
-    const Request next = takeFirstWaiting();
-    if (!next || transmit(next) != Sent::complete) return;
+    setPending({});
+    const Entry next = takeFirstWaiting();
+    if (!next.request || transmit(next) != Sent::complete) return;
   }
 }
 
@@ -117,10 +123,10 @@ void RequestQueue::startTimeout(double seconds) {
 
 void RequestQueue::timedOut() {
   setTimeoutTimer(nullptr);
-  if (!pending_) return;
+  if (!pending_.request) return;
   // Until the call has returned the request stays pending: a late response still counts, and then it is the
   // request behind this one that is passed over.
-  const bool willGoOn = port_->requestDidTimeout(pending_, [weak = weak_from_this()] {
+  const bool willGoOn = port_->requestDidTimeout(pending_.request, [weak = weak_from_this()] {
     const auto self = weak.lock();
     if (self) self->queue_.async([self] { self->goOn(); });
   });
@@ -132,13 +138,13 @@ void RequestQueue::setTimeoutTimer(std::shared_ptr<DispatchSource> timer) {
   timeoutTimer_ = std::move(timer);
 }
 
-void RequestQueue::setPending(Request request) {
-  if (request == pending_) return;
+void RequestQueue::setPending(Entry entry) {
+  const bool isAnother = entry.request != pending_.request;
   {
     const std::lock_guard lock(mutex_);
-    pending_ = std::move(request);
+    pending_ = std::move(entry);
   }
-  port_->changed("pendingRequest");
+  if (isAnother) port_->changed("pendingRequest");
 }
 
 template <class Change>
@@ -151,10 +157,10 @@ void RequestQueue::changeWaiting(Change change) {
   if (waiting_.size() != before) port_->changed("queuedRequests");
 }
 
-RequestQueue::Request RequestQueue::takeFirstWaiting() {
-  if (waiting_.empty()) return nullptr;
-  Request first = waiting_.front();
-  changeWaiting([](std::deque<Request>& waiting) { waiting.pop_front(); });
+RequestQueue::Entry RequestQueue::takeFirstWaiting() {
+  if (waiting_.empty()) return {};
+  Entry first = waiting_.front();
+  changeWaiting([](std::deque<Entry>& waiting) { waiting.pop_front(); });
   return first;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -43,12 +44,17 @@ class RequestQueue : public std::enable_shared_from_this<RequestQueue> {
   /// Sends the request, or lets it wait behind the pending one; false when writing failed. Waits for the
   /// queue. Any other thread.
   bool send(const Request& request);
-  /// Takes the waiting request off the list, once; the pending one is left alone. Any thread; done later.
+  /// Takes the request off the waiting list, however often it stands there; the pending one is left alone.
+  /// Any thread; done later.
   void cancel(const Request& request);
   /// Empties the list of waiting requests. Any thread; done later.
   void cancelAll();
-  /// Forgets the waiting requests and the pending one, but not its time-out. Any thread; done later.
-  void forgetAll();
+  /// A point between what was sent until now and what will be. Any thread.
+  using Mark = std::uint64_t;
+  Mark mark() { return ++marks_; }
+  /// Forgets what was sent before the mark: waiting requests and the pending one, but not its time-out. What
+  /// was sent since then goes on. Any thread; done later.
+  void forgetBefore(Mark mark);
   /// Hands a received byte to the pending request. On the queue only.
   void append(std::uint8_t byte);
 
@@ -59,17 +65,23 @@ class RequestQueue : public std::enable_shared_from_this<RequestQueue> {
  private:
   enum class Sent { failed, awaitingResponse, complete };
 
-  bool sendOrWait(const Request& request);
-  Sent transmit(const Request& request);
+  /// With the last mark before it was sent.
+  struct Entry {
+    Request request;
+    Mark after = 0;
+  };
+
+  bool sendOrWait(const Entry& entry);
+  Sent transmit(const Entry& entry);
   void goOn();
   void startTimeout(double seconds);
   void timedOut();
   void setTimeoutTimer(std::shared_ptr<DispatchSource> timer);
 
-  void setPending(Request request);
+  void setPending(Entry entry);
   template <class Change>
   void changeWaiting(Change change);
-  Request takeFirstWaiting();
+  Entry takeFirstWaiting();
 
   DispatchQueue queue_;
   std::unique_ptr<Port> port_;
@@ -77,8 +89,9 @@ class RequestQueue : public std::enable_shared_from_this<RequestQueue> {
   std::shared_ptr<DispatchSource> timeoutTimer_;
   // Changed on the queue only, so that only others need the lock to look.
   mutable std::mutex mutex_;
-  std::deque<Request> waiting_;
-  Request pending_;
+  std::deque<Entry> waiting_;
+  Entry pending_;
+  std::atomic<Mark> marks_ = 0;
 };
 
 }  // namespace tarsil::detail
