@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tarsil/core/KivStressDevice.hpp"
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/runtime/Clock.hpp"
 
 namespace tarsil {
@@ -116,13 +117,15 @@ struct DeviceModel {
   std::optional<ExerciseFacts> exercise;
   /// A new device, never null. Main thread, as everything that touches a device.
   std::function<std::shared_ptr<KivStressDevice>()> makeDevice;
+  /// Cuts what its line delivers into its replies. Never null; empty for a model without a line.
+  std::function<std::unique_ptr<ReplyFraming>()> makeFraming;
 
   /// What nobody but the people in the room can see while an exercise runs on this model, as a sentence for
   /// the host's user; empty when the model reports what it does.
   std::string unseen() const;
 };
 
-/// A treadmill or an ergometer whose driver class is `Device`.
+/// A treadmill or an ergometer whose driver class is `Device`; its framing is the class's own.
 template <class Device>
 DeviceModel modelOf(std::string className, const ExerciseDeviceSettings& settings,
                     const ExerciseFacts& facts) {
@@ -130,7 +133,8 @@ DeviceModel modelOf(std::string className, const ExerciseDeviceSettings& setting
           .className = std::move(className),
           .kind = settings.Treadmill == 1 ? DeviceKind::treadmill : DeviceKind::ergometer,
           .exercise = facts,
-          .makeDevice = [settings] { return std::make_shared<Device>(settings); }};
+          .makeDevice = [settings] { return std::make_shared<Device>(settings); },
+          .makeFraming = Device::makeFraming};
 }
 
 /// A blood-pressure monitor, whose devices get no name.
@@ -140,7 +144,8 @@ DeviceModel modelOf(std::string className, const BPDeviceSettings& settings, std
           .className = std::move(className),
           .kind = DeviceKind::bloodPressureMonitor,
           .exercise = std::nullopt,
-          .makeDevice = [settings] { return std::make_shared<Device>(settings); }};
+          .makeDevice = [settings] { return std::make_shared<Device>(settings); },
+          .makeFraming = Device::makeFraming};
 }
 
 /// A pulse oximeter on a serial port.
@@ -150,7 +155,8 @@ DeviceModel modelOf(std::string className, const SpO2DeviceSettings& settings) {
           .className = std::move(className),
           .kind = DeviceKind::oximeter,
           .exercise = std::nullopt,
-          .makeDevice = [settings] { return std::make_shared<Device>(settings); }};
+          .makeDevice = [settings] { return std::make_shared<Device>(settings); },
+          .makeFraming = Device::makeFraming};
 }
 
 /// A pulse oximeter without a port: its host finds it under its name.
@@ -160,7 +166,8 @@ DeviceModel wirelessModelOf(std::string className, std::string name) {
           .className = std::move(className),
           .kind = DeviceKind::oximeter,
           .exercise = std::nullopt,
-          .makeDevice = [] { return std::make_shared<Device>(); }};
+          .makeDevice = [] { return std::make_shared<Device>(); },
+          .makeFraming = {}};
 }
 
 }  // namespace tarsil

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
+
 #include "tarsil/core/KivStressDevice.hpp"
+#include "tarsil/core/ReplyFraming.hpp"
 
 namespace tarsil {
 
@@ -8,6 +11,9 @@ namespace tarsil {
 class KivBicycle final : public KivStressDevice {
  public:
   using KivStressDevice::KivStressDevice;
+
+  /// What the machine answers is counted and never read. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming() { return makeUnreadFraming(); }
 };
 
 }  // namespace tarsil

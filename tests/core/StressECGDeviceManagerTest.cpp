@@ -90,7 +90,8 @@ DeviceModel modelWithoutFacts(const auto& settings) {
           .className = "",
           .kind = DeviceKind::treadmill,
           .exercise = std::nullopt,
-          .makeDevice = [settings] { return std::make_shared<Device>(settings); }};
+          .makeDevice = [settings] { return std::make_shared<Device>(settings); },
+          .makeFraming = {}};
 }
 
 DeviceCatalogue notingCatalogue() {

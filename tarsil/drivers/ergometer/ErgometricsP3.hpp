@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 
 namespace tarsil {
@@ -14,6 +16,9 @@ namespace tarsil {
 class ErgometricsP3 final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
+
+  /// What the machine answers is counted and never read. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming() { return makeUnreadFraming(); }
 
   /// Set by `startBP()`. Nothing uses it, nor the other fields.
   bool isBPCommand = false;

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 
 namespace tarsil {
@@ -13,6 +15,9 @@ namespace tarsil {
 class LodeErgometer38K4 final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
+
+  /// What the machine answers is counted and never read. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming() { return makeUnreadFraming(); }
 
   /// Nothing uses it.
   bool isClose = false;

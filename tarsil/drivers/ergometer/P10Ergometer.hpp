@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 #include "tarsil/drivers/ergometer/P10Reply.hpp"
 
@@ -19,6 +21,9 @@ namespace tarsil {
 class P10Ergometer : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
+
+  /// How the machine's replies are cut. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming();
 
   /// Nothing uses it.
   bool isRequest = false;

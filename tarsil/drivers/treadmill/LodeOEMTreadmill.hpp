@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 #include "tarsil/drivers/treadmill/LodeOEMCrc.hpp"
 #include "tarsil/drivers/treadmill/ReplyEntries.hpp"
@@ -22,6 +24,9 @@ namespace tarsil {
 class LodeOEMTreadmill final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
+
+  /// How the machine's replies are cut. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming();
 
   /// Everything that was received, one entry a chunk: upper-case hexadecimal text.
   ReplyEntries<LodeOEMCrc, 12> result;

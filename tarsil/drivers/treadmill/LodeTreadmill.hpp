@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 #include "tarsil/drivers/treadmill/LodeCrc.hpp"
 #include "tarsil/drivers/treadmill/ReplyEntries.hpp"
@@ -21,6 +23,9 @@ namespace tarsil {
 class LodeTreadmill final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
+
+  /// How the machine's replies are cut. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming();
 
   /// The treadmill's commands; the driver sends some of them.
   enum class Command {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 
 namespace tarsil {
@@ -12,6 +14,9 @@ namespace tarsil {
 class TM_400V2 final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
+
+  /// What the machine answers is counted and never read. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming() { return makeUnreadFraming(); }
 
   void startDeivce() override { sendHex("23E310001000FD"); }
   void stopStressDevice() override { sendHex("23E310002000ED"); }

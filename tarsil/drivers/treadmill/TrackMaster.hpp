@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/runtime/Timer.hpp"
@@ -23,6 +24,9 @@ namespace tarsil {
 class TrackMaster final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
+
+  /// How the machine's replies are cut. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming();
 
   /// What was received and not yet consumed: upper-case hexadecimal text.
   std::string result;

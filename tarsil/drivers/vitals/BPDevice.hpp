@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 #include "tarsil/drivers/vitals/Tango_Type.hpp"
 
@@ -20,6 +22,9 @@ namespace tarsil {
 class BPDevice final : public SerialDriver {
  public:
   using SerialDriver::SerialDriver;
+
+  /// How the machine's replies are cut. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming();
 
   /// The last characters received since a record or the initialisation echo was complete, as many as can
   /// still count.

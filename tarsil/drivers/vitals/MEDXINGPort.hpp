@@ -1,7 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
+#include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
 
 namespace tarsil {
@@ -18,6 +20,9 @@ class MEDXINGPort final : public SerialDriver {
   MEDXINGPort();
   explicit MEDXINGPort(const ExerciseDeviceSettings& settings);
   explicit MEDXINGPort(const BPDeviceSettings& settings);
+
+  /// How the machine's replies are cut. Any thread.
+  static std::unique_ptr<ReplyFraming> makeFraming();
 
   /// The two hexadecimal digits of the saturation reported last; survives closing and opening.
   std::string befoSpO2Value;
