@@ -107,11 +107,11 @@ class GuardedStation : public std::enable_shared_from_this<GuardedStation> {
   /// After a protective stop, once its cause is gone and the device stands: allows `start()` again.
   Answer reset();
 
-  /// Any thread, also a signal-free one that runs while the main thread is blocked: sends the stop at once;
-  /// the station takes it up as a protective stop when its main thread runs again.
+  /// Any thread, while the main thread is blocked, too: sends the stop at once. The station takes it up as
+  /// `stop()` when its main thread runs again.
   void stopNow();
-  /// The host lives: from its own loop, at least once a heartbeat while the exercise runs. Any thread; never
-  /// waits.
+  /// The host lives: from its own loop, at least once a heartbeat from `start()` until the device was seen to
+  /// stand. Any thread, but call it where a frozen host would not; never waits.
   void alive();
 
   /// Starts a blood-pressure measurement, on the monitor where there is one, else with the exercise device's

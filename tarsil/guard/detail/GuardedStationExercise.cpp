@@ -1,0 +1,305 @@
+// What the exercise device is told, what it says, and how it is stopped.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "tarsil/guard/detail/GuardedStationImplementation.hpp"
+#include "tarsil/guard/detail/StopLine.hpp"
+#include "tarsil/guard/detail/UnseenStops.hpp"
+#include "tarsil/guard/watch/lastWatch.hpp"
+
+namespace tarsil {
+namespace {
+
+using namespace std::chrono_literals;
+using Verdict = detail::LoadJudge::Verdict;
+
+// Polls without a report until something is done about it.
+constexpr int silentPolls = 3;
+constexpr int reopeningPolls = 6;
+constexpr Duration longestSilence = 10s;
+
+/// Polls that are answered later than this many beats are taken for lost.
+constexpr std::size_t mostOpenPolls = 3;
+
+// Reports in a row that it takes; one alone may be a changed byte.
+constexpr int zerosThatAreStandstill = 2;
+constexpr int reportsThatExceed = 3;
+constexpr int reportsThatStand = 2;
+constexpr int reportsThatDiffer = 2;
+
+constexpr Duration longestStop = 15s;
+/// What a model that reports nothing is told to stop.
+constexpr int blindStops = 3;
+
+/// A load that does not take hold is told again after this.
+constexpr Duration retelling = 3s;
+/// No refusal for this long: they are over.
+constexpr Duration refusalsAreOver = 5s;
+
+/// The watcher waits a little longer than the station's own thread: it cannot hear the device.
+constexpr Duration watcherMargin = 250ms;
+
+bool isZero(const Load& load) {
+  return load.speed == 0 && load.power == 0;
+}
+
+}  // namespace
+
+void GuardedStation::Implementation::exerciseOpened(const std::shared_ptr<ORSSerialPort>& port) {
+  driver_->bind(port);
+  stopLine_->set(port);
+  polls_.clear();
+  unanswered_ = 0;
+  zeros_ = 0;
+  clear(AlarmKind::portNotOpened);
+  clear(AlarmKind::lineLost);
+  takeOverFromWatcher();
+  // Whatever happened while the line was away: the stop comes first.
+  if (state_ == State::stopping) return sendStop();
+  if (detail::UnseenStops::contains(line_->identity())) {
+    raise(AlarmKind::notSeenToStop, model_.name + " was not seen to stop before its port was closed");
+    beginStop();
+  }
+}
+
+/// A watcher that still stops the belt of a dead host hands the line and its duty over.
+void GuardedStation::Implementation::takeOverFromWatcher() {
+  if (!plan_.watcher || watcherAsked_) return;
+  watcherAsked_ = true;
+  const auto report = lastWatch(line_->identity());
+  if (!report || report->cause == WatchReport::Cause::none) return;
+  emit(Source::station, WatcherActed{"the watcher process of an earlier host has sent the stop " +
+                                     std::to_string(report->stopsSent) + " times"});
+  beginStop();
+}
+
+void GuardedStation::Implementation::exerciseLost() {
+  driver_->bind(nullptr);
+  stopLine_->set(nullptr);
+  raise(AlarmKind::lineLost, "the port of the exercise device is gone");
+  if (state_ == State::running) protectiveStop(AlarmKind::lineLost);
+}
+
+// Asking and hearing
+
+void GuardedStation::Implementation::poll() {
+  if (!reportsLoad() || !line_->isOpen()) return;
+  if (pressures_ && pressures_->holdsLine()) return;
+  ++unanswered_;
+  if (polls_.size() == mostOpenPolls) polls_.pop_front();
+  polls_.push_back(Clock::now());
+  asked(Source::exercise, Command::requestLoad);
+  driver_->command([](KivStressDevice& driver) {
+    // So that a report that lacks one of its halves never repeats the one before.
+    driver.requestSpeed = -1;
+    driver.requestGrade = -1;
+    driver.requestLoad();
+  });
+}
+
+void GuardedStation::Implementation::loadReported(const Load& load) {
+  const Clock::Instant now = Clock::now();
+  // Reports are taken to answer the oldest open poll: so none is ever taken for newer than it is.
+  const Clock::Instant measuredAfter = polls_.empty() ? Clock::Instant{} : polls_.front();
+  if (!polls_.empty()) polls_.pop_front();
+  unanswered_ = 0;
+  silentSince_.reset();
+  load_ = {load, now};
+  clear(AlarmKind::exerciseSilent);
+  emit(Source::exercise, LoadMeasured{load});
+
+  const bool isNews = !stopAskedAt_ || measuredAfter > *stopAskedAt_;
+  zeros_ = isZero(load) && isNews ? zeros_ + 1 : 0;
+  if (state_ == State::running) judge(load);
+  if (state_ == State::stopping && isSeenStanding()) standstillSeen();
+}
+
+bool GuardedStation::Implementation::isSeenStanding() const {
+  return zeros_ >= zerosThatAreStandstill;
+}
+
+void GuardedStation::Implementation::judge(const Load& load) {
+  const Clock::Instant now = Clock::now();
+  const Verdict verdict = judge_.judge(load, now);
+  exceeding_ = verdict == Verdict::exceeds ? exceeding_ + 1 : 0;
+  standing_ = verdict == Verdict::stands ? standing_ + 1 : 0;
+  differing_ = verdict == Verdict::differs ? differing_ + 1 : 0;
+
+  if (exceeding_ >= reportsThatExceed) {
+    raise(AlarmKind::fasterThanAsked, model_.name + " does more than it was asked for");
+    return protectiveStop(AlarmKind::fasterThanAsked);
+  }
+  if (standing_ >= reportsThatStand) {
+    raise(AlarmKind::stoppedAtMachine, model_.name + " stands, although it should move");
+    return protectiveStop(AlarmKind::stoppedAtMachine);
+  }
+  if (differing_ >= reportsThatDiffer) {
+    raise(AlarmKind::disagreement, model_.name + " does not do what it was asked for");
+  }
+  if (verdict == Verdict::agrees) clear(AlarmKind::disagreement);
+
+  // A lost command is told again; but to a belt that slows down by itself nobody tells anything.
+  const bool slowsDown = load.speed < lastJudged_.speed || load.power < lastJudged_.power;
+  const bool lowers = verdict == Verdict::exceeds;
+  const bool lost = verdict == Verdict::differs && !slowsDown && !isZero(load);
+  lastJudged_ = load;
+  if ((lowers || lost) && now - lastTold_ >= retelling) command(commanded_);
+}
+
+void GuardedStation::Implementation::judgeSilence() {
+  const Clock::Instant now = Clock::now();
+  if (refusedAt_ && now - *refusedAt_ > refusalsAreOver) {
+    refusedAt_.reset();
+    clear(AlarmKind::deviceRefuses);
+  }
+  if (!reportsLoad() || unanswered_ < silentPolls) return;
+  if (!silentSince_) {
+    silentSince_ = load_ ? load_->at : now;
+    driver_->renew();
+    polls_.clear();
+  }
+  if (load_ || state_ == State::running) {
+    raise(AlarmKind::exerciseSilent, model_.name + " does not answer");
+  }
+  if (state_ == State::running && now - *silentSince_ >= longestSilence) {
+    protectiveStop(AlarmKind::exerciseSilent);
+  }
+  // A watcher has the line, too, so that it cannot be opened anew before the exercise is over.
+  if (unanswered_ % reopeningPolls == 0 && !hostWatch_->isArmed()) line_->reopen();
+}
+
+void GuardedStation::Implementation::refused(const DeviceRefused& refusal, bool atMachine) {
+  emit(Source::exercise, refusal);
+  if (state_ != State::running) return;
+  if (atMachine) {
+    raise(AlarmKind::stoppedAtMachine, model_.name + " refuses: it was stopped at the machine");
+    return protectiveStop(AlarmKind::stoppedAtMachine);
+  }
+  refusedAt_ = Clock::now();
+  raise(AlarmKind::deviceRefuses, model_.name + " refuses a command: " + refusal.details);
+}
+
+// Walking the load
+
+bool GuardedStation::Implementation::mayRaise() const {
+  if (!reportsLoad()) return true;
+  return unanswered_ < silentPolls && standing_ == 0 && differing_ == 0;
+}
+
+void GuardedStation::Implementation::walk() {
+  const Clock::Instant now = Clock::now();
+  if (pressures_ && pressures_->holdsLine()) return;
+  if (now - lastStep_ < 1s) return;
+  Load next = rules_.step(commanded_, target_, std::min<Duration>(now - lastStep_, 1s));
+  if (!mayRaise()) next = detail::LoadRules::onlyLower(commanded_, next);
+  if (next == commanded_) return;
+  lastStep_ = now;
+  command(next);
+}
+
+void GuardedStation::Implementation::command(const Load& load) {
+  const Clock::Instant now = Clock::now();
+  lastTold_ = now;
+  if (load != commanded_) judge_.told(load, now);
+  commanded_ = load;
+  asked(Source::exercise, Command::setLoad, load);
+  const float value = model_.kind == DeviceKind::treadmill ? load.speed : load.power;
+  driver_->command([&](KivStressDevice& driver) { driver.setLoad(value, load.grade); });
+}
+
+// Stopping
+
+void GuardedStation::Implementation::protectiveStop(AlarmKind cause) {
+  if (cause_) return;
+  cause_ = cause;
+  emit(Source::station, ProtectiveStop{cause});
+  beginStop();
+}
+
+void GuardedStation::Implementation::beginStop() {
+  if (state_ == State::closing || state_ == State::closed) return;
+  if (state_ != State::stopping) {
+    state_ = State::stopping;
+    stopsSent_ = 0;
+  }
+  stopAskedAt_ = Clock::now();
+  zeros_ = 0;
+  target_ = {};
+  commanded_ = {};
+  sendStop();
+}
+
+void GuardedStation::Implementation::sendStop() {
+  if (!line_->isOpen()) return;
+  ++stopsSent_;
+  asked(Source::exercise, Command::stop);
+  // The command itself ends the ramp of some belts at once: they are slowed down until they stand.
+  if (slowsDownFirst()) return stopLine_->send();
+  driver_->command([this](KivStressDevice& driver) {
+    if (facts_.speed.carriesZero() && facts_.grade.carriesZero()) driver.setLoad(0, 0);
+    driver.stopStressDevice();
+  });
+}
+
+void GuardedStation::Implementation::continueStop() {
+  const Clock::Instant now = Clock::now();
+  if (!reportsLoad()) {
+    if (stopsSent_ < blindStops) return sendStop();
+    raise(AlarmKind::unseenStop, model_.unseen());
+    emit(Source::exercise, StandstillUnseen{});
+    return exerciseIsOver();
+  }
+  if (now - *stopAskedAt_ >= longestStop && !isOn(AlarmKind::notSeenToStop)) {
+    detail::UnseenStops::add(line_->identity());
+    raise(AlarmKind::notSeenToStop, model_.name + " was not seen to stop");
+  }
+  sendStop();
+}
+
+void GuardedStation::Implementation::standstillSeen() {
+  for (const Bytes& frame : stopFrames_.standing) {
+    if (const auto port = line_->port()) port->sendData(frame);
+  }
+  detail::UnseenStops::remove(line_->identity());
+  clear(AlarmKind::notSeenToStop);
+  emit(Source::exercise, StandstillSeen{});
+  exerciseIsOver();
+}
+
+void GuardedStation::Implementation::exerciseIsOver() {
+  if (hostWatch_->isArmed()) {
+    const bool returned = hostWatch_->isBack();
+    hostWatch_->disarm();
+    if (returned) emit(Source::station, HostReturned{});
+  }
+  state_ = State::ready;
+  updateOpening();
+  if (wantsToClose_) closeLines();
+}
+
+std::unique_ptr<Watcher> GuardedStation::Implementation::startWatcher(Answer& answer) {
+  if (!plan_.watcher) return nullptr;
+  // Two rounds of the stop a second apart would do for a line that works; a line that does not gets a minute.
+  constexpr int repetitions = 60;
+  Watcher::Plan plan{.line = line_->identity(),
+                     .stop = {},
+                     .heartbeat = plan_.heartbeat + watcherMargin,
+                     .program = *plan_.watcher};
+  Bytes joined;
+  for (const Bytes& frame : stopFrames_.now) joined.insert(joined.end(), frame.begin(), frame.end());
+  plan.stop.push_back({.bytes = std::move(joined), .every = 1s, .times = repetitions});
+  for (const Bytes& frame : stopFrames_.standing)
+    plan.stop.push_back({.bytes = frame, .every = 1s, .times = 3});
+
+  const int line = line_->port()->duplicateDescriptor();
+  auto started = Watcher::start(line, plan);
+  ::close(line);
+  answer = started.answer;
+  return std::move(started.watcher);
+}
+
+}  // namespace tarsil

@@ -1,0 +1,601 @@
+#include "tarsil/guard/detail/GuardedStationImplementation.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "tarsil/guard/detail/StopLine.hpp"
+#include "tarsil/support/floatText.hpp"
+
+namespace tarsil {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr Duration beatTime = 1s;
+
+/// An oximeter measures once a second; this long without a word it is lost.
+constexpr Duration longestOximeterPause = 5s;
+/// One over Bluetooth has to be found first.
+constexpr Duration longestSearch = 30s;
+
+/// A stop that was not seen for this long keeps no host that wants to close.
+constexpr Duration longestClosing = 20s;
+
+/// A load that was measured every second is old after this.
+constexpr Duration loadRhythm = 3s;
+/// A pressure speaks for the stage that it was taken in.
+constexpr Duration pressureRhythm = 180s;
+
+detail::Line::Settings settingsOf(const DeviceModel& model) {
+  const auto device = model.makeDevice();
+  return {.baud = device->baud, .stopbits = device->stopbits.value_or(1)};
+}
+
+}  // namespace
+
+GuardedStation::Implementation::Implementation(Plan plan, const DeviceModel& exercise,
+                                               std::optional<DeviceModel> monitor,
+                                               std::optional<DeviceModel> oximeter)
+    : plan_(std::move(plan)),
+      model_(exercise),
+      facts_(*model_.exercise),
+      monitorModel_(std::move(monitor)),
+      oximeterModel_(std::move(oximeter)),
+      rules_(model_, plan_.limits),
+      stopFrames_(detail::stopFramesOf(*model_.makeDevice())),
+      stopLine_(std::make_shared<StopLine>(stopFrames_.now)) {}
+
+GuardedStation::Implementation::~Implementation() {
+  abandon();
+}
+
+void GuardedStation::Implementation::abandon() {
+  listeners_.clear();
+  if (beat_) beat_->invalidate();
+  if (hostWatch_->isArmed()) stopLine_->send();
+  if (hostWatch_->isArmed()) hostWatch_->leaveToWatcher();
+  stopLine_->set(nullptr);
+  closeLines();
+}
+
+// Opening
+
+void GuardedStation::Implementation::begin(const Found& found) {
+  beat_ = Timer::scheduled(beatTime, true, [weak = weak_from_this()](Timer&) {
+    if (const auto self = weak.lock()) self->beat();
+  });
+  openExercise(found.exercise);
+  if (found.monitor) openMonitor(found.monitor);
+  if (found.oximeter) openOximeter(found.oximeter);
+  if (plan_.makeCentral) {
+    bluetooth_.emplace(plan_.makeCentral(), [weak = weak_from_this()](float saturation) {
+      if (const auto self = weak.lock()) self->saturationReported(saturation);
+    });
+  }
+  preparePressures();
+}
+
+detail::Line::Listener GuardedStation::Implementation::lineListener(Source source) {
+  const auto weak = weak_from_this();
+  return {.event =
+              [weak, source](Clock::Instant at, Event::What what) {
+                const auto self = weak.lock();
+                if (!self) return;
+                const bool failed = std::holds_alternative<LineFailed>(what);
+                const std::string text = failed ? std::get<LineFailed>(what).text : std::string();
+                self->emitAt(at, source, std::move(what));
+                if (failed) self->lineFailed(source, text);
+              },
+          .opened = {},
+          .received = {},
+          .lost = {}};
+}
+
+void GuardedStation::Implementation::openExercise(const std::shared_ptr<const SerialDevice>& device) {
+  const auto weak = weak_from_this();
+  auto listener = driverListener(Source::exercise);
+  listener.treadmillLoad = [this](float speed, float grade) {
+    loadReported({.speed = speed / facts_.speedUnit, .grade = grade / facts_.gradeUnit});
+  };
+  listener.power = [this](float power) { loadReported({.power = power}); };
+  listener.pedalRate = [this](float rate) {
+    pedalRate_ = {rate, Clock::now()};
+    emit(Source::exercise, PedalRateMeasured{rate});
+  };
+  listener.refusal = [this](const DeviceRefused& refusal, bool atMachine) { refused(refusal, atMachine); };
+  driver_.emplace(model_, std::move(listener));
+
+  line_ = std::make_shared<detail::Line>(device, settingsOf(model_));
+  auto lines = lineListener(Source::exercise);
+  lines.opened = [weak](const auto& port) {
+    if (const auto self = weak.lock()) self->exerciseOpened(port);
+  };
+  lines.received = [weak](const Bytes& bytes) {
+    if (const auto self = weak.lock()) self->driver_->receive(bytes);
+  };
+  lines.lost = [weak] {
+    if (const auto self = weak.lock()) self->exerciseLost();
+  };
+  line_->setListener(std::move(lines));
+  asked(Source::exercise, Command::open);
+  line_->open();
+}
+
+void GuardedStation::Implementation::openMonitor(const std::shared_ptr<const SerialDevice>& device) {
+  const auto weak = weak_from_this();
+  monitor_.emplace(*monitorModel_, driverListener(Source::monitor));
+  monitorLine_ = std::make_shared<detail::Line>(device, settingsOf(*monitorModel_));
+  auto lines = lineListener(Source::monitor);
+  lines.opened = [weak](const auto& port) {
+    if (const auto self = weak.lock()) self->monitorOpened(port);
+  };
+  lines.received = [weak](const Bytes& bytes) {
+    if (const auto self = weak.lock()) self->monitor_->receive(bytes);
+  };
+  lines.lost = [weak] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->monitor_->bind(nullptr);
+    self->monitorIsReady_ = false;
+    self->raise(AlarmKind::monitorLost, "the blood-pressure monitor's port is gone");
+  };
+  monitorLine_->setListener(std::move(lines));
+  asked(Source::monitor, Command::open);
+  monitorLine_->open();
+}
+
+void GuardedStation::Implementation::openOximeter(const std::shared_ptr<const SerialDevice>& device) {
+  const auto weak = weak_from_this();
+  auto listener = driverListener(Source::oximeter);
+  listener.saturation = [this](float saturation) { saturationReported(saturation); };
+  oximeter_.emplace(*oximeterModel_, std::move(listener));
+  oximeterLine_ = std::make_shared<detail::Line>(device, settingsOf(*oximeterModel_));
+  auto lines = lineListener(Source::oximeter);
+  lines.opened = [weak](const auto& port) {
+    if (const auto self = weak.lock()) self->oximeter_->bind(port);
+  };
+  lines.received = [weak](const Bytes& bytes) {
+    if (const auto self = weak.lock()) self->oximeter_->receive(bytes);
+  };
+  lines.lost = [weak] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->oximeter_->bind(nullptr);
+    self->raise(AlarmKind::oximeterLost, "the oximeter's port is gone");
+  };
+  oximeterLine_->setListener(std::move(lines));
+  asked(Source::oximeter, Command::open);
+  oximeterLine_->open();
+}
+
+detail::GuardedDriver::Listener GuardedStation::Implementation::driverListener(Source source) {
+  return {.event =
+              [this, source](Event::What what) {
+                if (std::holds_alternative<MonitorReady>(what)) monitorReady();
+                emit(source, std::move(what));
+              },
+          .treadmillLoad = [](float, float) {},
+          .power = [](float) {},
+          .pedalRate = [](float) {},
+          .pressure = [this](Pressure pressure, std::int64_t status) { pressureReported(pressure, status); },
+          .saturation = [](float) {},
+          .refusal = [this, source](const DeviceRefused& refusal, bool) { emit(source, refusal); },
+          .acknowledged = [this, source] { emit(source, Acknowledged{}); }};
+}
+
+void GuardedStation::Implementation::lineFailed(Source source, const std::string& text) {
+  if (source == Source::exercise) {
+    // On an open line a failed call is told, and what follows of it is seen by the other rules.
+    if (!line_->isOpen()) raise(AlarmKind::portNotOpened, text);
+    return;
+  }
+  raise(source == Source::monitor ? AlarmKind::monitorLost : AlarmKind::oximeterLost, text);
+}
+
+void GuardedStation::Implementation::updateOpening() {
+  const auto isOpen = [](const auto& line) { return !line || line->isOpen(); };
+  const bool allOpen = line_->isOpen() && isOpen(monitorLine_) && isOpen(oximeterLine_);
+  if (state_ == State::opening && allOpen) state_ = State::ready;
+  if (state_ == State::ready && !allOpen) state_ = State::opening;
+}
+
+// The beat
+
+void GuardedStation::Implementation::beat() {
+  const auto self = shared_from_this();
+  if (state_ == State::closed) return;
+  for (const auto& line : {line_, monitorLine_, oximeterLine_}) {
+    if (line && state_ != State::closing) line->tick();
+  }
+  if (state_ == State::closing) return finishClosing();
+  updateOpening();
+  lookAfterHost();
+  lookAfterAuxiliaries();
+  if (pressures_) pressures_->tick();
+  if (state_ == State::stopping && wantsToClose_ && Clock::now() - *stopAskedAt_ >= longestClosing) {
+    return leave();
+  }
+  if (!line_->isOpen()) return;
+  judgeSilence();
+  if (state_ == State::running) walk();
+  if (state_ == State::stopping) continueStop();
+  poll();
+}
+
+void GuardedStation::Implementation::lookAfterHost() {
+  if (!hostWatch_->isArmed()) return;
+  if (hostWatch_->hasLostWatcher() && !isOn(AlarmKind::watcherLost)) {
+    raise(AlarmKind::watcherLost,
+          "the watcher process is gone: nobody would stop the exercise if this host died");
+  }
+  if (!hostWatch_->wasMissed() && !hostWatch_->hasWatcherActed()) return;
+  if (!isOn(AlarmKind::hostFrozen)) {
+    raise(AlarmKind::hostFrozen, "the host did not say that it lives; the stop was sent without it");
+    if (hostWatch_->hasWatcherActed()) {
+      emit(Source::station, WatcherActed{"the watcher process has sent the stop in place of the host"});
+    }
+    protectiveStop(AlarmKind::hostFrozen);
+  }
+}
+
+void GuardedStation::Implementation::lookAfterAuxiliaries() {
+  if (oximeterLine_ || bluetooth_) {
+    const Clock::Instant since = oximeterHeardAt_.value_or(openedAt_);
+    const Duration longest = bluetooth_ && !oximeterHeardAt_ ? longestSearch : longestOximeterPause;
+    if (Clock::now() - since > longest) raise(AlarmKind::oximeterLost, "the oximeter is silent");
+  }
+  initialiseMonitor();
+}
+
+// Telling
+
+void GuardedStation::Implementation::emitAt(Clock::Instant at, Source source, Event::What what) {
+  const auto self = shared_from_this();
+  const Event event{at, source, std::move(what)};
+  // A listener may add another, or drop them all.
+  for (std::size_t i = 0; i < listeners_.size(); ++i) {
+    const auto listener = listeners_[i];
+    (*listener)(event);
+  }
+}
+
+void GuardedStation::Implementation::asked(Source source, Command command, const Load& load) {
+  emit(source, Asked{command, load});
+}
+
+Answer GuardedStation::Implementation::refuse(Command command, Answer answer) {
+  emit(Source::station, Refused{command, answer.code(), answer.reason()});
+  return answer;
+}
+
+void GuardedStation::Implementation::raise(AlarmKind kind, std::string text) {
+  if (!alarms_.insert(kind).second) return;
+  emit(Source::station, AlarmRaised{kind, std::move(text)});
+  const bool isAuxiliary = kind == AlarmKind::monitorLost || kind == AlarmKind::oximeterLost;
+  if (isAuxiliary && plan_.auxiliariesAreVital && state_ == State::running) protectiveStop(kind);
+}
+
+void GuardedStation::Implementation::clear(AlarmKind kind) {
+  if (alarms_.erase(kind) > 0) emit(Source::station, AlarmCleared{kind});
+}
+
+// Commands of the host
+
+Answer GuardedStation::Implementation::readiness() const {
+  using Code = Answer::Code;
+  if (state_ == State::closing || state_ == State::closed) {
+    return Answer::refused(Code::closed, "the station is closed");
+  }
+  if (state_ == State::running || state_ == State::stopping) {
+    return Answer::refused(Code::alreadyRunning, state_ == State::running ? "the exercise runs already"
+                                                                          : "the exercise is being stopped");
+  }
+  if (!facts_.canBeDriven()) {
+    return Answer::refused(Code::notDrivable,
+                           model_.name + " cannot be driven: none of its frames carries a load");
+  }
+  for (const auto& line : {line_, monitorLine_, oximeterLine_}) {
+    if (line && !line->isOpen()) return Answer::refused(Code::notOpen, line->name() + " is not open");
+  }
+  if (cause_) {
+    return Answer::refused(
+        Code::latched, std::string("a protective stop is latched (") + name(*cause_) + "): reset it first");
+  }
+  if (reportsLoad()) {
+    if (!load_ || Clock::now() - load_->at > loadRhythm) {
+      return Answer::refused(Code::notHeard, model_.name + " has not answered lately");
+    }
+    if (!isSeenStanding())
+      return Answer::refused(Code::notSeenToStand, model_.name + " has not been seen to stand");
+  }
+  for (const AlarmKind kind : alarms_) {
+    if (priorityOf(kind) == Priority::low) continue;
+    return Answer::refused(Code::alarmActive, std::string("an alarm is on: ") + name(kind));
+  }
+  return Answer::accepted();
+}
+
+Answer GuardedStation::Implementation::start() {
+  Answer answer = readiness();
+  if (!answer.isAccepted()) return refuse(Command::start, answer);
+  auto watcher = startWatcher(answer);
+  if (!answer.isAccepted()) return refuse(Command::start, answer);
+
+  clear(AlarmKind::unseenStop);
+  clear(AlarmKind::watcherLost);
+  const Clock::Instant now = Clock::now();
+  state_ = State::running;
+  target_ = {};
+  commanded_ = {};
+  judge_.begin(now);
+  lastStep_ = now - beatTime;
+  zeros_ = exceeding_ = standing_ = differing_ = 0;
+  lastJudged_ = {};
+  hostWatch_->arm(
+      plan_.heartbeat, [line = stopLine_] { line->send(); }, std::move(watcher));
+  asked(Source::exercise, Command::start);
+  driver_->command([](KivStressDevice& driver) { driver.startDeivce(); });
+  emit(Source::station, Started{});
+  return answer;
+}
+
+Answer GuardedStation::Implementation::setLoad(const Load& load) {
+  using Code = Answer::Code;
+  Answer answer = check(load);
+  if (answer.isAccepted() && cause_) {
+    answer =
+        Answer::refused(Code::latched, std::string("a protective stop is latched (") + name(*cause_) + ")");
+  }
+  if (answer.isAccepted() && state_ != State::running) {
+    answer = Answer::refused(Code::notRunning, "the exercise does not run");
+  }
+  if (!answer.isAccepted()) return refuse(Command::setLoad, answer);
+  target_ = load;
+  walk();
+  return answer;
+}
+
+Answer GuardedStation::Implementation::stop() {
+  if (state_ == State::closing || state_ == State::closed) {
+    return refuse(Command::stop, Answer::refused(Answer::Code::closed, "the station is closed"));
+  }
+  if (state_ != State::stopping) emit(Source::station, Stopping{});
+  beginStop();
+  return Answer::accepted();
+}
+
+Answer GuardedStation::Implementation::reset() {
+  using Code = Answer::Code;
+  Answer answer = Answer::accepted();
+  const bool stands = !reportsLoad() || isSeenStanding();
+  if (!cause_) {
+    answer = Answer::refused(Code::notLatched, "no protective stop is latched");
+  } else if (!line_->isOpen()) {
+    answer = Answer::refused(Code::causeRemains, line_->name() + " is not open");
+  } else if (state_ == State::stopping || !stands) {
+    answer = Answer::refused(Code::causeRemains, model_.name + " has not been seen to stand");
+  } else if ((*cause_ == AlarmKind::monitorLost || *cause_ == AlarmKind::oximeterLost) && isOn(*cause_)) {
+    answer = Answer::refused(Code::causeRemains, std::string("the alarm is still on: ") + name(*cause_));
+  }
+  if (!answer.isAccepted()) return refuse(Command::reset, answer);
+  asked(Source::station, Command::reset);
+  cause_.reset();
+  for (const AlarmKind kind : {AlarmKind::fasterThanAsked, AlarmKind::stoppedAtMachine, AlarmKind::hostFrozen,
+                               AlarmKind::disagreement, AlarmKind::deviceRefuses, AlarmKind::watcherLost}) {
+    clear(kind);
+  }
+  emit(Source::station, WasReset{});
+  return answer;
+}
+
+void GuardedStation::Implementation::stopNow() {
+  stopLine_->send();
+  DispatchQueue::main().async([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) static_cast<void>(self->stop());
+  });
+}
+
+// Closing
+
+void GuardedStation::Implementation::close() {
+  if (state_ == State::closing || state_ == State::closed) return;
+  const bool mayMove = state_ == State::running || state_ == State::stopping;
+  asked(Source::station, Command::close);
+  if (mayMove && state_ != State::stopping) beginStop();
+  wantsToClose_ = true;
+  if (!mayMove) closeLines();
+}
+
+/// Nobody saw it stand, and the host wants to go: the watcher, where there is one, goes on with the stop.
+void GuardedStation::Implementation::leave() {
+  if (hostWatch_->isArmed()) hostWatch_->leaveToWatcher();
+  closeLines();
+}
+
+void GuardedStation::Implementation::closeLines() {
+  if (state_ == State::closing || state_ == State::closed) return;
+  state_ = State::closing;
+  stopLine_->set(nullptr);
+  if (driver_) driver_->bind(nullptr);
+  if (monitor_) monitor_->bind(nullptr);
+  if (oximeter_) oximeter_->bind(nullptr);
+  if (bluetooth_) bluetooth_->close();
+  for (const auto& line : {line_, monitorLine_, oximeterLine_}) {
+    if (line) line->close();
+  }
+}
+
+void GuardedStation::Implementation::finishClosing() {
+  for (const auto& line : {line_, monitorLine_, oximeterLine_}) {
+    if (line && !line->isClosed()) return;
+  }
+  state_ = State::closed;
+  beat_->invalidate();
+}
+
+// Pressures and saturations
+
+void GuardedStation::Implementation::preparePressures() {
+  const auto missing = [this] {
+    raise(AlarmKind::pressureMissing, "a blood pressure was asked for and did not come");
+  };
+  if (monitor_) {
+    pressures_.emplace(
+        detail::Pressures::Cuff{
+            .start = [this] { commandMonitor(Command::startPressure, &KivStressDevice::startBP); },
+            .fetch = [this] { commandMonitor(Command::requestPressure, &KivStressDevice::requestBP); },
+            .abort = [this] { commandMonitor(Command::abortPressure, &KivStressDevice::breakBP); },
+            .measuring = 90s},
+        missing);
+  } else if (facts_.answersPressure) {
+    pressures_.emplace(
+        detail::Pressures::Cuff{.start =
+                                    [this] {
+                                      asked(Source::exercise, Command::startPressure);
+                                      driver_->command([](KivStressDevice& driver) { driver.startBP(); });
+                                    },
+                                .fetch = [this] { fetchBuiltInPressure(); },
+                                .abort =
+                                    [this] {
+                                      asked(Source::exercise, Command::abortPressure);
+                                      driver_->command([](KivStressDevice& driver) { driver.breakBP(); });
+                                    },
+                                .measuring = 45s,
+                                .commandTime = 900ms},
+        missing);
+  }
+}
+
+/// The driver asks for the systolic value only; the diastolic one is asked for by the frame that ends its
+/// start of a measurement, alone.
+void GuardedStation::Implementation::fetchBuiltInPressure() {
+  driver_->renew();  // it may hold a half of an old pressure
+  asked(Source::exercise, Command::requestPressure);
+  driver_->command([](KivStressDevice& driver) { driver.requestBP(); });
+  Timer::scheduled(300ms, false, [weak = weak_from_this()](Timer&) {
+    const auto self = weak.lock();
+    const auto port = self ? self->line_->port() : nullptr;
+    if (port) port->sendData(Bytes{'U', '\r'});
+  });
+}
+
+Answer GuardedStation::Implementation::measurePressure() {
+  using Code = Answer::Code;
+  Answer answer = Answer::accepted();
+  const auto& line = monitorLine_ ? monitorLine_ : line_;
+  if (!pressures_) {
+    answer = Answer::refused(Code::noMonitor, "nothing here measures blood pressure and hands it over");
+  } else if (!line->isOpen() || (monitorLine_ && !monitorIsReady_)) {
+    answer = Answer::refused(Code::notOpen, line->name() + " is not open, or its device not ready");
+  } else if (pressures_->isMeasuring()) {
+    answer = Answer::refused(Code::alreadyMeasuring, "a blood pressure is being measured");
+  }
+  if (!answer.isAccepted()) return refuse(Command::startPressure, answer);
+  pressures_->measure();
+  return answer;
+}
+
+Answer GuardedStation::Implementation::abortPressure() {
+  if (!isMeasuringPressure()) {
+    return refuse(Command::abortPressure,
+                  Answer::refused(Answer::Code::notRunning, "no blood pressure is being measured"));
+  }
+  pressures_->abort();
+  return Answer::accepted();
+}
+
+void GuardedStation::Implementation::monitorOpened(const std::shared_ptr<ORSSerialPort>& port) {
+  monitor_->bind(port);
+  monitorIsReady_ = false;
+  monitorAskedAt_.reset();
+  initialiseMonitor();
+}
+
+void GuardedStation::Implementation::monitorReady() {
+  monitorIsReady_ = true;
+  clear(AlarmKind::monitorLost);
+}
+
+void GuardedStation::Implementation::initialiseMonitor() {
+  constexpr Duration patience = 5s;
+  if (!monitorLine_ || !monitorLine_->isOpen() || monitorIsReady_) return;
+  const Clock::Instant now = Clock::now();
+  if (monitorAskedAt_ && now - *monitorAskedAt_ < patience) return;
+  if (monitorAskedAt_) raise(AlarmKind::monitorLost, "the blood-pressure monitor does not answer");
+  monitorAskedAt_ = now;
+  monitor_->renew();
+  // The first start of a new driver only initialises the monitor.
+  commandMonitor(Command::initialiseMonitor, &KivStressDevice::startBP);
+}
+
+void GuardedStation::Implementation::commandMonitor(Command command, void (KivStressDevice::*call)()) {
+  asked(Source::monitor, command);
+  monitor_->command([call](KivStressDevice& driver) { (driver.*call)(); });
+  // The driver listens for one more echo with every command, and never stops to.
+  const auto port = monitorLine_->port();
+  if (!port) return;
+  for (const auto& descriptor : port->packetDescriptors())
+    port->stopListeningForPacketsMatchingDescriptor(descriptor);
+}
+
+void GuardedStation::Implementation::pressureReported(Pressure pressure, std::int64_t status) {
+  if (!isMeasuringPressure()) return;
+  if (!pressures_->isExpected()) return;
+  constexpr float highest = 300;
+  const bool isPlausible =
+      pressure.diastolic > 0 && pressure.systolic > pressure.diastolic && pressure.systolic <= highest;
+  const Source source = monitorLine_ ? Source::monitor : Source::exercise;
+  if (!isPlausible) {
+    return emit(source, Implausible{"a pressure of " + decimalText(pressure.systolic) + "/" +
+                                    decimalText(pressure.diastolic) + " mmHg"});
+  }
+  pressures_->measured();
+  pressure_ = {pressure, Clock::now()};
+  clear(AlarmKind::pressureMissing);
+  emit(source, PressureMeasured{pressure, status});
+}
+
+void GuardedStation::Implementation::saturationReported(float saturation) {
+  oximeterHeardAt_ = Clock::now();
+  clear(AlarmKind::oximeterLost);
+  if (saturation <= 0 || saturation > 100) {
+    return emit(Source::oximeter, Implausible{"no saturation"});
+  }
+  saturation_ = {saturation, Clock::now()};
+  emit(Source::oximeter, SaturationMeasured{saturation});
+}
+
+// Readings
+
+template <class Value>
+Reading<Value> GuardedStation::Implementation::readingOf(bool isReported,
+                                                         const std::optional<Heard<Value>>& heard,
+                                                         Duration rhythm, const std::string& source) {
+  using Reported = typename Reading<Value>::State;
+  if (!isReported) return {};
+  if (!heard) return {.state = Reported::never, .value = {}, .at = {}, .source = source};
+  const bool isFresh = Clock::now() - heard->at <= rhythm;
+  return {.state = isFresh ? Reported::fresh : Reported::stale,
+          .value = heard->value,
+          .at = heard->at,
+          .source = source};
+}
+
+Readings GuardedStation::Implementation::readings() const {
+  const auto part = [this](float Load::*quantity) -> std::optional<Heard<float>> {
+    if (!load_) return std::nullopt;
+    return Heard<float>{load_->value.*quantity, load_->at};
+  };
+  const bool isTreadmill = model_.kind == DeviceKind::treadmill;
+  const std::string& pressureSource = monitorModel_ ? monitorModel_->name : model_.name;
+  return {.speed = readingOf(reportsLoad() && isTreadmill, part(&Load::speed), loadRhythm, model_.name),
+          .grade = readingOf(reportsLoad() && isTreadmill, part(&Load::grade), loadRhythm, model_.name),
+          .power = readingOf(reportsLoad() && !isTreadmill, part(&Load::power), loadRhythm, model_.name),
+          .pedalRate = readingOf(facts_.reportsPedalRate, pedalRate_, loadRhythm, model_.name),
+          .pressure = readingOf(measuresPressure(), pressure_, pressureRhythm, pressureSource),
+          .saturation = readingOf(hasOximeter(), saturation_, loadRhythm,
+                                  oximeterModel_ ? oximeterModel_->name : std::string())};
+}
+
+}  // namespace tarsil

@@ -1,0 +1,187 @@
+#include "tarsil/guard/detail/Line.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "tarsil/guard/detail/TellingTerminal.hpp"
+#include "tarsil/platform/SerialDeviceRegistry.hpp"
+#include "tarsil/support/Error.hpp"
+
+namespace tarsil::detail {
+namespace {
+
+using Device = std::shared_ptr<const SerialDevice>;
+
+bool isCalled(const SerialDevice& device, const std::string& name) {
+  return device.terminalName == name || device.calloutPath == name || device.dialinPath == name ||
+         device.stablePath == name;
+}
+
+/// A serial number tells one adapter from all others; without one, the socket it is plugged into does.
+bool isSameAdapter(const SerialDevice& one, const SerialDevice& other) {
+  if (one.usb && !one.usb->serialNumber.empty()) return one.usb == other.usb;
+  if (one.stablePath) return one.stablePath == other.stablePath;
+  return one.calloutPath == other.calloutPath;
+}
+
+LineFailed::Reason reasonOf(int error) {
+  using enum LineFailed::Reason;
+  switch (error) {
+    case ENOENT:
+      return missing;
+    case EACCES:
+    case EPERM:
+      return noRight;
+    case EAGAIN:
+    case EBUSY:
+      return busy;
+    case EINVAL:
+      return badSetting;
+    case ENXIO:
+    case ENODEV:
+    case EIO:
+      return vanished;
+    default:
+      return other;
+  }
+}
+
+std::string adviceFor(LineFailed::Reason reason, const Error& error) {
+  using enum LineFailed::Reason;
+  switch (reason) {
+    case missing:
+      return "there is no such port any more";
+    case noRight:
+      return "no right to open it: its user has to be in the group of the device file (dialout, as a rule)";
+    case busy:
+      return "another program has it open";
+    case badSetting:
+      return "it does not take the model's line settings";
+    case vanished:
+      return "the device behind it is gone";
+    case other:
+      return error.localizedDescription;
+  }
+  return error.localizedDescription;
+}
+
+}  // namespace
+
+Device Line::deviceNamed(const std::string& name) {
+  for (const Device& device : SerialDeviceRegistry::shared()->devices()) {
+    if (!name.empty() && isCalled(*device, name)) return device;
+  }
+  return nullptr;
+}
+
+Line::Line(Device device, Settings settings)
+    : device_(std::move(device)),
+      settings_(settings),
+      name_(device_->terminalName.value_or(device_->calloutPath.value_or(""))) {}
+
+std::string Line::identity() const {
+  if (device_->usb && !device_->usb->serialNumber.empty()) {
+    return device_->usb->vendorId + ":" + device_->usb->productId + ":" + device_->usb->serialNumber;
+  }
+  return device_->stablePath.value_or(device_->calloutPath.value_or(""));
+}
+
+void Line::open() {
+  isWanted_ = true;
+  tryToOpen();
+}
+
+void Line::reopen() {
+  if (!isOpen_) return;
+  isOpen_ = false;
+  tell(LineClosed{name_});
+  port_->close();  // the next tick opens another one
+}
+
+void Line::close() {
+  isWanted_ = false;
+  if (std::exchange(isOpen_, false)) tell(LineClosed{name_});
+  if (port_) port_->close();
+}
+
+bool Line::isClosed() const {
+  return !port_ || !port_->isOpen();
+}
+
+void Line::tick() {
+  if (isWanted_ && !isOpen_ && isClosed()) tryToOpen();
+}
+
+Device Line::findAgain() const {
+  for (const Device& device : SerialDeviceRegistry::shared()->devices()) {
+    if (isSameAdapter(*device_, *device)) return device;
+  }
+  return nullptr;
+}
+
+void Line::tryToOpen() {
+  const Device found = findAgain();
+  if (!found) return fail(ENOENT);
+  device_ = found;
+  name_ = found->terminalName.value_or(found->calloutPath.value_or(""));
+
+  // The registry's own port objects may serve somebody else: this one is the station's.
+  auto telling = std::make_shared<SerialDevice>(*found);
+  telling->terminal = std::make_shared<TellingTerminal>(
+      found->terminal, [weak = weak_from_this()](Clock::Instant at, Bytes bytes) {
+        if (const auto line = weak.lock()) line->listener_.event(at, Sent{std::move(bytes)});
+      });
+  port_ = ORSSerialPort::serialPortWithDevice(telling);
+  port_->setDelegate(shared_from_this());
+  port_->setBaudRate(static_cast<std::uint64_t>(settings_.baud));
+  port_->setNumberOfStopBits(static_cast<std::uint64_t>(settings_.stopbits));
+  port_->open();
+}
+
+void Line::serialPortWasOpened(ORSSerialPort& port) {
+  if (!isCurrent(port) || !isWanted_) return;
+  isOpen_ = true;
+  lastFailure_.reset();
+  if (std::exchange(vanished_, false)) tell(LineReturned{name_});
+  tell(LineOpened{name_});
+  const auto opened = port_;
+  listener_.opened(opened);
+  // Whoever was bound to it became its delegate.
+  opened->setDelegate(shared_from_this());
+}
+
+void Line::serialPortWasClosed(ORSSerialPort& port) {
+  if (isCurrent(port)) becomeLost();
+}
+
+void Line::serialPortWasRemovedFromSystem(ORSSerialPort& port) {
+  if (!isCurrent(port)) return;
+  if (!std::exchange(vanished_, true)) tell(LineVanished{name_});
+  becomeLost();
+}
+
+void Line::becomeLost() {
+  if (std::exchange(isOpen_, false)) listener_.lost();
+}
+
+void Line::serialPortDidEncounterError(ORSSerialPort& port, const Error& error) {
+  // What this port has no flow control for was not asked for by the station.
+  if (!isCurrent(port) || error.code == ENOTSUP) return;
+  fail(error.code);
+}
+
+void Line::fail(int error) {
+  if (lastFailure_ == error) return;  // tried again every second, told once
+  lastFailure_ = error;
+  const LineFailed::Reason reason = reasonOf(error);
+  tell(LineFailed{name_, reason, error, name_ + ": " + adviceFor(reason, Error::posix(error, name_))});
+}
+
+void Line::serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) {
+  if (!isCurrent(port) || !isOpen_) return;
+  tell(Received{data});
+  listener_.received(data);
+}
+
+}  // namespace tarsil::detail
