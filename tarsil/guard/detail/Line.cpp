@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tarsil/guard/detail/TellingTerminal.hpp"
+#include "tarsil/platform/PortAccess.hpp"
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
 #include "tarsil/support/Error.hpp"
 
@@ -47,21 +48,31 @@ LineFailed::Reason reasonOf(int error) {
   }
 }
 
-std::string adviceFor(LineFailed::Reason reason, const Error& error) {
+std::string holders(const std::string& path) {
+  std::string all;
+  for (const std::string& program : programsHolding(path)) all += (all.empty() ? "" : ", ") + program;
+  return all;
+}
+
+std::string reasonText(LineFailed::Reason reason, const std::string& path, const Error& error) {
   using enum LineFailed::Reason;
   switch (reason) {
     case missing:
-      return "there is no such port any more";
-    case noRight:
-      return "no right to open it: its user has to be in the group of the device file (dialout, as a rule)";
-    case busy:
-      return "another program has it open";
+      return "there is no such port now";
+    case noRight: {
+      const std::string group = groupOf(path);
+      return "no right to open it" + (group.empty() ? "" : ": its user has to be in the group " + group);
+    }
+    case busy: {
+      const std::string programs = holders(path);
+      return "another program has it open" + (programs.empty() ? "" : ": " + programs);
+    }
     case badSetting:
-      return "it does not take the model's line settings";
+      return "it does not take the line settings of its model";
     case vanished:
       return "the device behind it is gone";
     case other:
-      return error.localizedDescription;
+      break;
   }
   return error.localizedDescription;
 }
@@ -175,7 +186,9 @@ void Line::fail(int error) {
   if (lastFailure_ == error) return;  // tried again every second, told once
   lastFailure_ = error;
   const LineFailed::Reason reason = reasonOf(error);
-  tell(LineFailed{name_, reason, error, name_ + ": " + adviceFor(reason, Error::posix(error, name_))});
+  const std::string path = device_->calloutPath.value_or(name_);
+  const std::string text = name_ + ": " + reasonText(reason, path, Error::posix(error, path));
+  tell(LineFailed{name_, reason, error, text});
 }
 
 void Line::serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) {
