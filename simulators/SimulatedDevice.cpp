@@ -15,12 +15,12 @@ void SimulatedDevice::advance(Duration duration) {
   onTime(duration);
 }
 
-std::vector<Bytes> SimulatedDevice::takeOutput() {
+std::vector<SimulatedDevice::Message> SimulatedDevice::takeOutput() {
   return std::exchange(output_, {});
 }
 
 void SimulatedDevice::send(ByteView message) {
-  for (const std::uint8_t byte : afterFaults(message)) output_.push_back({byte});
+  put(message, false);
 }
 
 void SimulatedDevice::send(std::string_view message) {
@@ -28,8 +28,12 @@ void SimulatedDevice::send(std::string_view message) {
 }
 
 void SimulatedDevice::sendInOnePiece(ByteView message) {
+  put(message, true);
+}
+
+void SimulatedDevice::put(ByteView message, bool inOnePiece) {
   Bytes bytes = afterFaults(message);
-  if (!bytes.empty()) output_.push_back(std::move(bytes));
+  if (!bytes.empty()) output_.push_back({std::move(bytes), inOnePiece});
 }
 
 Bytes SimulatedDevice::afterFaults(ByteView message) {
@@ -39,14 +43,6 @@ Bytes SimulatedDevice::afterFaults(ByteView message) {
     bytes.erase(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2));
   if (noisy_ && random() % 4 == 0) bytes.insert(bytes.begin(), static_cast<std::uint8_t>(random()));
   return bytes;
-}
-
-std::uint32_t SimulatedDevice::random() {
-  // xorshift32: repeatable everywhere, which the standard's distributions are not.
-  randomState_ ^= randomState_ << 13;
-  randomState_ ^= randomState_ >> 17;
-  randomState_ ^= randomState_ << 5;
-  return randomState_;
 }
 
 }  // namespace tarsil::simulators

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "simulators/Random.hpp"
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/support/bytes.hpp"
 
@@ -31,9 +32,14 @@ class SimulatedDevice {
   void receive(ByteView bytes);
   /// Time passes: belts move, cuffs inflate, values are sent.
   void advance(Duration duration);
-  /// What the device has put on the line since the last call, in the pieces in which it arrives at the other
-  /// end.
-  std::vector<Bytes> takeOutput();
+  /// A whole message that the device has put on the line.
+  struct Message {
+    Bytes bytes;
+    /// Its driver reads it only when it arrives in one piece.
+    bool inOnePiece = false;
+  };
+  /// What the device has put on the line since the last call.
+  std::vector<Message> takeOutput();
 
   /// One line for a person: what the device is doing now, with units.
   virtual std::string status() const = 0;
@@ -58,29 +64,30 @@ class SimulatedDevice {
   virtual void onByte(std::uint8_t byte) = 0;
   virtual void onTime(Duration duration) = 0;
 
-  /// Puts a message on the line, which carries it byte by byte.
+  /// Puts a message on the line.
   void send(ByteView message);
   void send(std::string_view message);
-  /// Puts a message on the line that arrives in one piece, as from adapters that collect bytes.
+  /// Puts a message on the line that its driver reads only in one piece.
   void sendInOnePiece(ByteView message);
   const std::optional<std::string>& refusal() const { return refusal_; }
   Patient& patient() const { return patient_; }
-  /// The next number of a fixed pseudo-random sequence, evenly spread over 0 to 2^32 - 1.
-  std::uint32_t random();
+  /// The next number of a fixed pseudo-random sequence, evenly spread over 32 bits.
+  std::uint32_t random() { return random_.next(); }
 
  private:
+  void put(ByteView message, bool inOnePiece);
   /// The message as faults leave it.
   Bytes afterFaults(ByteView message);
 
   std::string model_;
   std::uint64_t baudRate_;
   Patient& patient_;
-  std::vector<Bytes> output_;
+  std::vector<Message> output_;
   bool silent_ = false;
   bool noisy_ = false;
   bool dropAByte_ = false;
   std::optional<std::string> refusal_;
-  std::uint32_t randomState_ = 2463534242U;
+  Random random_{2463534242U};
 };
 
 }  // namespace tarsil::simulators

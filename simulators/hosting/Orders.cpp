@@ -6,15 +6,27 @@
 #include <array>
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/support/numberText.hpp"
 
 namespace tarsil::simulators {
+namespace {
 
-Orders::Orders(int descriptor, SimulatedDevice& device, Patient& patient, PseudoTerminalHost& host)
-    : descriptor_(descriptor), device_(device), patient_(patient), host_(host) {
+/// None for a word that names no way.
+std::vector<Way> waysNamed(const std::string& word) {
+  if (word == "replies") return {Way::replies};
+  if (word == "commands") return {Way::commands};
+  if (word == "both") return {Way::replies, Way::commands};
+  return {};
+}
+
+}  // namespace
+
+Orders::Orders(int descriptor, SimulatedDevice& device, Patient& patient, PseudoTerminalLine& line)
+    : descriptor_(descriptor), device_(device), patient_(patient), line_(line) {
   source_ = DispatchSource::read(descriptor_, DispatchQueue::main());
   source_->setEventHandler([this] { read(); });
   source_->resume();
@@ -47,6 +59,31 @@ void Orders::obeyLine(const std::string& line) {
 }
 
 bool Orders::obey(const std::string& order, const std::string& argument) {
+  return obeyOnCable(order, argument) || obeyOnDevice(order, argument);
+}
+
+bool Orders::obeyOnCable(const std::string& order, const std::string& argument) {
+  if (order == "disconnect" && argument.empty()) {
+    line_.unplug();
+  } else if (order == "connect" && argument.empty()) {
+    line_.plugIn();
+    std::puts(line_.path().c_str());
+    std::fflush(stdout);
+  } else if (order == "mute" || order == "unmute") {
+    const auto ways = waysNamed(argument);
+    for (const Way way : ways) line_.cable()[way].mute(order == "mute");
+    return !ways.empty();
+  } else if (const auto fault = byteFaultNamed(order)) {
+    const auto ways = waysNamed(argument);
+    for (const Way way : ways) line_.cable()[way].cue(*fault);
+    return !ways.empty();
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool Orders::obeyOnDevice(const std::string& order, const std::string& argument) {
   const bool isSwitch = argument == "on" || argument == "off";
   if (order == "silence" && isSwitch) {
     device_.beSilent(argument == "on");
@@ -64,8 +101,6 @@ bool Orders::obey(const std::string& order, const std::string& argument) {
     const auto mets = readDouble(argument);
     if (!mets || *mets < 1.0) return false;
     patient_.setEffort(*mets);
-  } else if (order == "disconnect" && argument.empty()) {
-    host_.disconnect();
   } else if (order == "status" && argument.empty()) {
     std::puts(device_.status().c_str());
     std::fflush(stdout);

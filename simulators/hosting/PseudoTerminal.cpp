@@ -3,12 +3,14 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/inotify.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <system_error>
 
 namespace tarsil::simulators {
@@ -27,6 +29,12 @@ PseudoTerminal::PseudoTerminal() {
   fcntl(master_, F_SETFL, O_NONBLOCK);
   fcntl(master_, F_SETFD, FD_CLOEXEC);
   fcntl(slave_, F_SETFD, FD_CLOEXEC);
+  openings_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  if (inotify_add_watch(openings_, path_.c_str(), IN_OPEN | IN_CLOSE) < 0) {
+    const int error = errno;
+    hangUp();
+    throw std::system_error(error, std::generic_category(), "nobody tells who opens " + path_);
+  }
 }
 
 PseudoTerminal::~PseudoTerminal() {
@@ -56,10 +64,26 @@ void PseudoTerminal::discardUnread() {
   tcflush(slave_, TCIFLUSH);
 }
 
+bool PseudoTerminal::isOpenElsewhere() {
+  alignas(inotify_event) std::array<char, 4096> events{};
+  for (ssize_t size = 0; (size = ::read(openings_, events.data(), events.size())) > 0;) {
+    // The events of a watched file carry no name, so each is of the same size.
+    for (std::size_t at = 0; at < static_cast<std::size_t>(size); at += sizeof(inotify_event)) {
+      inotify_event event{};
+      std::memcpy(&event, events.data() + at, sizeof event);
+      if ((event.mask & IN_OPEN) != 0 && openers_++ == 0) discardUnread();
+      if ((event.mask & IN_CLOSE) != 0 && openers_ > 0) --openers_;
+    }
+  }
+  return openers_ > 0;
+}
+
 void PseudoTerminal::hangUp() {
   if (master_ < 0) return;
   close(slave_);
   close(master_);
+  close(openings_);
+  openings_ = -1;
   master_ = -1;
   slave_ = -1;
 }

@@ -26,6 +26,11 @@ class PseudoTerminal {
   bool hasUnread() const;
   /// Takes back what the far end has not read.
   void discardUnread();
+  /// Whether a program has the far end open. What was unread when it was opened is discarded, as no line
+  /// keeps bytes for a port that is closed. To be asked whenever `openingsDescriptor()` is readable, at the
+  /// least: the system keeps no count of openings that nobody asks about.
+  bool isOpenElsewhere();
+  int openingsDescriptor() const { return openings_; }
   /// The device is unplugged: the far end's owner sees it vanish.
   void hangUp();
 
@@ -33,6 +38,9 @@ class PseudoTerminal {
   int master_ = -1;
   /// Kept open, so that the line exists before a program opens it and after it closes it.
   int slave_ = -1;
+  /// Tells of each opening and closing of the far end.
+  int openings_ = -1;
+  int openers_ = 0;
   std::string path_;
 };
 

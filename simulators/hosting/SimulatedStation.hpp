@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "simulators/SimulatedDevice.hpp"
-#include "simulators/hosting/InProcessHost.hpp"
+#include "simulators/lines/InProcessLine.hpp"
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/runtime/Timer.hpp"
 
@@ -22,13 +22,17 @@ class SimulatedStation {
 
   /// Adds a device of this model as a port with this name. Throws std::invalid_argument for a model that is
   /// not simulated.
-  SimulatedDevice& add(const std::string& model, const std::string& terminalName);
+  SimulatedDevice& add(const std::string& model, const std::string& terminalName,
+                       const CableBehaviour& behaviour = usualCable());
+  /// The line to the device that was added under this name. Throws std::invalid_argument when none was.
+  InProcessLine& line(const std::string& terminalName);
   const Patient& patient() const { return patient_; }
 
  private:
   struct Place {
+    std::string name;
     std::unique_ptr<SimulatedDevice> device;
-    std::unique_ptr<InProcessHost> host;
+    std::unique_ptr<InProcessLine> line;
   };
 
   Patient patient_;

@@ -8,7 +8,7 @@
 
 #include "simulators/devices/simulatedDevices.hpp"
 #include "simulators/hosting/Orders.hpp"
-#include "simulators/hosting/PseudoTerminalHost.hpp"
+#include "simulators/lines/PseudoTerminalLine.hpp"
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/Timer.hpp"
@@ -25,11 +25,11 @@ int main(int argc, char** argv) {
     for (const auto& model : simulatedModels()) std::fprintf(stderr, "  %s\n", model.c_str());
     return 2;
   }
-  PseudoTerminalHost host(*device);
-  Orders orders(STDIN_FILENO, *device, patient, host);
+  PseudoTerminalLine line(*device);
+  Orders orders(STDIN_FILENO, *device, patient, line);
   const auto body = Timer::scheduled(100ms, true, [&](Timer&) { patient.advance(100ms); });
 
-  std::puts(host.path().c_str());
+  std::puts(line.path().c_str());
   std::fflush(stdout);
   RunLoop::main().run();
   return 0;

@@ -8,10 +8,12 @@
 #include <chrono>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 
 #include "simulators/devices/simulatedDevices.hpp"
 #include "simulators/hosting/Orders.hpp"
-#include "simulators/hosting/PseudoTerminalHost.hpp"
+#include "simulators/lines/CableBehaviour.hpp"
+#include "simulators/lines/PseudoTerminalLine.hpp"
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/Timer.hpp"
@@ -49,6 +51,10 @@ void SimulateCommand::declare(CLI::App& command) {
   command
       .add_option("--physics-effort", effort_, "Effort of the patient on a monitor, in metabolic equivalents")
       ->check(numberBetween(1, 25));
+  command.add_option("--cable", cable_,
+                     "What the cable does to the bytes, such as adapter,lose=1/200: words of wire, adapter, "
+                     "gentle, latency=, packet=, delay=, split=, join=, lose=, double=, change=, add=, mute=, "
+                     "seed=");
   command.add_flag("--orders", orders_, "Obey orders on standard input, and end with it");
 }
 
@@ -65,14 +71,23 @@ ExitCode SimulateCommand::run() {
   applyFaults(*device);
 
   const Interruption interruption([] { RunLoop::main().stop(); });
-  simulators::PseudoTerminalHost host(*device);
+  simulators::PseudoTerminalLine line(*device, behaviour());
   std::optional<simulators::Orders> orders;
-  if (orders_) orders.emplace(STDIN_FILENO, *device, patient, host);
+  if (orders_) orders.emplace(STDIN_FILENO, *device, patient, line);
   const auto body = Timer::scheduled(100ms, true, [&](Timer&) { patient.advance(100ms); });
-  std::cout << host.path() << std::endl;
+  std::cout << line.path() << std::endl;
   RunLoop::main().run();
   body->invalidate();
   return succeeded;
+}
+
+simulators::CableBehaviour SimulateCommand::behaviour() const {
+  if (!cable_) return simulators::usualCable();
+  try {
+    return simulators::CableBehaviour::read(*cable_);
+  } catch (const std::invalid_argument& refused) {
+    throw CommandFailure(badInput, refused.what());
+  }
 }
 
 void SimulateCommand::applyFaults(SimulatedDevice& device) const {

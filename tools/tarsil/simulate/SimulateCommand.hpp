@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 
 namespace tarsil::simulators {
 class SimulatedDevice;
+struct CableBehaviour;
 }
 
 namespace tarsil::cli {
@@ -22,10 +24,12 @@ class SimulateCommand final : public Command {
   ExitCode run() override;
 
  private:
+  simulators::CableBehaviour behaviour() const;
   void applyFaults(simulators::SimulatedDevice& device) const;
 
   std::string model_;
   std::vector<std::string> faults_;
+  std::optional<std::string> cable_;
   double effort_ = 1.0;
   bool list_ = false;
   bool orders_ = false;
