@@ -78,8 +78,10 @@ struct Fault {
   double WayBehaviour::*chance;
 };
 
-constexpr std::array faults{Fault{"lose", ByteFault::lose, &WayBehaviour::lose}, Fault{"double", ByteFault::repeat, &WayBehaviour::repeat},
-                            Fault{"change", ByteFault::change, &WayBehaviour::change}, Fault{"add", ByteFault::add, &WayBehaviour::add}};
+constexpr std::array faults{Fault{"lose", ByteFault::lose, &WayBehaviour::lose},
+                            Fault{"double", ByteFault::repeat, &WayBehaviour::repeat},
+                            Fault{"change", ByteFault::change, &WayBehaviour::change},
+                            Fault{"add", ByteFault::add, &WayBehaviour::add}};
 
 /// Null for a name that is no fault.
 const Fault* faultNamed(std::string_view name) {

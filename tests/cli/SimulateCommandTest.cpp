@@ -1,13 +1,18 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <csignal>
 
+#include "tarsil/support/bytes.hpp"
 #include "tests/cli/SimulatedProcess.hpp"
 
 namespace tarsil::cli {
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
@@ -41,6 +46,104 @@ TEST(SimulateCommandTest, ObeysOrdersAndEndsWithThem) {
   EXPECT_EQ(ended.errors, "not an order: fly\n");
 }
 
+/// A program that has the device's terminal open and waits for what it says.
+class Listener {
+ public:
+  explicit Listener(const std::string& path) : descriptor_(open(path.c_str(), O_RDWR | O_NOCTTY)) {}
+  ~Listener() { close(descriptor_); }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  void ask(const Bytes& command) const {
+    EXPECT_EQ(write(descriptor_, command.data(), command.size()), static_cast<ssize_t>(command.size()));
+  }
+  /// What one call of `read` gives; empty when the other side hung up.
+  Bytes read() const {
+    pollfd readable{.fd = descriptor_, .events = POLLIN, .revents = 0};
+    EXPECT_EQ(poll(&readable, 1, 10'000), 1) << "nothing comes";
+    Bytes bytes(4096);
+    const ssize_t count = ::read(descriptor_, bytes.data(), bytes.size());
+    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return bytes;
+  }
+  /// As many bytes, in however many pieces.
+  Bytes read(std::size_t count) const {
+    Bytes all;
+    while (all.size() < count) {
+      const Bytes more = read();
+      if (more.empty()) break;
+      all.insert(all.end(), more.begin(), more.end());
+    }
+    return all;
+  }
+
+ private:
+  const int descriptor_;
+};
+
+const Bytes startBelt{0xA1};
+const Bytes requestSpeed{0xC1};
+constexpr std::uint8_t started = 0xB1;
+const Bytes standing{0xD1, '0', '0', '0', '0'};
+
+class SimulatedCableTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(SimulatedCableTest, CarriesAnswers) {
+  SimulatedProcess device("TrackMaster", {"--cable", GetParam()});
+  const Listener host(device.path());
+  host.ask(startBelt);
+  EXPECT_THAT(host.read(1), ElementsAre(started));
+  host.ask(requestSpeed);
+  EXPECT_EQ(host.read(standing.size()), standing);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SimulatedCableTest,
+                         testing::Values("wire", "adapter", "gentle", "adapter,delay=20ms,split=1",
+                                         "latency=5ms,packet=2,join=1/2"));
+
+TEST(SimulateCommandTest, ObeysOrdersToTheCable) {
+  SimulatedProcess device("TrackMaster", {"--cable", "wire"});
+  const Listener host(device.path());
+  device.order("lose replies");
+  host.ask(requestSpeed);
+  EXPECT_THAT(host.read(4), ElementsAre(0xD1, '0', '0', '0'));
+  device.order("mute commands");
+  device.status();
+  host.ask(requestSpeed);
+  device.order("unmute both");
+  device.status();
+  host.ask(startBelt);
+  EXPECT_THAT(host.read(1), ElementsAre(started));
+}
+
+TEST(SimulateCommandTest, AListenerHearsNothingOfTheTimeBeforeItOpened) {
+  SimulatedProcess device("TrackMaster", {"--cable", "wire"});
+  {
+    const Listener host(device.path());
+    host.ask(startBelt);
+    device.waitFor("belt running");
+  }
+  const Listener next(device.path());
+  next.ask(requestSpeed);
+  EXPECT_EQ(next.read(standing.size()), standing);
+}
+
+TEST(SimulateCommandTest, ComesBackAtAnotherTerminalWithTheBeltAsItWasLeft) {
+  SimulatedProcess device("TrackMaster");
+  const Listener host(device.path());
+  host.ask(startBelt);
+  EXPECT_THAT(host.read(1), ElementsAre(started));
+  device.order("disconnect");
+  EXPECT_THAT(host.read(), IsEmpty());
+  EXPECT_THAT(device.status(), StartsWith("belt running"));
+  device.order("connect");
+  const std::string path = device.program().readLine();
+  EXPECT_THAT(path, StartsWith("/dev/pts/"));
+  const Listener next(path);
+  next.ask(requestSpeed);
+  EXPECT_EQ(next.read(standing.size()), standing);
+}
+
 TEST(SimulateCommandTest, RefusesWhatItDoesNotKnow) {
   const auto refuses = [](const std::vector<std::string>& arguments, const std::string& pattern) {
     const auto ended = run(arguments);
@@ -50,6 +153,8 @@ TEST(SimulateCommandTest, RefusesWhatItDoesNotKnow) {
   };
   refuses({"simulate", "Bike"}, "no model \"Bike\" is simulated; see --list");
   refuses({"simulate", "Tango", "--fault", "fire"}, "Tango has no fault \"fire\"; see --list");
+  refuses({"simulate", "Tango", "--cable", "lose=2"},
+          "cable: \"lose=2\" has no chance from 0 to 1, such as 1/200");
   refuses({"simulate", "Tango", "--physics-effort", "0"}, ".*physics-effort.*");
 }
 

@@ -6,10 +6,11 @@
 #include <chrono>
 
 #include "tarsil/core/StressECGDeviceManager.hpp"
-#include "tarsil/runtime/VirtualTime.hpp"
+#include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
+#include "tests/simulators/simulatedTime.hpp"
 
 namespace tarsil::simulators {
 namespace {
@@ -25,10 +26,7 @@ using testing::IsEmpty;
 /// long as the process is made once.
 class SimulatedStationTest : public testing::Test {
  protected:
-  static VirtualTime& time() {
-    static VirtualTime& time = *new VirtualTime;
-    return time;
-  }
+  static VirtualTime& time() { return simulatedTime(); }
 
   SimulatedStationTest() { time(); }
 
@@ -285,6 +283,47 @@ TEST_F(SimulatedStationTest, PulledCableReachesTheHost) {
   simulated_.reset();
   EXPECT_THAT(callsWithin(100ms), ElementsAre(portWasRemoved()));
   EXPECT_FALSE(station_.devicePort->isOpen());
+}
+
+TEST_F(SimulatedStationTest, AnAdapterComesBackUnderAnotherNameAsTheSameAdapter) {
+  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill");
+  station_.startStressDevice();
+  station_.setLoad(5.0F, 0.0F);
+  time().advance(10s);
+  host_.takeCalls();
+  InProcessLine& line = simulated_->line("exercise");
+  const auto found = [] { return VirtualDeviceRegistry::shared()->devices(); };
+  const auto before = found().at(0);
+  line.unplug();
+  EXPECT_THAT(callsWithin(10s), ElementsAre(portWasRemoved()));
+  EXPECT_THAT(found(), IsEmpty());
+  EXPECT_EQ(device.status(), "belt running, 5.0 km/h, grade 0.0 %");
+
+  line.plugIn("ttyUSB7");
+  const auto after = found().at(0);
+  EXPECT_EQ(after->calloutPath, "/dev/ttyUSB7");
+  EXPECT_NE(after->calloutPath, before->calloutPath);
+  EXPECT_EQ(after->usb, before->usb);
+  EXPECT_EQ(after->stablePath, before->stablePath);
+  EXPECT_EQ(after->usb->serialNumber, "SIM-exercise");
+
+  // A new opener finds the belt as it was left.
+  listPorts();
+  station_.selectedPort("ttyUSB7", PortType::device);
+  EXPECT_TRUE(station_.openPort(PortType::device));
+  EXPECT_THAT(callsWithin(100ms), ElementsAre(portWasOpened()));
+  station_.requestLoad();
+  EXPECT_THAT(callsWithin(1s), ElementsAre(treadmillLoad(50.0F, 0.0F)));
+}
+
+TEST_F(SimulatedStationTest, AnOpenerOfTheOldPortHearsNothingOfTheNewOne) {
+  openExercise("Treadmill", "LodeTreadmill");
+  InProcessLine& line = simulated_->line("exercise");
+  const auto old = VirtualDeviceRegistry::shared()->devices().at(0)->terminal;
+  line.unplug();
+  line.plugIn("exercise");
+  EXPECT_EQ(old->open("/dev/exercise"), -1);
+  EXPECT_NE(VirtualDeviceRegistry::shared()->devices().at(0)->terminal, old);
 }
 
 TEST_F(SimulatedStationTest, SilentDeviceSaysNothingAndRecovers) {

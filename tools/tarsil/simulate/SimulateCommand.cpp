@@ -51,10 +51,11 @@ void SimulateCommand::declare(CLI::App& command) {
   command
       .add_option("--physics-effort", effort_, "Effort of the patient on a monitor, in metabolic equivalents")
       ->check(numberBetween(1, 25));
-  command.add_option("--cable", cable_,
-                     "What the cable does to the bytes, such as adapter,lose=1/200: words of wire, adapter, "
-                     "gentle, latency=, packet=, delay=, split=, join=, lose=, double=, change=, add=, mute=, "
-                     "seed=");
+  command.add_option(
+      "--cable", cable_,
+      "What the cable does to the bytes, such as adapter,lose=1/200: words of wire, adapter, "
+      "gentle, latency=, packet=, delay=, split=, join=, lose=, double=, change=, add=, mute=, "
+      "seed=");
   command.add_flag("--orders", orders_, "Obey orders on standard input, and end with it");
 }
 

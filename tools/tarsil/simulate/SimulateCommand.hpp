@@ -9,7 +9,7 @@
 namespace tarsil::simulators {
 class SimulatedDevice;
 struct CableBehaviour;
-}
+}  // namespace tarsil::simulators
 
 namespace tarsil::cli {
 
