@@ -1,0 +1,4 @@
+#pragma once
+
+#include "simulators/hosting/Orders.hpp"
+#include "tools/tarsil/Command.hpp"
