@@ -1,4 +1,4 @@
 #pragma once
 
-#include "simulators/hosting/Orders.hpp"
+#include "simulators/lines/PseudoTerminalLine.hpp"
 #include "tools/tarsil/Command.hpp"
