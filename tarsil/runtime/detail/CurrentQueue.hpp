@@ -18,7 +18,7 @@ class CurrentQueue {
 
   /// The queue whose work runs innermost; null when none does.
   static const DispatchQueue::Implementation* innermost();
-  /// True when work of `queue` runs on this thread, be it that it waits for other work there.
+  /// True when work of `queue` runs on this thread, even if it waits there for other work.
   static bool contains(const DispatchQueue::Implementation& queue);
   /// True when the innermost work runs on behalf of `queue`, or of nobody, by way of `sync` alone.
   static bool waitsFor(const DispatchQueue::Implementation& queue);

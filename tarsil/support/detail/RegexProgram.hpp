@@ -33,8 +33,8 @@ class RegexProgram {
 
   static constexpr std::uint32_t maximumSize = 10'000;
 
-  /// False for most texts that cannot match, after a look at the first byte. Whoever tries every tail of a
-  /// stream lives from this.
+  /// False for most texts that cannot match, after a look at the first byte: what makes it affordable to try
+  /// every tail of a stream.
   bool mayMatch(std::string_view text) const {
     return text.empty() || firstBytes_[static_cast<unsigned char>(text.front())];
   }
