@@ -1,16 +1,28 @@
 #pragma once
 
-#include <concepts>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tarsil/support/Delegate.hpp"
+#include "tarsil/support/process.hpp"
 
 namespace tarsil {
+
+/// The optional methods of `KivStressPortDelegate`, in declaration order: the one list of them.
+#define TARSIL_KIV_STRESS_PORT_DELEGATE_METHODS(METHOD)                                                  \
+  METHOD(onReceivedTreadmillLoadWithSpeed, (float speed, float grade), (speed, grade))                   \
+  METHOD(onReceivedErgometerPowerWithPower, (float power), (power))                                      \
+  METHOD(onReceivedErgometerRpmWithRpm, (float rpm), (rpm))                                              \
+  METHOD(onReceivedBPWithSysBP, (float sysBP, float diaBP, std::int64_t status), (sysBP, diaBP, status)) \
+  METHOD(onReceivedSpO2WithSpO2, (float SpO2, std::int64_t status), (SpO2, status))                      \
+  METHOD(onStressDevicesListWithDeviceList, (const std::vector<std::string>& deviceList), (deviceList))  \
+  METHOD(portWasOpened, (), ())                                                                          \
+  METHOD(portWasRemovedFromSystem, (), ())                                                               \
+  METHOD(onErrorWithCode, (const std::string& code, const std::string& details), (code, details))        \
+  METHOD(successfully, (), ())                                                                           \
+  METHOD(deviceIsReadyWithIsReady, (bool isReady), (isReady))
 
 /// What a host hears from its devices. Every method is optional: override the ones that you want; a method
 /// that you do not override is never called, and some behaviours depend on which ones you answer.
@@ -45,108 +57,41 @@ class KivStressPortDelegate {
   /// The answer to `deviceState()`.
   virtual void deviceIsReadyWithIsReady(bool /*isReady*/) {}
 
-  /// The optional methods, in declaration order.
-  enum class Selector {
-    onReceivedTreadmillLoadWithSpeed,
-    onReceivedErgometerPowerWithPower,
-    onReceivedErgometerRpmWithRpm,
-    onReceivedBPWithSysBP,
-    onReceivedSpO2WithSpO2,
-    onStressDevicesListWithDeviceList,
-    portWasOpened,
-    portWasRemovedFromSystem,
-    onErrorWithCode,
-    successfully,
-    deviceIsReadyWithIsReady,
-  };
-
-  /// The methods that the class `Host` overrides.
-  template <class Host>
-  static constexpr AnsweredSelectors<KivStressPortDelegate> overriddenBy();
+  /// `Selector`, an enumerator for each method, and `selectorNames`; in declaration order.
+  TARSIL_OPTIONAL_METHODS(KivStressPortDelegate, TARSIL_KIV_STRESS_PORT_DELEGATE_METHODS)
 };
 
 /// A strong reference to a host's delegate, or none. It remembers which methods the host's class overrides,
-/// and its own methods ask before they call: what the host does not answer is skipped.
-class KivStressPortDelegateRef {
+/// and its own methods, the same as the delegate's, ask before they call: what the host does not answer is
+/// skipped, and so is every call once the process ends.
+class KivStressPortDelegateRef : public DelegateRef<KivStressPortDelegate, std::shared_ptr> {
  public:
-  using Selector = KivStressPortDelegate::Selector;
-
-  KivStressPortDelegateRef() = default;
-  KivStressPortDelegateRef(std::nullptr_t) {}
-
-  /// Implicit, so that a host writes `device->kiv_delegate = std::make_shared<Host>();`.
-  template <std::derived_from<KivStressPortDelegate> Host>
-  KivStressPortDelegateRef(std::shared_ptr<Host> host)
-      : host_(std::move(host)), respondsTo_(&hostRespondsTo<Host, KivStressPortDelegate>) {}
+  using DelegateRef::DelegateRef;
 
   explicit operator bool() const { return host_ != nullptr; }
   KivStressPortDelegate* get() const { return host_.get(); }
 
   /// False when there is no host.
-  bool respondsTo(Selector selector) const { return host_ && respondsTo_(*host_, selector); }
+  bool respondsTo(Selector selector) const { return host_ && answers(*host_, selector); }
 
-  void onReceivedTreadmillLoadWithSpeed(float speed, float grade) const;
-  void onReceivedErgometerPowerWithPower(float power) const;
-  void onReceivedErgometerRpmWithRpm(float rpm) const;
-  void onReceivedBPWithSysBP(float sysBP, float diaBP, std::int64_t status) const;
-  void onReceivedSpO2WithSpO2(float SpO2, std::int64_t status) const;
-  void onStressDevicesListWithDeviceList(const std::vector<std::string>& deviceList) const;
-  void portWasOpened() const;
-  void portWasRemovedFromSystem() const;
-  void onErrorWithCode(const std::string& code, const std::string& details) const;
-  void successfully() const;
-  void deviceIsReadyWithIsReady(bool isReady) const;
+#define TARSIL_FORWARD(method, parameters, arguments)                                    \
+  void method parameters const {                                                         \
+    call(Selector::method, [&](KivStressPortDelegate& host) { host.method arguments; }); \
+  }
+  TARSIL_KIV_STRESS_PORT_DELEGATE_METHODS(TARSIL_FORWARD)
+#undef TARSIL_FORWARD
 
  private:
-  std::shared_ptr<KivStressPortDelegate> host_;
-  bool (*respondsTo_)(const KivStressPortDelegate&, Selector) = nullptr;
+  template <class Method>
+  void call(Selector selector, Method method) const {
+    // Ports tell their delegates of the process's end as of a removal; the host's objects may be gone by
+    // then.
+    if (isProcessEnding() || !respondsTo(selector)) return;
+    // The host may drop or replace its delegate inside the call; this copy keeps the object until the call
+    // returns.
+    const auto kept = host_;
+    method(*kept);
+  }
 };
-
-template <class Host>
-constexpr AnsweredSelectors<KivStressPortDelegate> KivStressPortDelegate::overriddenBy() {
-  using P = KivStressPortDelegate;
-  using enum Selector;
-  return AnsweredSelectors<P>{}
-      .set(
-          onReceivedTreadmillLoadWithSpeed,
-          !requires {
-            requires Inherits<&Host::onReceivedTreadmillLoadWithSpeed, &P::onReceivedTreadmillLoadWithSpeed>;
-          })
-      .set(
-          onReceivedErgometerPowerWithPower,
-          !requires {
-            requires Inherits<&Host::onReceivedErgometerPowerWithPower,
-                              &P::onReceivedErgometerPowerWithPower>;
-          })
-      .set(
-          onReceivedErgometerRpmWithRpm,
-          !requires {
-            requires Inherits<&Host::onReceivedErgometerRpmWithRpm, &P::onReceivedErgometerRpmWithRpm>;
-          })
-      .set(
-          onReceivedBPWithSysBP,
-          !requires { requires Inherits<&Host::onReceivedBPWithSysBP, &P::onReceivedBPWithSysBP>; })
-      .set(
-          onReceivedSpO2WithSpO2,
-          !requires { requires Inherits<&Host::onReceivedSpO2WithSpO2, &P::onReceivedSpO2WithSpO2>; })
-      .set(
-          onStressDevicesListWithDeviceList,
-          !requires {
-            requires Inherits<&Host::onStressDevicesListWithDeviceList,
-                              &P::onStressDevicesListWithDeviceList>;
-          })
-      .set(
-          portWasOpened, !requires { requires Inherits<&Host::portWasOpened, &P::portWasOpened>; })
-      .set(
-          portWasRemovedFromSystem,
-          !requires { requires Inherits<&Host::portWasRemovedFromSystem, &P::portWasRemovedFromSystem>; })
-      .set(
-          onErrorWithCode, !requires { requires Inherits<&Host::onErrorWithCode, &P::onErrorWithCode>; })
-      .set(
-          successfully, !requires { requires Inherits<&Host::successfully, &P::successfully>; })
-      .set(
-          deviceIsReadyWithIsReady,
-          !requires { requires Inherits<&Host::deviceIsReadyWithIsReady, &P::deviceIsReadyWithIsReady>; });
-}
 
 }  // namespace tarsil

@@ -12,8 +12,9 @@ namespace tarsil {
 void SerialDriver::setSerialPort(std::shared_ptr<ORSSerialPort> newPort) {
   if (newPort && weak_from_this().expired())
     fatalError("a driver becomes its port's delegate, so it must live in a std::shared_ptr");
+  const auto delegate = newPort ? portDelegate() : nullptr;
   KivStressDevice::setSerialPort(std::move(newPort));
-  if (serialPort()) serialPort()->setDelegate(std::static_pointer_cast<SerialDriver>(shared_from_this()));
+  if (serialPort()) serialPort()->setDelegate(delegate);
 }
 
 void SerialDriver::serialPortWasOpened(ORSSerialPort& /*port*/) {

@@ -27,6 +27,15 @@ class SerialDriver : public KivStressDevice, public ORSSerialPortDelegate {
   void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override = 0;
 
  protected:
+  /// This driver as its port's delegate, as the class that it is, so that it hears every call that this class
+  /// overrides. Every driver says it in the same words: `return itself(*this);`. A class that is derived from
+  /// a driver and does not repeat them stops the process when it gets a port.
+  virtual ORSSerialPortDelegateRef portDelegate() = 0;
+  template <class Driver>
+  static ORSSerialPortDelegateRef itself(Driver& driver) {
+    return std::static_pointer_cast<Driver>(driver.shared_from_this());
+  }
+
   /// Sends the bytes that the hexadecimal text stands for. A text that gives no bytes sends nothing.
   void sendHex(std::string_view hex) const;
   /// Sends the characters as they are.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
 
 #include "tarsil/support/Delegate.hpp"
@@ -12,6 +11,17 @@ namespace tarsil {
 class ORSSerialPort;
 class ORSSerialPacketDescriptor;
 class ORSSerialRequest;
+
+/// The optional methods of `ORSSerialPortDelegate`, in declaration order: the one list of them.
+#define TARSIL_ORS_SERIAL_PORT_DELEGATE_METHODS(METHOD) \
+  METHOD(serialPortWasRemovedFromSystem)                \
+  METHOD(serialPortDidReceiveData)                      \
+  METHOD(serialPortDidReceivePacket)                    \
+  METHOD(serialPortDidReceiveResponse)                  \
+  METHOD(serialPortRequestDidTimeout)                   \
+  METHOD(serialPortDidEncounterError)                   \
+  METHOD(serialPortWasOpened)                           \
+  METHOD(serialPortWasClosed)
 
 /// What a port tells whoever uses it. Override the methods that you want; the port asks which ones there are
 /// before every call and skips the others, and closing treats its request queue differently without
@@ -43,37 +53,14 @@ class ORSSerialPortDelegate {
   /// The port is closed. The port waits for this call.
   virtual void serialPortWasClosed(ORSSerialPort& /*port*/) {}
 
-  /// The optional methods, in declaration order.
-  enum class Selector {
-    serialPortWasRemovedFromSystem,
-    serialPortDidReceiveData,
-    serialPortDidReceivePacket,
-    serialPortDidReceiveResponse,
-    serialPortRequestDidTimeout,
-    serialPortDidEncounterError,
-    serialPortWasOpened,
-    serialPortWasClosed,
-  };
-
-  /// The methods that the class `Host` overrides.
-  template <class Host>
-  static constexpr AnsweredSelectors<ORSSerialPortDelegate> overriddenBy();
+  /// `Selector`, an enumerator for each method, and `selectorNames`; in declaration order.
+  TARSIL_OPTIONAL_METHODS(ORSSerialPortDelegate, TARSIL_ORS_SERIAL_PORT_DELEGATE_METHODS)
 };
 
 /// A weak reference to a port's delegate that remembers which methods the delegate's class overrides.
-class ORSSerialPortDelegateRef {
+class ORSSerialPortDelegateRef : public DelegateRef<ORSSerialPortDelegate, std::weak_ptr> {
  public:
-  using Selector = ORSSerialPortDelegate::Selector;
-
-  ORSSerialPortDelegateRef() = default;
-  ORSSerialPortDelegateRef(std::nullptr_t) {}
-
-  /// Implicit, so that a client writes `port->setDelegate(client)`.
-  template <std::derived_from<ORSSerialPortDelegate> Host>
-  ORSSerialPortDelegateRef(const std::shared_ptr<Host>& host)
-      : host_(host),
-        respondsTo_(&hostRespondsTo<Host, ORSSerialPortDelegate>),
-        mayRespondTo_(&hostMayRespondTo<Host, ORSSerialPortDelegate>) {}
+  using DelegateRef::DelegateRef;
 
   /// Null when there is none, or no longer.
   std::shared_ptr<ORSSerialPortDelegate> lock() const { return host_.lock(); }
@@ -81,56 +68,12 @@ class ORSSerialPortDelegateRef {
   /// The delegate, when it is alive and answers the selector; else null.
   std::shared_ptr<ORSSerialPortDelegate> respondingTo(Selector selector) const {
     auto host = host_.lock();
-    return host && respondsTo_(*host, selector) ? host : nullptr;
+    return host && answers(*host, selector) ? host : nullptr;
   }
 
   /// False when there is no delegate, or no longer, or its class never answers the selector. Does not hold
   /// the delegate, which would otherwise end on a thread that only asked.
-  bool mayRespondTo(Selector selector) const { return !host_.expired() && mayRespondTo_(selector); }
-
- private:
-  std::weak_ptr<ORSSerialPortDelegate> host_;
-  bool (*respondsTo_)(const ORSSerialPortDelegate&, Selector) = nullptr;
-  bool (*mayRespondTo_)(Selector) = nullptr;
+  bool mayRespondTo(Selector selector) const { return !host_.expired() && mayAnswer(selector); }
 };
-
-template <class Host>
-constexpr AnsweredSelectors<ORSSerialPortDelegate> ORSSerialPortDelegate::overriddenBy() {
-  using P = ORSSerialPortDelegate;
-  using enum Selector;
-  return AnsweredSelectors<P>{}
-      .set(
-          serialPortWasRemovedFromSystem,
-          !requires {
-            requires Inherits<&Host::serialPortWasRemovedFromSystem, &P::serialPortWasRemovedFromSystem>;
-          })
-      .set(
-          serialPortDidReceiveData,
-          !requires { requires Inherits<&Host::serialPortDidReceiveData, &P::serialPortDidReceiveData>; })
-      .set(
-          serialPortDidReceivePacket,
-          !requires { requires Inherits<&Host::serialPortDidReceivePacket, &P::serialPortDidReceivePacket>; })
-      .set(
-          serialPortDidReceiveResponse,
-          !requires {
-            requires Inherits<&Host::serialPortDidReceiveResponse, &P::serialPortDidReceiveResponse>;
-          })
-      .set(
-          serialPortRequestDidTimeout,
-          !requires {
-            requires Inherits<&Host::serialPortRequestDidTimeout, &P::serialPortRequestDidTimeout>;
-          })
-      .set(
-          serialPortDidEncounterError,
-          !requires {
-            requires Inherits<&Host::serialPortDidEncounterError, &P::serialPortDidEncounterError>;
-          })
-      .set(
-          serialPortWasOpened,
-          !requires { requires Inherits<&Host::serialPortWasOpened, &P::serialPortWasOpened>; })
-      .set(
-          serialPortWasClosed,
-          !requires { requires Inherits<&Host::serialPortWasClosed, &P::serialPortWasClosed>; });
-}
 
 }  // namespace tarsil

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "tarsil/support/process.hpp"
+#include "tests/helpers/FatalStop.hpp"
 
 namespace tarsil {
 namespace {
@@ -135,6 +137,74 @@ TEST(KivStressPortDelegateTest, AHostAnswersExactlyWhatItOverrides) {
   EXPECT_THAT(answeredBy(host), ElementsAre(onReceivedSpO2WithSpO2, onErrorWithCode));
   callEverything(host);
   EXPECT_EQ(host->errors, 1);
+}
+
+TEST(KivStressPortDelegateTest, EverySelectorHasItsMethodsName) {
+  ASSERT_EQ(KivStressPortDelegate::selectorNames.size(), everySelector.size());
+  const auto nameOf = [](KivStressPortDelegate::Selector selector) {
+    return KivStressPortDelegate::selectorNames[static_cast<std::size_t>(selector)];
+  };
+  EXPECT_EQ(nameOf(onReceivedTreadmillLoadWithSpeed), "onReceivedTreadmillLoadWithSpeed");
+  EXPECT_EQ(nameOf(successfully), "successfully");
+  EXPECT_EQ(nameOf(deviceIsReadyWithIsReady), "deviceIsReadyWithIsReady");
+}
+
+/// What a host's factory knows of what it makes.
+class HostBase : public KivStressPortDelegate {
+ public:
+  void portWasOpened() override {}
+};
+
+class Window final : public HostBase {
+ public:
+  void onErrorWithCode(const std::string& /*code*/, const std::string& /*details*/) override {}
+};
+
+std::shared_ptr<HostBase> makeHost() {
+  return std::make_shared<Window>();
+}
+
+TEST(KivStressPortDelegateTest, AHostWhosePointerHidesItsOverridesStopsTheProcess) {
+  EXPECT_EQ(
+      fatalReason([] { KivStressPortDelegateRef delegate = makeHost(); }),
+      "a delegate of class tarsil::(anonymous namespace)::Window was handed over as "
+      "tarsil::(anonymous namespace)::HostBase, which does not tell what its own class overrides: hand it "
+      "over as its own class, or say which one with tarsil::answering<Host>(pointer)");
+  EXPECT_THAT(answeredBy(std::make_shared<HostBase>()), ElementsAre(portWasOpened)) << "it is one";
+  EXPECT_THAT(answeredBy(std::shared_ptr<HostBase>()), IsEmpty());
+}
+
+TEST(KivStressPortDelegateTest, AHostAnswersWhatTheClassOverridesThatItIsSaidToBe) {
+  EXPECT_THAT(answeredBy(answering<Window>(makeHost())), ElementsAre(portWasOpened, onErrorWithCode));
+  EXPECT_THAT(answeredBy(answering<Window>(std::shared_ptr<KivStressPortDelegate>(makeHost()))),
+              ElementsAre(portWasOpened, onErrorWithCode));
+  EXPECT_THAT(answeredBy(answering<HostBase>(makeHost())), ElementsAre(portWasOpened)) << "as was asked for";
+  EXPECT_FALSE(KivStressPortDelegateRef(answering<Window>(std::shared_ptr<HostBase>())));
+}
+
+TEST(KivStressPortDelegateTest, AHostThatIsNotWhatItIsSaidToBeStopsTheProcess) {
+  EXPECT_EQ(fatalReason([] { answering<Window>(std::make_shared<HostBase>()); }),
+            "a delegate of class tarsil::(anonymous namespace)::HostBase is no "
+            "tarsil::(anonymous namespace)::Window");
+}
+
+/// A base that lets its classes say what they answer, for hosts that nobody else can name.
+class SpeakingBase : public KivStressPortDelegate {
+ public:
+  virtual bool respondsTo(Selector selector) const = 0;
+};
+
+class Hidden final : public SpeakingBase {
+ public:
+  bool respondsTo(Selector selector) const override {
+    return overrides<Hidden, KivStressPortDelegate>(selector);
+  }
+  void successfully() override {}
+};
+
+TEST(KivStressPortDelegateTest, AHostThatNobodyElseCanNameSaysItself) {
+  EXPECT_THAT(answeredBy(std::shared_ptr<SpeakingBase>(std::make_shared<Hidden>())),
+              ElementsAre(KivStressPortDelegate::Selector::successfully));
 }
 
 TEST(KivStressPortDelegateTest, AHostThatOverridesNothingAnswersNothing) {

@@ -17,6 +17,9 @@ class ErgolineP10 final : public P10Ergometer {
   /// Prints the bytes after they have been processed.
   void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
   void processReply(std::string_view text) override;
+
+ private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
 };
 
 }  // namespace tarsil

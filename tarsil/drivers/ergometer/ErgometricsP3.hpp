@@ -40,6 +40,9 @@ class ErgometricsP3 final : public SerialDriver {
   void requestBP() override { sendText("O\r"); }
 
   void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& /*data*/) override {}
+
+ private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
 };
 
 }  // namespace tarsil

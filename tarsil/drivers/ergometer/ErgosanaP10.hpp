@@ -21,6 +21,9 @@ class ErgosanaP10 final : public P10Ergometer {
 
   void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
   void processReply(std::string_view text) override;
+
+ private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
 };
 
 }  // namespace tarsil

@@ -40,6 +40,8 @@ class LodeErgometer38K4 final : public SerialDriver {
   void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& /*data*/) override {}
 
  private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
+
   void sendCommand(std::uint8_t code, std::string_view hex);
 };
 

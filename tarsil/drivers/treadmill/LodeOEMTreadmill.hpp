@@ -46,6 +46,8 @@ class LodeOEMTreadmill final : public SerialDriver {
   void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) override { processReply(data); }
 
  private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
+
   void sendCommand(std::string_view code, std::string_view payload) const;
 };
 

@@ -82,6 +82,8 @@ class LodeTreadmill final : public SerialDriver {
   void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) override { processReply(data); }
 
  private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
+
   void send(Command command, std::string_view length = "00", std::string_view data = "");
   void reportError(const std::string& status);
 };

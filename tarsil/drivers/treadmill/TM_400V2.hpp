@@ -30,6 +30,9 @@ class TM_400V2 final : public SerialDriver {
   /// when they are negative: the conversion to bytes makes of such a text what it can.
   static std::string speedFrame(std::int64_t tenths);
   static std::string gradeFrame(std::int64_t percent);
+
+ private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
 };
 
 }  // namespace tarsil

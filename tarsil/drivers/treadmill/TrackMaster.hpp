@@ -70,6 +70,8 @@ class TrackMaster final : public SerialDriver {
   void serialPortDidReceiveData(ORSSerialPort& /*port*/, const Bytes& data) override { processReply(data); }
 
  private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
+
   void sendSpeed(float kmph);
   void sendGrade(float percent);
   void sendLoadRequest();

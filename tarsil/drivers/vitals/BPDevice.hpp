@@ -56,6 +56,8 @@ class BPDevice final : public SerialDriver {
   void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
 
  private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
+
   void processSpO2();
   void processInitialisationEcho();
   void processRecord();

@@ -30,6 +30,9 @@ class MEDXINGPort final : public SerialDriver {
   void requestSpO2() override {}
 
   void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
+
+ private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
 };
 
 }  // namespace tarsil

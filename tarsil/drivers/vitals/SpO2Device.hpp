@@ -22,6 +22,9 @@ class SpO2Device final : public SerialDriver {
   void serialPortWasRemovedFromSystem(ORSSerialPort& /*port*/) override {}
   void serialPortDidEncounterError(ORSSerialPort& /*port*/, const Error& /*error*/) override {}
   void serialPortDidReceiveData(ORSSerialPort& port, const Bytes& data) override;
+
+ private:
+  ORSSerialPortDelegateRef portDelegate() override { return itself(*this); }
 };
 
 }  // namespace tarsil

@@ -1,0 +1,7 @@
+#include <tarsil/serial/ORSSerialPort.hpp>
+
+struct Client : tarsil::ORSSerialPortDelegate {};
+
+void handOver(tarsil::ORSSerialPort& port, Client& client) {
+  port.setDelegate(&client);
+}

@@ -1,0 +1,7 @@
+#include <tarsil/core/StressECGDeviceManager.hpp>
+
+struct Host : tarsil::KivStressPortDelegate {};
+
+void handOver(tarsil::StressECGDeviceManager& station) {
+  station.delegate = std::make_unique<Host>();
+}
