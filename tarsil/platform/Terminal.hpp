@@ -1,20 +1,33 @@
 #pragma once
 
 #include <sys/types.h>
-#include <termios.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
 namespace tarsil {
 
+/// The modes and control characters of a terminal, in the form of <termios.h> but without that header: a flag
+/// has the value that it gives it.
+struct TerminalModes {
+  std::uint32_t c_iflag = 0;
+  std::uint32_t c_oflag = 0;
+  std::uint32_t c_cflag = 0;
+  std::uint32_t c_lflag = 0;
+  std::uint8_t c_line = 0;
+  std::array<std::uint8_t, 32> c_cc{};
+};
+
 /// A terminal's settings: POSIX flags, plus what POSIX has no portable flag for.
 struct TerminalAttributes {
-  /// Modes and control characters. The speed lives in `speed`, whatever speed bits these flags carry.
-  termios modes{};
-  /// Both directions, bit/s; any integer can be asked for.
+  /// Whatever these flags carry of what has a member of its own below does not count.
+  TerminalModes modes;
+  /// Bit/s; any integer can be asked for.
   std::uint64_t speed = 0;
+  /// Bit/s, where what is received has another speed than what is sent; 0: it has the same.
+  std::uint64_t inputSpeed = 0;
   bool rtsCtsFlowControl = false;
   bool dtrDsrFlowControl = false;
   bool dcdOutputFlowControl = false;
@@ -40,7 +53,8 @@ class Terminal {
   /// Applies all that the system can do, then fails with EINVAL when the driver did not take a setting, and
   /// with ENOTSUP when the system has no such flow control. A speed that is neither one of the
   /// terminal layer's own nor in force already fails with EINVAL and applies nothing; but after output has
-  /// drained attributes of old are put back, and their speed is taken whatever it is.
+  /// drained attributes of old are put back, and their speed is taken whatever it is. Output that stands
+  /// still is given up after a while, with the writes that wait for it.
   virtual int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) = 0;
   /// The driver's special request for a speed that the terminal layer rejects. It gets the whole settings,
   /// because some systems set speed and modes in one call only.
@@ -51,6 +65,7 @@ class Terminal {
   virtual int setModemLines(int descriptor, int lines) = 0;
 
   virtual ssize_t read(int descriptor, void* buffer, std::size_t size) = 0;
+  /// Waits until all bytes are taken. Fewer, or ESHUTDOWN when there were none, if output was given up.
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t size) = 0;
   /// A further descriptor of the same opening, closed on exec.
   virtual int duplicate(int descriptor) = 0;

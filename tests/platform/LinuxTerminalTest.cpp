@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pty.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -10,6 +11,7 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -23,6 +25,7 @@
 #include <thread>
 
 #include "tarsil/platform/SystemPlatform.hpp"
+#include "tests/helpers/HastyDriver.hpp"
 
 namespace tarsil {
 namespace {
@@ -60,8 +63,8 @@ class LinuxTerminalTest : public testing::Test {
   /// Raw, 8N1, at the speed.
   static TerminalAttributes raw(std::uint64_t speed) {
     TerminalAttributes attributes;
-    cfmakeraw(&attributes.modes);
-    attributes.modes.c_cflag |= CREAD | CLOCAL;
+    attributes.modes.c_cflag = CS8 | CREAD | CLOCAL;
+    attributes.modes.c_cc[VMIN] = 1;
     attributes.speed = speed;
     return attributes;
   }
@@ -309,6 +312,26 @@ TEST_F(LinuxTerminalTest, RestoresASpeedThatTheTerminalLayerDoesNotHave) {
   terminal.close(descriptor);
 }
 
+TEST_F(LinuxTerminalTest, RestoresAnInputSpeedOfItsOwn) {
+  const int descriptor = opened();
+  for (const std::uint64_t input : {7777U, 9600U}) {
+    TerminalAttributes foreign = raw(31250);
+    foreign.inputSpeed = input;
+    EXPECT_EQ(terminal.setSpecialSpeed(descriptor, foreign), 0);
+    TerminalAttributes found;
+    EXPECT_EQ(terminal.getAttributes(descriptor, found), 0);
+    EXPECT_EQ(found.speed, 31250U);
+    EXPECT_EQ(found.inputSpeed, input);
+    EXPECT_EQ(terminal.setAttributes(descriptor, Apply::now, raw(4800)), 0);
+    EXPECT_EQ(terminal.setAttributes(descriptor, Apply::afterOutputDrains, found), 0);
+    TerminalAttributes after;
+    EXPECT_EQ(terminal.getAttributes(descriptor, after), 0);
+    EXPECT_EQ(after.speed, 31250U);
+    EXPECT_EQ(after.inputSpeed, input);
+  }
+  terminal.close(descriptor);
+}
+
 TEST_F(LinuxTerminalTest, TellsStickParityApartFromTheModes) {
   termios before = seenByTheKernel();
   before.c_cflag |= CMSPAR | PARODD;
@@ -445,6 +468,25 @@ TEST_F(LinuxTerminalTest, CarriesBytesBothWays) {
   EXPECT_EQ(terminal.read(descriptor, bytes.data(), bytes.size()), 2);
   EXPECT_EQ(std::string_view(bytes.data(), 2), "\x03\x04");
   terminal.close(descriptor);
+}
+
+TEST_F(LinuxTerminalTest, GivesUpAWriteThatNobodyReadsRatherThanWaitForIt) {
+  LinuxTerminal hasty(std::make_shared<HastyDriver>());
+  const int descriptor = hasty.open(path);
+  ASSERT_GE(descriptor, 0);
+  ASSERT_EQ(hasty.clearStatusFlags(descriptor), 0);
+  ASSERT_EQ(hasty.setAttributes(descriptor, Apply::now, raw(9600)), 0);
+  const std::string much(300'000, 'x');
+  ssize_t written = 0;
+  std::thread writer([&] { written = hasty.write(descriptor, much.data(), much.size()); });
+  pollfd output{master, POLLIN, 0};
+  ASSERT_EQ(poll(&output, 1, 60'000), 1);
+  EXPECT_EQ(hasty.setAttributes(descriptor, Apply::afterOutputDrains, raw(4800)), 0);
+  writer.join();
+  EXPECT_GT(written, 0);
+  EXPECT_LT(written, static_cast<ssize_t>(much.size()));
+  EXPECT_FAILS(hasty.write(descriptor, much.data(), much.size()), ESHUTDOWN);
+  EXPECT_EQ(hasty.close(descriptor), 0);
 }
 
 TEST_F(LinuxTerminalTest, AVanishedDeviceIsNotConfigured) {

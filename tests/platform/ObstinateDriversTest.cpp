@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 
 #include <cerrno>
 #include <functional>
@@ -24,7 +25,7 @@ using Apply = Terminal::Apply;
 class ScriptedDriver final : public TerminalDriver {
  public:
   /// What the driver makes of the settings that it is told.
-  std::function<void(DriverSettings&)> change = [](DriverSettings&) {};
+  std::function<void(TerminalAttributes&)> change = [](TerminalAttributes&) {};
   bool hasLine = true;
   /// When not 0, every request fails with it; `failures` of them when that is not negative.
   int failure = 0;
@@ -32,22 +33,22 @@ class ScriptedDriver final : public TerminalDriver {
   /// How many bytes are unsent at each look; the last count stays.
   std::vector<int> unsent{0};
 
-  DriverSettings settings;
+  TerminalAttributes settings;
   int lines = TIOCM_CTS;
   std::vector<std::string> calls;
 
-  int getSettings(int, DriverSettings& out) override {
+  int getSettings(int, TerminalAttributes& out) override {
     if (fails()) return -1;
     out = settings;
     return 0;
   }
-  int setSettings(int, const DriverSettings& in) override {
+  int setSettings(int, const TerminalAttributes& in) override {
     if (fails()) return -1;
     calls.emplace_back("set");
     take(in);
     return 0;
   }
-  int setSettingsAfterOutput(int, const DriverSettings& in) override {
+  int setSettingsAfterOutput(int, const TerminalAttributes& in) override {
     if (fails()) return -1;
     calls.emplace_back("set after output");
     take(in);
@@ -73,6 +74,7 @@ class ScriptedDriver final : public TerminalDriver {
     calls.emplace_back("discard");
     return 0;
   }
+  void endWrites(int) override { calls.emplace_back("end writes"); }
   void pause() override { ++pauses; }
 
   int pauses = 0;
@@ -89,7 +91,7 @@ class ScriptedDriver final : public TerminalDriver {
     errno = ENOTTY;
     return true;
   }
-  void take(const DriverSettings& in) {
+  void take(const TerminalAttributes& in) {
     settings = in;
     change(settings);
   }
@@ -108,7 +110,7 @@ class ObstinateDriversTest : public testing::Test {
     return terminal.setAttributes(3, when, attributes) == 0 ? 0 : errno;
   }
   void drop(tcflag_t modes) {
-    driver->change = [modes](DriverSettings& settings) { settings.controlModes &= ~modes; };
+    driver->change = [modes](TerminalAttributes& settings) { settings.modes.c_cflag &= ~modes; };
   }
 
   std::shared_ptr<ScriptedDriver> driver = std::make_shared<ScriptedDriver>();
@@ -118,12 +120,12 @@ class ObstinateDriversTest : public testing::Test {
 TEST_F(ObstinateDriversTest, TakesWhatTheDriverTook) {
   EXPECT_EQ(apply(line(4800, CS7 | PARENB | PARODD | CSTOPB)), 0);
   EXPECT_EQ(driver->settings.speed, 4800u);
-  EXPECT_EQ(driver->settings.controlModes,
+  EXPECT_EQ(driver->settings.modes.c_cflag,
             static_cast<tcflag_t>(CS7 | PARENB | PARODD | CSTOPB | CREAD | CLOCAL));
 }
 
 TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAnotherSpeed) {
-  driver->change = [](DriverSettings& settings) { settings.speed = 9600; };
+  driver->change = [](TerminalAttributes& settings) { settings.speed = 9600; };
   EXPECT_EQ(apply(line(9600)), 0);
   EXPECT_EQ(apply(line(4000000)), EINVAL);
   EXPECT_EQ(apply(line(4800)), EINVAL);
@@ -133,7 +135,7 @@ TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAnotherSpeed) {
 
 TEST_F(ObstinateDriversTest, TakesAnAdaptersQuotientForTheSpeed) {
   const auto keeps = [this](std::uint32_t speed) {
-    driver->change = [speed](DriverSettings& settings) { settings.speed = speed; };
+    driver->change = [speed](TerminalAttributes& settings) { settings.speed = speed; };
   };
   keeps(115385);
   EXPECT_EQ(apply(line(115200)), 0);
@@ -147,8 +149,19 @@ TEST_F(ObstinateDriversTest, TakesAnAdaptersQuotientForTheSpeed) {
   EXPECT_EQ(apply(line(9600)), EINVAL);
 }
 
+TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAnotherInputSpeed) {
+  TerminalAttributes attributes = line(9600);
+  attributes.inputSpeed = 4800;
+  EXPECT_EQ(apply(attributes), 0);
+  driver->change = [](TerminalAttributes& settings) { settings.inputSpeed = 0; };
+  EXPECT_EQ(apply(attributes), EINVAL);
+  EXPECT_EQ(apply(line(9600)), 0);
+  attributes.inputSpeed = 1ULL << 32U;
+  EXPECT_EQ(apply(attributes), EINVAL);
+}
+
 TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptOtherDataBits) {
-  driver->change = [](DriverSettings& settings) { settings.controlModes |= CS8; };
+  driver->change = [](TerminalAttributes& settings) { settings.modes.c_cflag |= CS8; };
   EXPECT_EQ(apply(line(9600, CS8)), 0);
   EXPECT_EQ(apply(line(9600, CS7)), EINVAL);
   EXPECT_EQ(apply(line(9600, CS5)), EINVAL);
@@ -164,7 +177,7 @@ TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAnotherParityOrStopBit) {
 }
 
 TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAStickParity) {
-  driver->change = [](DriverSettings& settings) { settings.controlModes |= CMSPAR; };
+  driver->change = [](TerminalAttributes& settings) { settings.stickParity = true; };
   EXPECT_EQ(apply(line(9600, CS8)), 0) << "there is none";
   EXPECT_EQ(apply(line(9600, CS8 | PARENB)), EINVAL);
 }
@@ -175,7 +188,7 @@ TEST_F(ObstinateDriversTest, AsksNotWhichParityThereIsNot) {
 }
 
 TEST_F(ObstinateDriversTest, FindsOutThatTheDriverHasNoFlowControl) {
-  drop(CRTSCTS);
+  driver->change = [](TerminalAttributes& settings) { settings.rtsCtsFlowControl = false; };
   TerminalAttributes attributes = line(9600);
   EXPECT_EQ(apply(attributes), 0);
   attributes.rtsCtsFlowControl = true;
@@ -193,7 +206,7 @@ TEST_F(ObstinateDriversTest, ReportsASettingThatWasNotTakenBeforeAFlowControlTha
 
 TEST_F(ObstinateDriversTest, ComplainsOfNothingWithoutALine) {
   driver->hasLine = false;
-  driver->change = [](DriverSettings& settings) { settings = {}; };
+  driver->change = [](TerminalAttributes& settings) { settings = {}; };
   EXPECT_EQ(apply(line(115200, CS7 | PARENB | CSTOPB)), 0);
 }
 

@@ -1,6 +1,7 @@
 #include "tarsil/serial/detail/LineSettings.hpp"
 
 #include <gtest/gtest.h>
+#include <termios.h>
 
 #include <cstring>
 
@@ -20,14 +21,14 @@ TEST(LineSettingsTest, MakesTheTerminalRaw) {
   cooked.modes.c_iflag = ICRNL | IXON | BRKINT | ISTRIP;
   cooked.modes.c_oflag = OPOST | ONLCR;
   cooked.modes.c_lflag = ICANON | ISIG | ECHO | ECHONL | IEXTEN;
-  const termios modes = attributesFor({}, cooked).modes;
+  const TerminalModes modes = attributesFor({}, cooked).modes;
   EXPECT_EQ(modes.c_iflag & (ICRNL | IXON | BRKINT | ISTRIP), 0U);
   EXPECT_EQ(modes.c_oflag & OPOST, 0U);
   EXPECT_EQ(modes.c_lflag & (ICANON | ISIG | ECHO | ECHONL | IEXTEN), 0U);
 }
 
 TEST(LineSettingsTest, ReadsEndAfterOneByteOrAFifthOfASecond) {
-  const termios modes = attributesFor({}, {}).modes;
+  const TerminalModes modes = attributesFor({}, {}).modes;
   EXPECT_EQ(modes.c_cc[VMIN], 1);
   EXPECT_EQ(modes.c_cc[VTIME], 2);
 }
@@ -36,7 +37,7 @@ TEST(LineSettingsTest, KeepsWhatItDoesNotSet) {
   TerminalAttributes current;
   current.modes.c_cc[VEOF] = 4;
   current.modes.c_lflag = NOFLSH;
-  const termios modes = attributesFor({}, current).modes;
+  const TerminalModes modes = attributesFor({}, current).modes;
   EXPECT_EQ(modes.c_cc[VEOF], 4);
   EXPECT_EQ(modes.c_lflag, static_cast<tcflag_t>(NOFLSH));
 }
@@ -101,6 +102,12 @@ TEST(LineSettingsTest, FlowControlAndSpeedAreWhatWasSet) {
   EXPECT_TRUE(attributesFor({.usesRTSCTSFlowControl = true}, {}).rtsCtsFlowControl);
   EXPECT_TRUE(attributesFor({.usesDTRDSRFlowControl = true}, {}).dtrDsrFlowControl);
   EXPECT_TRUE(attributesFor({.usesDCDOutputFlowControl = true}, {}).dcdOutputFlowControl);
+}
+
+TEST(LineSettingsTest, BothDirectionsHaveOneSpeed) {
+  TerminalAttributes foreign;
+  foreign.inputSpeed = 7777;
+  EXPECT_EQ(attributesFor({.baudRate = 4800}, foreign).inputSpeed, 0U);
 }
 
 }  // namespace

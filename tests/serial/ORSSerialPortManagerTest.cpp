@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <termios.h>
 
 #include <any>
 #include <cerrno>
@@ -14,11 +16,14 @@
 #include <thread>
 #include <vector>
 
+#include "simulators/hosting/PseudoTerminal.hpp"
 #include "simulators/scripted/ScriptedTerminal.hpp"
 #include "simulators/scripted/scriptedDevice.hpp"
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
+#include "tarsil/platform/linux/LinuxTerminal.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/support/process.hpp"
+#include "tests/helpers/HastyDriver.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingPortDelegate.hpp"
 
@@ -357,6 +362,43 @@ TEST_F(ORSSerialPortManagerDeathTest, AtExitOnAnotherThreadTerminalsAreRestoredA
         std::thread([] { std::exit(0); }).join();
       },
       ::testing::ExitedWithCode(0), "restored: yes, ports: 0, client: opened\\(\\)\n");
+}
+
+/// A port at a pseudo-terminal that nobody reads, with a thread that is stuck in the middle of a write.
+void blockAWriter() {
+  static simulators::PseudoTerminal device;
+  static termios before{};
+  tcgetattr(device.descriptor(), &before);
+  std::atexit([] {
+    termios after{};
+    tcgetattr(device.descriptor(), &after);
+    std::fprintf(stderr, "restored: %s\n", after.c_lflag == before.c_lflag ? "yes" : "no");
+  });
+  auto entry = *scriptedDevice("ttyStuck0", std::make_shared<LinuxTerminal>(std::make_shared<HastyDriver>()));
+  entry.calloutPath = device.path();
+  const auto registry = std::make_shared<ScriptedRegistry>();
+  registry->present = {std::make_shared<SerialDevice>(std::move(entry))};
+  SerialDeviceRegistry::exchangeShared(registry);
+  const auto port = ORSSerialPortManager::sharedSerialPortManager().objectInAvailablePortsAtIndex(0);
+  port->open();
+  std::thread([port] { port->sendData(Bytes(300'000, 0x55)); }).detach();
+  pollfd output{device.descriptor(), POLLIN, 0};
+  poll(&output, 1, 60'000);
+}
+
+TEST_F(ORSSerialPortManagerDeathTest, AWriteThatNobodyReadsDoesNotKeepTheProcessFromItsEnd) {
+  EXPECT_EXIT(
+      {
+        blockAWriter();
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0), "restored: yes");
+  EXPECT_EXIT(
+      {
+        blockAWriter();
+        std::thread([] { std::exit(0); }).join();
+      },
+      ::testing::ExitedWithCode(0), "restored: yes");
 }
 
 TEST_F(ORSSerialPortManagerDeathTest, SaysWhenTheExitHandlerIsRefused) {

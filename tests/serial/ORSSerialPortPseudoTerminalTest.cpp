@@ -12,11 +12,14 @@
 #include <future>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "simulators/hosting/PseudoTerminal.hpp"
 #include "tarsil/platform/SystemPlatform.hpp"
+#include "tarsil/platform/linux/LinuxTerminal.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
+#include "tests/helpers/HastyDriver.hpp"
 #include "tests/helpers/RecordingPortDelegate.hpp"
 #include "tests/helpers/hex.hpp"
 
@@ -37,11 +40,12 @@ class ORSSerialPortPseudoTerminalTest : public ::testing::Test {
     EXPECT_TRUE(runUntil([this] { return !port->isOpen(); }));
   }
 
-  static std::shared_ptr<ORSSerialPort> portAt(const std::string& path) {
+  static std::shared_ptr<ORSSerialPort> portAt(const std::string& path,
+                                               std::shared_ptr<Terminal> system = systemTerminal()) {
     auto device = std::make_shared<SerialDevice>();
     device->calloutPath = path;
     device->terminalName = path;
-    device->terminal = systemTerminal();
+    device->terminal = std::move(system);
     return ORSSerialPort::serialPortWithDevice(device);
   }
 
@@ -255,6 +259,25 @@ TEST_F(ORSSerialPortPseudoTerminalTest, ClosingWaitsForAWriterThatWaitsForItsDev
   EXPECT_TRUE(sent.get());
   EXPECT_EQ(arrived.size(), much.size());
   EXPECT_TRUE(runUntilCalled(closed()));
+}
+
+TEST_F(ORSSerialPortPseudoTerminalTest, ClosesBehindAWriteThatNobodyReads) {
+  const auto stuck =
+      portAt(terminal.path(), std::make_shared<LinuxTerminal>(std::make_shared<HastyDriver>()));
+  stuck->setDelegate(client);
+  const termios before = attributes();
+  stuck->open();
+  ASSERT_TRUE(runUntilCalled(opened()));
+  client.takeCalls();
+  auto sent = std::async(std::launch::async, [&] { return stuck->sendData(Bytes(300'000, 0x55)); });
+  pollfd output = {terminal.descriptor(), POLLIN, 0};
+  ASSERT_EQ(poll(&output, 1, 60'000), 1);
+  stuck->close();
+  ASSERT_TRUE(runUntilCalled(closed()));
+  EXPECT_FALSE(sent.get());
+  EXPECT_THAT(client.takeCalls(), ElementsAre(closed()));
+  EXPECT_EQ(attributes().c_lflag, before.c_lflag);
+  open();
 }
 
 TEST_F(ORSSerialPortPseudoTerminalTest, AWriterIsReleasedWhenItsDeviceVanishes) {

@@ -2,6 +2,7 @@
 
 // The only source that includes the kernel's header: <termios.h> defines the same names in another way.
 #include <asm/termbits.h>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
@@ -9,11 +10,12 @@
 #include <chrono>
 #include <optional>
 #include <thread>
+#include <tuple>
 
 namespace tarsil {
 namespace {
 
-static_assert(NCCS == DriverSettings::controlCharacterCount);
+static_assert(NCCS <= std::tuple_size_v<decltype(TerminalModes::c_cc)>);
 
 struct SpeedCode {
   std::uint32_t speed;
@@ -61,43 +63,64 @@ std::optional<tcflag_t> codeOf(std::uint64_t speed) {
   return entry->code;
 }
 
-// The input speed's own bits stay clear: then it follows the output speed.
-constexpr tcflag_t speedBits = CBAUD | CIBAUD;
+// Control modes that the attributes have members of their own for.
+constexpr tcflag_t keptElsewhere = CBAUD | CIBAUD | CRTSCTS | CMSPAR;
 
-termios2 kernelForm(const DriverSettings& settings) {
+tcflag_t speedBits(std::uint64_t speed) {
+  return codeOf(speed).value_or(BOTHER);
+}
+
+termios2 kernelForm(const TerminalAttributes& attributes) {
+  const TerminalModes& modes = attributes.modes;
   termios2 form{};
-  form.c_iflag = settings.inputModes;
-  form.c_oflag = settings.outputModes;
-  form.c_cflag = (settings.controlModes & ~speedBits) | codeOf(settings.speed).value_or(BOTHER);
-  form.c_lflag = settings.localModes;
-  form.c_line = settings.lineDiscipline;
-  std::copy(settings.controlCharacters.begin(), settings.controlCharacters.end(), form.c_cc);
-  form.c_ispeed = settings.speed;
-  form.c_ospeed = settings.speed;
+  form.c_iflag = modes.c_iflag;
+  form.c_oflag = modes.c_oflag;
+  form.c_cflag = (modes.c_cflag & ~keptElsewhere) | speedBits(attributes.speed);
+  form.c_ospeed = static_cast<speed_t>(attributes.speed);
+  // With its bits clear, the input speed follows the output speed.
+  form.c_ispeed = form.c_ospeed;
+  if (attributes.inputSpeed != 0) {
+    form.c_cflag |= speedBits(attributes.inputSpeed) << IBSHIFT;
+    form.c_ispeed = static_cast<speed_t>(attributes.inputSpeed);
+  }
+  if (attributes.rtsCtsFlowControl) form.c_cflag |= CRTSCTS;
+  if (attributes.stickParity) form.c_cflag |= CMSPAR;
+  form.c_lflag = modes.c_lflag;
+  form.c_line = modes.c_line;
+  std::copy_n(modes.c_cc.begin(), std::size(form.c_cc), form.c_cc);
   return form;
+}
+
+TerminalAttributes attributesOf(const termios2& form) {
+  TerminalAttributes attributes;
+  attributes.modes.c_iflag = form.c_iflag;
+  attributes.modes.c_oflag = form.c_oflag;
+  attributes.modes.c_cflag = form.c_cflag & ~keptElsewhere;
+  attributes.modes.c_lflag = form.c_lflag;
+  attributes.modes.c_line = form.c_line;
+  std::copy(std::begin(form.c_cc), std::end(form.c_cc), attributes.modes.c_cc.begin());
+  attributes.speed = form.c_ospeed;
+  if (form.c_ispeed != form.c_ospeed) attributes.inputSpeed = form.c_ispeed;
+  attributes.rtsCtsFlowControl = (form.c_cflag & CRTSCTS) != 0;
+  attributes.stickParity = (form.c_cflag & CMSPAR) != 0;
+  return attributes;
 }
 
 }  // namespace
 
-int KernelTerminalDriver::getSettings(int descriptor, DriverSettings& settings) {
+int KernelTerminalDriver::getSettings(int descriptor, TerminalAttributes& settings) {
   termios2 form{};
   if (ioctl(descriptor, TCGETS2, &form) < 0) return -1;
-  settings.inputModes = form.c_iflag;
-  settings.outputModes = form.c_oflag;
-  settings.controlModes = form.c_cflag & ~speedBits;
-  settings.localModes = form.c_lflag;
-  settings.lineDiscipline = form.c_line;
-  std::copy_n(form.c_cc, settings.controlCharacters.size(), settings.controlCharacters.begin());
-  settings.speed = form.c_ospeed;
+  settings = attributesOf(form);
   return 0;
 }
 
-int KernelTerminalDriver::setSettings(int descriptor, const DriverSettings& settings) {
+int KernelTerminalDriver::setSettings(int descriptor, const TerminalAttributes& settings) {
   const termios2 form = kernelForm(settings);
   return ioctl(descriptor, TCSETS2, &form);
 }
 
-int KernelTerminalDriver::setSettingsAfterOutput(int descriptor, const DriverSettings& settings) {
+int KernelTerminalDriver::setSettingsAfterOutput(int descriptor, const TerminalAttributes& settings) {
   const termios2 form = kernelForm(settings);
   return ioctl(descriptor, TCSETSW2, &form);
 }
@@ -116,6 +139,13 @@ int KernelTerminalDriver::getUnsentCount(int descriptor, int& count) {
 
 int KernelTerminalDriver::discardUnsent(int descriptor) {
   return ioctl(descriptor, TCFLSH, TCOFLUSH);
+}
+
+// Starting the output again wakes the write, and only stopped output can be started.
+void KernelTerminalDriver::endWrites(int descriptor) {
+  fcntl(descriptor, F_SETFL, O_NONBLOCK);
+  ioctl(descriptor, TCXONC, TCOOFF);
+  ioctl(descriptor, TCXONC, TCOON);
 }
 
 void KernelTerminalDriver::pause() {

@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <limits>
 #include <utility>
@@ -18,6 +20,10 @@ namespace {
 
 // How often output may be found unmoved, 10 ms apart, before it counts as stuck.
 constexpr int patience = 300;
+
+// Bytes that are written at once, so that a writer which moves on can be told from one that is stuck: a
+// pseudo-terminal does not tell what it still holds. 0.3 s at 9600 bit/s.
+constexpr std::size_t piece = 256;
 
 int fail(int reason) {
   errno = reason;
@@ -47,53 +53,41 @@ int aboveStandardStreams(int descriptor) {
   return moved;
 }
 
-// Control modes that the attributes have members of their own for.
-constexpr tcflag_t keptElsewhere = CBAUD | CIBAUD | CRTSCTS | CMSPAR;
-
-TerminalAttributes attributesOf(const DriverSettings& settings) {
-  TerminalAttributes attributes;
-  attributes.modes.c_iflag = settings.inputModes;
-  attributes.modes.c_oflag = settings.outputModes;
-  attributes.modes.c_cflag = settings.controlModes & ~keptElsewhere;
-  attributes.modes.c_lflag = settings.localModes;
-  attributes.modes.c_line = settings.lineDiscipline;
-  std::copy(settings.controlCharacters.begin(), settings.controlCharacters.end(), attributes.modes.c_cc);
-  attributes.speed = settings.speed;
-  attributes.rtsCtsFlowControl = (settings.controlModes & CRTSCTS) != 0;
-  attributes.stickParity = (settings.controlModes & CMSPAR) != 0;
-  return attributes;
-}
-
-// The speed must fit.
-DriverSettings settingsOf(const TerminalAttributes& attributes) {
-  DriverSettings settings;
-  settings.inputModes = attributes.modes.c_iflag;
-  settings.outputModes = attributes.modes.c_oflag;
-  settings.controlModes = attributes.modes.c_cflag & ~keptElsewhere;
-  if (attributes.rtsCtsFlowControl) settings.controlModes |= CRTSCTS;
-  if (attributes.stickParity) settings.controlModes |= CMSPAR;
-  settings.localModes = attributes.modes.c_lflag;
-  settings.lineDiscipline = attributes.modes.c_line;
-  std::copy_n(attributes.modes.c_cc, settings.controlCharacters.size(), settings.controlCharacters.begin());
-  settings.speed = static_cast<std::uint32_t>(attributes.speed);
-  return settings;
-}
-
 // What goes over the line, and how. Which parity counts only where there is one.
-tcflag_t lineModes(const DriverSettings& settings) {
-  const bool hasParity = (settings.controlModes & PARENB) != 0;
-  const tcflag_t relevant = CSIZE | CSTOPB | PARENB | CRTSCTS | (hasParity ? PARODD | CMSPAR : 0);
-  return settings.controlModes & relevant;
+bool isSameLine(const TerminalAttributes& one, const TerminalAttributes& other) {
+  const auto modes = [](const TerminalAttributes& attributes) {
+    const bool hasParity = (attributes.modes.c_cflag & PARENB) != 0;
+    return attributes.modes.c_cflag & (CSIZE | CSTOPB | PARENB | (hasParity ? PARODD : 0));
+  };
+  const auto hasStickParity = [](const TerminalAttributes& attributes) {
+    return attributes.stickParity && (attributes.modes.c_cflag & PARENB) != 0;
+  };
+  return modes(one) == modes(other) && hasStickParity(one) == hasStickParity(other) &&
+         one.rtsCtsFlowControl == other.rtsCtsFlowControl;
 }
 
 // An adapter divides its own clock and may tell the exact quotient: 115385 for 115200, say. Within 2 % it is
 // the speed that was asked for; the kernel draws the same line.
-bool isSpeed(std::uint32_t taken, std::uint32_t asked) {
-  const std::uint32_t difference = taken > asked ? taken - asked : asked - taken;
+bool isSpeed(std::uint64_t taken, std::uint64_t asked) {
+  const std::uint64_t difference = taken > asked ? taken - asked : asked - taken;
   return difference <= asked / 50;
 }
 
+std::uint64_t inputSpeed(const TerminalAttributes& attributes) {
+  return attributes.inputSpeed != 0 ? attributes.inputSpeed : attributes.speed;
+}
+
 }  // namespace
+
+struct LinuxTerminal::Opening {
+  /// The terminal was marked exclusive here. Root may open a terminal that another program marked; that mark
+  /// is not ours to take away.
+  bool isMarked = false;
+  /// Held by the write that is under way.
+  std::mutex writing;
+  std::atomic<std::uint64_t> writtenPieces = 0;
+  std::atomic<bool> isGivenUp = false;
+};
 
 LinuxTerminal::LinuxTerminal() : LinuxTerminal(std::make_shared<KernelTerminalDriver>()) {}
 
@@ -107,23 +101,30 @@ int LinuxTerminal::open(const std::string& path) {
   return -1;
 }
 
+std::shared_ptr<LinuxTerminal::Opening> LinuxTerminal::openingOf(int descriptor) {
+  const std::lock_guard guard(mutex_);
+  auto& opening = openings_[descriptor];
+  if (!opening) opening = std::make_shared<Opening>();
+  return opening;
+}
+
 // Other programs heed one lock or the other; the advisory one also keeps root out.
 int LinuxTerminal::lock(int descriptor) {
   if (answer([=] { return flock(descriptor, LOCK_EX | LOCK_NB); }) < 0) return -1;
   int isMarked = 0;
   if (ioctl(descriptor, TIOCGEXCL, &isMarked) == 0 && isMarked != 0) return 0;
   if (answer([=] { return ioctl(descriptor, TIOCEXCL); }) < 0) return -1;
-  const std::lock_guard guard(mutex_);
-  marked_.insert(descriptor);
+  openingOf(descriptor)->isMarked = true;
   return 0;
 }
 
 // Both outlive this descriptor as long as anybody else holds a copy: a watcher process, or a child that was
 // forked and runs no other program. The mark goes first: once the lock is gone, the next opener sets its own.
 void LinuxTerminal::unlock(int descriptor) {
+  if (openingOf(descriptor)->isMarked) ioctl(descriptor, TIOCNXCL);
   {
     const std::lock_guard guard(mutex_);
-    if (marked_.erase(descriptor) != 0) ioctl(descriptor, TIOCNXCL);
+    openings_.erase(descriptor);
   }
   answer([=] { return flock(descriptor, LOCK_UN); });
 }
@@ -133,10 +134,7 @@ int LinuxTerminal::clearStatusFlags(int descriptor) {
 }
 
 int LinuxTerminal::getAttributes(int descriptor, TerminalAttributes& attributes) {
-  DriverSettings settings;
-  const int result = answer([&] { return driver_->getSettings(descriptor, settings); });
-  if (result == 0) attributes = attributesOf(settings);
-  return result;
+  return answer([&] { return driver_->getSettings(descriptor, attributes); });
 }
 
 int LinuxTerminal::setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) {
@@ -153,46 +151,65 @@ int LinuxTerminal::setSpecialSpeed(int descriptor, const TerminalAttributes& att
 }
 
 int LinuxTerminal::apply(int descriptor, Apply when, const TerminalAttributes& attributes) {
-  if (attributes.speed > std::numeric_limits<std::uint32_t>::max()) return fail(EINVAL);
-  const DriverSettings asked = settingsOf(attributes);
-  if (set(descriptor, when, asked) < 0 || verify(descriptor, asked) < 0) return -1;
+  constexpr std::uint64_t fastest = std::numeric_limits<std::uint32_t>::max();
+  if (std::max(attributes.speed, attributes.inputSpeed) > fastest) return fail(EINVAL);
+  if (set(descriptor, when, attributes) < 0 || verify(descriptor, attributes) < 0) return -1;
   if (attributes.dtrDsrFlowControl || attributes.dcdOutputFlowControl) return fail(ENOTSUP);
   return 0;
 }
 
-int LinuxTerminal::set(int descriptor, Apply when, const DriverSettings& settings) {
-  if (when == Apply::now || !outputFlowsOut(descriptor)) {
-    return answer([&] { return driver_->setSettings(descriptor, settings); });
-  }
-  return answer([&] { return driver_->setSettingsAfterOutput(descriptor, settings); });
+int LinuxTerminal::set(int descriptor, Apply when, const TerminalAttributes& attributes) {
+  const auto setNow = [&] { return driver_->setSettings(descriptor, attributes); };
+  if (when == Apply::now) return answer(setNow);
+  // The system waits for a write that is under way, however long that takes, so that none may be.
+  const auto opening = openingOf(descriptor);
+  std::unique_lock writing(opening->writing, std::defer_lock);
+  if (!outputFlowsOut(descriptor, *opening, writing)) return answer(setNow);
+  return answer([&] { return driver_->setSettingsAfterOutput(descriptor, attributes); });
 }
 
 // Drivers answer 0 and keep another speed, or other data bits.
-int LinuxTerminal::verify(int descriptor, const DriverSettings& asked) {
-  DriverSettings taken;
-  if (answer([&] { return driver_->getSettings(descriptor, taken); }) < 0) return -1;
-  if (lineModes(taken) == lineModes(asked) && isSpeed(taken.speed, asked.speed)) return 0;
-
+int LinuxTerminal::verify(int descriptor, const TerminalAttributes& asked) {
+  TerminalAttributes taken;
+  if (getAttributes(descriptor, taken) < 0) return -1;
+  if (isSameLine(taken, asked) && isSpeed(taken.speed, asked.speed) &&
+      isSpeed(inputSpeed(taken), inputSpeed(asked))) {
+    return 0;
+  }
   int lines = 0;
   if (answer([&] { return driver_->getModemLines(descriptor, lines); }) == 0) return fail(EINVAL);
   return errno == ENOTTY ? 0 : -1;
 }
 
-// False when the output stands still: a device that holds the flow, or a stalled adapter, would keep the
-// caller for ever, and half a minute more in close(). The output is discarded then.
-bool LinuxTerminal::outputFlowsOut(int descriptor) {
+// True when all has left, and no write can begin. False when the output stands still: a device that holds the
+// flow, a stalled adapter, or a pseudo-terminal that nobody reads would keep the caller for ever, and the
+// first half a minute more in close(). The output is discarded then.
+bool LinuxTerminal::outputFlowsOut(int descriptor, Opening& opening, std::unique_lock<std::mutex>& writing) {
   int least = std::numeric_limits<int>::max();
+  std::uint64_t seenPieces = opening.writtenPieces;
   for (int unmoved = 0; unmoved < patience; ++unmoved) {
+    const bool nobodyWrites = writing.owns_lock() || writing.try_lock();
     int count = 0;
-    if (answer([&] { return driver_->getUnsentCount(descriptor, count); }) < 0 || count == 0) return true;
-    if (count < least) {
+    if (answer([&] { return driver_->getUnsentCount(descriptor, count); }) < 0) count = 0;
+    if (nobodyWrites && count == 0) return true;
+    if (count < least || opening.writtenPieces != seenPieces) {
       least = count;
+      seenPieces = opening.writtenPieces;
       unmoved = 0;
     }
     driver_->pause();
   }
-  answer([=, this] { return driver_->discardUnsent(descriptor); });
+  giveOutputUp(descriptor, opening, writing);
   return false;
+}
+
+void LinuxTerminal::giveOutputUp(int descriptor, Opening& opening, std::unique_lock<std::mutex>& writing) {
+  opening.isGivenUp = true;
+  for (int tries = 0; tries < patience && !writing.owns_lock() && !writing.try_lock(); ++tries) {
+    driver_->endWrites(descriptor);
+    driver_->pause();
+  }
+  answer([=, this] { return driver_->discardUnsent(descriptor); });
 }
 
 int LinuxTerminal::getModemLines(int descriptor, int& lines) {
@@ -212,7 +229,20 @@ ssize_t LinuxTerminal::read(int descriptor, void* buffer, std::size_t size) {
 }
 
 ssize_t LinuxTerminal::write(int descriptor, const void* bytes, std::size_t size) {
-  return answer([=] { return ::write(descriptor, bytes, size); });
+  const auto opening = openingOf(descriptor);
+  const std::lock_guard writing(opening->writing);
+  const auto* first = static_cast<const char*>(bytes);
+  std::size_t taken = 0;
+  ssize_t count = 0;
+  do {
+    const std::size_t next = std::min(piece, size - taken);
+    count = opening->isGivenUp ? -1 : answer([=] { return ::write(descriptor, first + taken, next); });
+    if (count <= 0) break;
+    taken += static_cast<std::size_t>(count);
+    ++opening->writtenPieces;
+  } while (taken < size);
+  if (taken > 0 || count == 0) return static_cast<ssize_t>(taken);
+  return opening->isGivenUp ? fail(ESHUTDOWN) : -1;
 }
 
 int LinuxTerminal::duplicate(int descriptor) {

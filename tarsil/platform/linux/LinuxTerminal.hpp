@@ -1,11 +1,10 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 
 #include "tarsil/platform/Terminal.hpp"
-#include "tarsil/platform/linux/DriverSettings.hpp"
 #include "tarsil/platform/linux/TerminalDriver.hpp"
 
 namespace tarsil {
@@ -23,30 +22,34 @@ class LinuxTerminal final : public Terminal {
   int open(const std::string& path) override;
   int clearStatusFlags(int descriptor) override;
   int getAttributes(int descriptor, TerminalAttributes& attributes) override;
-  /// Output that flows is waited for; output that has stood still for 3 s is given up and discarded.
+  /// Output that flows is waited for, as are the writes that make it; output that has stood still for 3 s is
+  /// given up and discarded.
   int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) override;
   int setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) override;
   int getModemLines(int descriptor, int& lines) override;
   int setModemLines(int descriptor, int lines) override;
   ssize_t read(int descriptor, void* buffer, std::size_t size) override;
+  /// Writes of several threads go out one after the other, each in one piece.
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
   int duplicate(int descriptor) override;
   int close(int descriptor) override;
 
  private:
-  int apply(int descriptor, Apply when, const TerminalAttributes& attributes);
-  int set(int descriptor, Apply when, const DriverSettings& settings);
-  int verify(int descriptor, const DriverSettings& asked);
-  bool outputFlowsOut(int descriptor);
+  /// What is to be known of an opening beside its descriptor.
+  struct Opening;
 
+  std::shared_ptr<Opening> openingOf(int descriptor);
   int lock(int descriptor);
   void unlock(int descriptor);
+  int apply(int descriptor, Apply when, const TerminalAttributes& attributes);
+  int set(int descriptor, Apply when, const TerminalAttributes& attributes);
+  int verify(int descriptor, const TerminalAttributes& asked);
+  bool outputFlowsOut(int descriptor, Opening& opening, std::unique_lock<std::mutex>& writing);
+  void giveOutputUp(int descriptor, Opening& opening, std::unique_lock<std::mutex>& writing);
 
   const std::shared_ptr<TerminalDriver> driver_;
-  /// Descriptors through which the terminal was marked exclusive here. Root may open a terminal that another
-  /// program marked; that mark is not ours to take away.
   std::mutex mutex_;
-  std::set<int> marked_;
+  std::map<int, std::shared_ptr<Opening>> openings_;
 };
 
 }  // namespace tarsil

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tarsil/platform/linux/DriverSettings.hpp"
+#include "tarsil/platform/Terminal.hpp"
 
 namespace tarsil {
 
@@ -10,10 +10,11 @@ class TerminalDriver {
  public:
   virtual ~TerminalDriver() = default;
 
-  virtual int getSettings(int descriptor, DriverSettings& settings) = 0;
-  virtual int setSettings(int descriptor, const DriverSettings& settings) = 0;
+  /// Speeds are of 32 bits, and there is no flow control but RTS/CTS.
+  virtual int getSettings(int descriptor, TerminalAttributes& settings) = 0;
+  virtual int setSettings(int descriptor, const TerminalAttributes& settings) = 0;
   /// As `setSettings`, when all output has left. Waits for as long as that takes.
-  virtual int setSettingsAfterOutput(int descriptor, const DriverSettings& settings) = 0;
+  virtual int setSettingsAfterOutput(int descriptor, const TerminalAttributes& settings) = 0;
 
   /// TIOCM_ bits; ENOTTY from a terminal with no line behind it.
   virtual int getModemLines(int descriptor, int& lines) = 0;
@@ -22,6 +23,8 @@ class TerminalDriver {
   /// How many written bytes have not left yet.
   virtual int getUnsentCount(int descriptor, int& count) = 0;
   virtual int discardUnsent(int descriptor) = 0;
+  /// Makes the opening non-blocking, and wakes the write that waits in it to find out.
+  virtual void endWrites(int descriptor) = 0;
   /// Gives the line 10 ms to move bytes on.
   virtual void pause() = 0;
 };

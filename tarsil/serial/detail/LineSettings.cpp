@@ -1,10 +1,29 @@
 #include "tarsil/serial/detail/LineSettings.hpp"
 
+#include <termios.h>
+
+#include <algorithm>
+
 namespace tarsil::detail {
 namespace {
 
 void assign(tcflag_t& flags, tcflag_t flag, bool set) {
   flags = set ? (flags | flag) : (flags & ~flag);
+}
+
+void makeRaw(TerminalModes& modes) {
+  termios system{};
+  system.c_iflag = modes.c_iflag;
+  system.c_oflag = modes.c_oflag;
+  system.c_cflag = modes.c_cflag;
+  system.c_lflag = modes.c_lflag;
+  std::copy_n(modes.c_cc.begin(), std::size(system.c_cc), system.c_cc);
+  cfmakeraw(&system);
+  modes.c_iflag = system.c_iflag;
+  modes.c_oflag = system.c_oflag;
+  modes.c_cflag = system.c_cflag;
+  modes.c_lflag = system.c_lflag;
+  std::copy_n(system.c_cc, std::size(system.c_cc), modes.c_cc.begin());
 }
 
 void setCharacterSize(tcflag_t& flags, std::uint64_t bits) {
@@ -23,8 +42,8 @@ void setParity(tcflag_t& flags, ORSSerialPortParity parity) {
 }  // namespace
 
 TerminalAttributes attributesFor(const LineSettings& settings, TerminalAttributes current) {
-  termios& modes = current.modes;
-  cfmakeraw(&modes);
+  TerminalModes& modes = current.modes;
+  makeRaw(modes);
   // Some systems' raw leaves flags on that lose received bytes, change them, or send an XOFF (INPCK, IUCLC,
   // IXOFF).
   modes.c_iflag = 0;
@@ -41,6 +60,7 @@ TerminalAttributes attributesFor(const LineSettings& settings, TerminalAttribute
   current.dtrDsrFlowControl = settings.usesDTRDSRFlowControl;
   current.dcdOutputFlowControl = settings.usesDCDOutputFlowControl;
   current.speed = settings.baudRate;
+  current.inputSpeed = 0;
   return current;
 }
 
