@@ -84,6 +84,26 @@ TEST_F(OpenLineTest, RestoresWhatWasSavedAfterFlowControlIsOff) {
   EXPECT_EQ(applied[2].when, Terminal::Apply::afterOutputDrains);
 }
 
+// A setting that the client asks for while another thread closes the port.
+TEST_F(OpenLineTest, TakesNoSettingsAndNoBytesOnceRestored) {
+  line->saveAttributes();
+  line->restoreAttributes();
+  terminal->forgetCalls();
+  TerminalAttributes late;
+  late.speed = 4800;
+  EXPECT_EQ(line->setAttributes(late), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->setSpecialSpeed(late), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->write(hex("01")), -OpenLine::closedMeanwhile);
+  EXPECT_THAT(terminal->calls(), IsEmpty());
+  EXPECT_EQ(terminal->attributes().speed, 0U);
+}
+
+TEST_F(OpenLineTest, WaitsForOutputThoughThereIsNothingToPutBack) {
+  line->restoreAttributes();
+  ASSERT_EQ(terminal->applied().size(), 1U);
+  EXPECT_EQ(terminal->applied()[0].when, Terminal::Apply::afterOutputDrains);
+}
+
 TEST_F(OpenLineTest, TellsWhatFailedWhileRestoring) {
   line->saveAttributes();
   terminal->failNext(Call::getAttributes, EINTR);

@@ -38,13 +38,20 @@ int OpenLine::getAttributes(TerminalAttributes& attributes) {
   return static_cast<int>(-use([&] { return terminal_->getAttributes(descriptor_, attributes); }));
 }
 
+// Whoever asked for settings when restoring had begun would leave them behind: once restored, the old ones
+// stay.
+template <class Call>
+int OpenLine::change(Call call) {
+  const std::lock_guard lock(changing_);
+  return isRestored() ? closedMeanwhile : static_cast<int>(-use(call));
+}
+
 int OpenLine::setAttributes(const TerminalAttributes& attributes) {
-  return static_cast<int>(
-      -use([&] { return terminal_->setAttributes(descriptor_, Terminal::Apply::now, attributes); }));
+  return change([&] { return terminal_->setAttributes(descriptor_, Terminal::Apply::now, attributes); });
 }
 
 int OpenLine::setSpecialSpeed(const TerminalAttributes& attributes) {
-  return static_cast<int>(-use([&] { return terminal_->setSpecialSpeed(descriptor_, attributes); }));
+  return change([&] { return terminal_->setSpecialSpeed(descriptor_, attributes); });
 }
 
 int OpenLine::getModemLines(int& lines) {
@@ -60,6 +67,8 @@ ssize_t OpenLine::read(void* buffer, std::size_t size) {
 }
 
 ssize_t OpenLine::write(ByteView bytes) {
+  // It would go out at another speed.
+  if (isRestored()) return -closedMeanwhile;
   return use([&] { return terminal_->write(descriptor_, bytes.data(), bytes.size()); });
 }
 
@@ -70,6 +79,7 @@ int OpenLine::duplicate() {
 std::vector<int> OpenLine::restoreAttributes() {
   std::vector<int> failures;
   std::call_once(restored_, [&] {
+    beginRestoring();
     // A device that is gone has no attributes.
     if (vanished_) return;
     if (const int error = switchFlowControlOff()) failures.push_back(error);
@@ -79,13 +89,20 @@ std::vector<int> OpenLine::restoreAttributes() {
   return failures;
 }
 
+void OpenLine::beginRestoring() {
+  const std::lock_guard lock(changing_);
+  restoring_ = true;
+}
+
 int OpenLine::switchFlowControlOff() {
   TerminalAttributes attributes;
   if (const int error = getAttributes(attributes)) return error;
   attributes.rtsCtsFlowControl = false;
   attributes.dtrDsrFlowControl = false;
   attributes.dcdOutputFlowControl = false;
-  return setAttributes(attributes);
+  // Without attributes to put back, there is no later call that waits for the output.
+  const auto when = saved_ ? Terminal::Apply::now : Terminal::Apply::afterOutputDrains;
+  return static_cast<int>(-use([&] { return terminal_->setAttributes(descriptor_, when, attributes); }));
 }
 
 int OpenLine::putSavedAttributesBack() {

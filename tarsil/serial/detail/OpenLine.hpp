@@ -24,7 +24,8 @@ namespace tarsil::detail {
 /// `write` answer a count or the negative error number.
 class OpenLine {
  public:
-  /// What calls answer once the line is being closed, or was. Whoever lost the race against closing has
+  /// What calls answer once the line is being restored or closed, or was, as a terminal does for output that
+  /// it gave up. Whoever lost the race against closing has
   /// nothing to report.
   static constexpr int closedMeanwhile = ESHUTDOWN;
 
@@ -50,7 +51,8 @@ class OpenLine {
   int duplicate();
 
   /// Switches flow control off, so that waiting output goes out, waits for it, and puts the saved attributes
-  /// back. Answers what failed. The first call does it; another one waits for it and answers nothing.
+  /// back. From its beginning on no settings are taken and nothing is written. Answers what failed. The first
+  /// call does it; another one waits for it and answers nothing.
   std::vector<int> restoreAttributes();
   /// Closes the descriptor when no call uses it any more. It is gone even when that fails. The first call
   /// does it.
@@ -59,6 +61,11 @@ class OpenLine {
  private:
   template <class Call>
   ssize_t use(Call call);
+  template <class Call>
+  int change(Call call);
+  void beginRestoring();
+  /// True from the beginning of restoring to the descriptor's end, which answers for itself.
+  bool isRestored() const { return restoring_ && ended_ == 0; }
   int switchFlowControlOff();
   int putSavedAttributesBack();
 
@@ -66,6 +73,9 @@ class OpenLine {
   const int descriptor_;
   std::optional<TerminalAttributes> saved_;
   std::once_flag restored_;
+  /// Held while settings change, so that none does once restoring has begun.
+  std::mutex changing_;
+  std::atomic<bool> restoring_ = false;
   /// A call said that there is no such device any more.
   std::atomic<bool> vanished_ = false;
   /// Shared by the calls that use the descriptor.
