@@ -9,10 +9,14 @@ SimulatedDevice::SimulatedDevice(std::string model, std::uint64_t baudRate, Pati
 
 void SimulatedDevice::receive(ByteView bytes) {
   for (const std::uint8_t byte : bytes) onByte(byte);
+  history_.note(age_, truth());
 }
 
 void SimulatedDevice::advance(Duration duration) {
+  if (history_.entries().empty()) history_.note(age_, truth());
+  age_ += duration;
   onTime(duration);
+  history_.note(age_, truth());
 }
 
 std::vector<SimulatedDevice::Message> SimulatedDevice::takeOutput() {

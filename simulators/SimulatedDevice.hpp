@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "simulators/Random.hpp"
+#include "simulators/Truth.hpp"
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/support/bytes.hpp"
 
@@ -41,6 +42,11 @@ class SimulatedDevice {
   /// What the device has put on the line since the last call.
   std::vector<Message> takeOutput();
 
+  /// What it does in truth at this moment; nothing for a device that nobody exercises on.
+  virtual Truth truth() const { return {}; }
+  /// How that changed since it began, by its own time.
+  const std::vector<TruthAt>& history() const { return history_.entries(); }
+
   /// One line for a person: what the device is doing now, with units.
   virtual std::string status() const = 0;
 
@@ -57,6 +63,16 @@ class SimulatedDevice {
   void refuseCommands(std::optional<std::string> code) { refusal_ = std::move(code); }
   /// The codes that this device knows; empty for a device that never answers.
   virtual std::vector<std::string> refusalCodes() const { return {}; }
+
+  enum class Button : std::uint8_t { start, stop, emergency };
+  /// Somebody presses a button at the machine: after a stop or an emergency stop it stands, and what a host
+  /// sends to move it is refused, or ignored where its protocol knows no refusal, until start is pressed or
+  /// the emergency stop is released. False when it has no such button.
+  virtual bool press(Button /*button*/) { return false; }
+  virtual bool release(Button /*button*/) { return false; }
+  /// It stops by itself when no command came for half a second, as some machines do. False when this one has
+  /// no such setting.
+  virtual bool stopWhenUnheard(bool /*stops*/) { return false; }
 
   /// @}
 
@@ -87,6 +103,8 @@ class SimulatedDevice {
   bool noisy_ = false;
   bool dropAByte_ = false;
   std::optional<std::string> refusal_;
+  Duration age_{};
+  History history_;
   Random random_{2463534242U};
 };
 

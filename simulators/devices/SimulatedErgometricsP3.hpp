@@ -3,6 +3,7 @@
 #include <string>
 
 #include "simulators/SimulatedDevice.hpp"
+#include "simulators/devices/pedalling.hpp"
 #include "simulators/physics/Cuff.hpp"
 #include "simulators/physics/Pedals.hpp"
 
@@ -16,6 +17,8 @@ class SimulatedErgometricsP3 final : public SimulatedDevice {
   explicit SimulatedErgometricsP3(Patient& patient);
 
   std::string status() const override;
+  Truth truth() const override { return truthOf(pedals_); }
+  bool press(Button button) override { return pressOn(pedals_, button); }
 
  private:
   void onByte(std::uint8_t byte) override;

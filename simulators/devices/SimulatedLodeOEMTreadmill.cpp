@@ -22,13 +22,28 @@ enum Code : std::uint8_t { load = 0x09, request = 0x0A, start = 0x0B, stop = 0x0
 }  // namespace
 
 SimulatedLodeOEMTreadmill::SimulatedLodeOEMTreadmill(Patient& patient)
-    : SimulatedDevice("LodeOEMTreadmill", 19200, patient), speed_(10.0), grade_(1.0) {}
+    : SimulatedDevice("LodeOEMTreadmill", 19200, patient), belt_(10.0, 1.0) {}
 
 std::string SimulatedLodeOEMTreadmill::status() const {
   std::array<char, 100> text{};
   std::snprintf(text.data(), text.size(), "belt %s, %.1f km/h, grade %.0f %%, unreadable bytes %d",
-                running_ ? "running" : "stopped", speed_.value() / 10, grade_.value(), unreadableBytes_);
+                belt_.isRunning() ? "running" : "stopped", belt_.speed() / 10, belt_.grade(),
+                unreadableBytes_);
   return text.data();
+}
+
+Truth SimulatedLodeOEMTreadmill::truth() const {
+  return {.exercise = Truth::Exercise::treadmill,
+          .actual = {.speed = belt_.speed() / 10, .grade = belt_.grade()},
+          .asked = {.speed = belt_.wantedSpeed() / 10, .grade = belt_.wantedGrade()},
+          .isRunning = belt_.isRunning()};
+}
+
+bool SimulatedLodeOEMTreadmill::press(Button button) {
+  if (button == Button::emergency) return false;
+  if (button == Button::start) belt_.pressStart();
+  if (button == Button::stop) belt_.pressStop();
+  return true;
 }
 
 void SimulatedLodeOEMTreadmill::onByte(std::uint8_t byte) {
@@ -52,26 +67,25 @@ void SimulatedLodeOEMTreadmill::onFrame() {
   if (refusal()) return answer(refused);
 
   const std::uint8_t code = frame_[codePosition];
-  if (code == start) running_ = true;
-  if (code == stop) running_ = false;
+  if (belt_.isHeld() && (code == start || code == load)) return answer(refused);
+  if (code == start) belt_.start();
+  if (code == stop) belt_.stop();
   if (code == load) {
-    wantedSpeed_ = frame_[speedPosition];
-    grade_.setTarget(frame_[gradePosition]);
+    belt_.setSpeed(frame_[speedPosition]);
+    belt_.setGrade(frame_[gradePosition]);
   }
-  speed_.setTarget(running_ ? wantedSpeed_ : 0);
   if (code == request) answer(request);
 }
 
 void SimulatedLodeOEMTreadmill::answer(std::uint8_t code) {
-  const auto speed = static_cast<std::uint8_t>(std::max(1L, std::lround(speed_.value())));
-  const auto grade = static_cast<std::uint8_t>(std::lround(grade_.value()));
+  const auto speed = static_cast<std::uint8_t>(std::max(1L, std::lround(belt_.speed())));
+  const auto grade = static_cast<std::uint8_t>(std::lround(belt_.grade()));
   send(Bytes{0xAC, 0x01, code, 0x0E, 0x0D, 0x01, 0x01, 0x01, 0x00, speed, 0x00, grade, 0x00, 0x00});
 }
 
 void SimulatedLodeOEMTreadmill::onTime(Duration duration) {
-  speed_.advance(duration);
-  grade_.advance(duration);
-  patient().walk(speed_.value() / 10, grade_.value());
+  belt_.advance(duration);
+  patient().walk(belt_.speed() / 10, belt_.grade());
 }
 
 }  // namespace tarsil::simulators

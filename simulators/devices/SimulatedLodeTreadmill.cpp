@@ -1,5 +1,6 @@
 #include "simulators/devices/SimulatedLodeTreadmill.hpp"
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 
@@ -10,9 +11,15 @@
 namespace tarsil::simulators {
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::uint8_t STX = 0x02;
 constexpr std::uint8_t ETX = 0x03;
 constexpr std::uint8_t accepted = 0x80;
+constexpr std::uint8_t noStartInEmergency = 0x02;
+constexpr std::uint8_t noTargetInEmergency = 0x08;
+/// How long the machine waits for a command when it is set to stop without.
+constexpr Duration longestSilence = 500ms;
 constexpr std::size_t headerSize = 3;   // STX, command, data length
 constexpr std::size_t trailerSize = 3;  // CRC low, CRC high, ETX
 
@@ -38,13 +45,39 @@ std::uint8_t rounded(double tenths) {
 }  // namespace
 
 SimulatedLodeTreadmill::SimulatedLodeTreadmill(Patient& patient)
-    : SimulatedDevice("LodeTreadmill", 38400, patient), speed_(10.0), grade_(10.0) {}
+    : SimulatedDevice("LodeTreadmill", 38400, patient), belt_(10.0, 10.0) {}
 
 std::string SimulatedLodeTreadmill::status() const {
   char text[80];
-  std::snprintf(text, sizeof text, "belt %s, %.1f km/h, grade %.1f %%", running_ ? "running" : "stopped",
-                speed_.value() / 10, grade_.value() / 10);
+  std::snprintf(text, sizeof text, "belt %s, %.1f km/h, grade %.1f %%",
+                belt_.isRunning() ? "running" : "stopped", belt_.speed() / 10, belt_.grade() / 10);
   return text;
+}
+
+Truth SimulatedLodeTreadmill::truth() const {
+  return {.exercise = Truth::Exercise::treadmill,
+          .actual = {.speed = belt_.speed() / 10, .grade = belt_.grade() / 10},
+          .asked = {.speed = belt_.wantedSpeed() / 10, .grade = belt_.wantedGrade() / 10},
+          .isRunning = belt_.isRunning()};
+}
+
+bool SimulatedLodeTreadmill::press(Button button) {
+  if (button == Button::start) belt_.pressStart();
+  if (button == Button::stop) belt_.pressStop();
+  if (button == Button::emergency) belt_.pressEmergency();
+  return true;
+}
+
+bool SimulatedLodeTreadmill::release(Button button) {
+  if (button != Button::emergency) return false;
+  belt_.releaseEmergency();
+  return true;
+}
+
+bool SimulatedLodeTreadmill::stopWhenUnheard(bool stops) {
+  stopsWhenUnheard_ = stops;
+  sinceLastCommand_ = {};
+  return true;
 }
 
 void SimulatedLodeTreadmill::onByte(std::uint8_t byte) {
@@ -63,27 +96,28 @@ void SimulatedLodeTreadmill::onFrame() {
   // A machine of this kind does not answer what it cannot read.
   if (frame_.back() != ETX || !crcIsRight(frame_)) return;
 
+  sinceLastCommand_ = {};
   const std::uint8_t command = frame_[1];
   if (refusal()) {
     answerWith(command, static_cast<std::uint8_t>(std::stoi(*refusal(), nullptr, 16)), {});
     return;
   }
   // Values are two bytes, high byte first; the driver only ever sets the low one.
-  obey(command, frame_[2] >= 2 ? frame_[4] : std::uint8_t{0});
-  answer(command);
+  if (obey(command, frame_[2] >= 2 ? frame_[4] : std::uint8_t{0})) return answer(command);
+  answerWith(command, command == start ? noStartInEmergency : noTargetInEmergency, {});
 }
 
-void SimulatedLodeTreadmill::obey(std::uint8_t command, std::uint8_t value) {
-  if (command == start) running_ = true;
-  if (command == stop) running_ = false;
-  if (command == setSpeed) wantedSpeed_ = value;
-  if (command == setElevation) grade_.setTarget(value);
-  speed_.setTarget(running_ ? wantedSpeed_ : 0.0);
+bool SimulatedLodeTreadmill::obey(std::uint8_t command, std::uint8_t value) {
+  if (command == start) return belt_.start();
+  if (command == setSpeed) return belt_.setSpeed(value);
+  if (command == setElevation) return belt_.setGrade(value);
+  if (command == stop) belt_.stop();
+  return true;
 }
 
 void SimulatedLodeTreadmill::answer(std::uint8_t command) {
-  if (command == realSpeed) return answerWith(command, accepted, Bytes{0, rounded(speed_.value())});
-  if (command == realElevation) return answerWith(command, accepted, Bytes{0, rounded(grade_.value())});
+  if (command == realSpeed) return answerWith(command, accepted, Bytes{0, rounded(belt_.speed())});
+  if (command == realElevation) return answerWith(command, accepted, Bytes{0, rounded(belt_.grade())});
   answerWith(command, accepted, {});
 }
 
@@ -92,9 +126,10 @@ void SimulatedLodeTreadmill::answerWith(std::uint8_t command, std::uint8_t statu
 }
 
 void SimulatedLodeTreadmill::onTime(Duration duration) {
-  speed_.advance(duration);
-  grade_.advance(duration);
-  patient().walk(speed_.value() / 10, grade_.value() / 10);
+  sinceLastCommand_ += duration;
+  if (stopsWhenUnheard_ && sinceLastCommand_ > longestSilence) belt_.stop();
+  belt_.advance(duration);
+  patient().walk(belt_.speed() / 10, belt_.grade() / 10);
 }
 
 }  // namespace tarsil::simulators

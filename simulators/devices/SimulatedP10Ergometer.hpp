@@ -3,6 +3,7 @@
 #include <string>
 
 #include "simulators/SimulatedDevice.hpp"
+#include "simulators/devices/pedalling.hpp"
 #include "simulators/physics/Cuff.hpp"
 #include "simulators/physics/Pedals.hpp"
 
@@ -20,6 +21,8 @@ namespace tarsil::simulators {
 class SimulatedP10Ergometer : public SimulatedDevice {
  public:
   std::string status() const override;
+  Truth truth() const override { return truthOf(pedals_); }
+  bool press(Button button) override { return pressOn(pedals_, button); }
 
  protected:
   SimulatedP10Ergometer(std::string model, std::string startCommand, Patient& patient);

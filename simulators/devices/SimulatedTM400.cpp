@@ -24,13 +24,28 @@ bool checkByteIsRight(ByteView frame) {
 }  // namespace
 
 SimulatedTM400::SimulatedTM400(Patient& patient)
-    : SimulatedDevice("TM-400V2", 4800, patient), speed_(10.0), grade_(1.0) {}
+    : SimulatedDevice("TM-400V2", 4800, patient), belt_(10.0, 1.0) {}
 
 std::string SimulatedTM400::status() const {
   std::array<char, 100> text{};
   std::snprintf(text.data(), text.size(), "belt %s, %.1f km/h, grade %.0f %%, unreadable bytes %d",
-                running_ ? "running" : "stopped", speed_.value() / 10, grade_.value(), unreadableBytes_);
+                belt_.isRunning() ? "running" : "stopped", belt_.speed() / 10, belt_.grade(),
+                unreadableBytes_);
   return text.data();
+}
+
+Truth SimulatedTM400::truth() const {
+  return {.exercise = Truth::Exercise::treadmill,
+          .actual = {.speed = belt_.speed() / 10, .grade = belt_.grade()},
+          .asked = {.speed = belt_.wantedSpeed() / 10, .grade = belt_.wantedGrade()},
+          .isRunning = belt_.isRunning()};
+}
+
+bool SimulatedTM400::press(Button button) {
+  if (button == Button::emergency) return false;
+  if (button == Button::start) belt_.pressStart();
+  if (button == Button::stop) belt_.pressStop();
+  return true;
 }
 
 void SimulatedTM400::onByte(std::uint8_t byte) {
@@ -51,10 +66,10 @@ void SimulatedTM400::onByte(std::uint8_t byte) {
 
 void SimulatedTM400::onFrame() {
   const bool isSwitch = frame_[1] == 0xE3 && frame_[2] == 0x10;
-  if (isSwitch) running_ = frame_[4] == 0x10;
-  if (frame_[1] == 0xE3 && frame_[3] == 0x61) wantedSpeed_ = frame_[4];
-  if (frame_[1] == 0xE4) grade_.setTarget(frame_[5]);
-  speed_.setTarget(running_ ? wantedSpeed_ : 0);
+  if (isSwitch && frame_[4] == 0x10) belt_.start();
+  if (isSwitch && frame_[4] != 0x10) belt_.stop();
+  if (frame_[1] == 0xE3 && frame_[3] == 0x61) belt_.setSpeed(frame_[4]);
+  if (frame_[1] == 0xE4) belt_.setGrade(frame_[5]);
 }
 
 void SimulatedTM400::onTime(Duration duration) {
@@ -63,9 +78,8 @@ void SimulatedTM400::onTime(Duration duration) {
     unreadableBytes_ += static_cast<int>(frame_.size());
     frame_.clear();
   }
-  speed_.advance(duration);
-  grade_.advance(duration);
-  patient().walk(speed_.value() / 10, grade_.value());
+  belt_.advance(duration);
+  patient().walk(belt_.speed() / 10, belt_.grade());
 }
 
 }  // namespace tarsil::simulators

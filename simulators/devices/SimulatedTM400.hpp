@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simulators/SimulatedDevice.hpp"
-#include "simulators/physics/Ramp.hpp"
+#include "simulators/physics/Belt.hpp"
 
 namespace tarsil::simulators {
 
@@ -14,6 +14,8 @@ class SimulatedTM400 final : public SimulatedDevice {
   explicit SimulatedTM400(Patient& patient);
 
   std::string status() const override;
+  Truth truth() const override;
+  bool press(Button button) override;
 
  private:
   void onByte(std::uint8_t byte) override;
@@ -23,10 +25,8 @@ class SimulatedTM400 final : public SimulatedDevice {
 
   Bytes frame_;
   Duration sinceLastByte_{};
-  Ramp speed_;  // tenths of km/h
-  Ramp grade_;  // percent
-  bool running_ = false;
-  int wantedSpeed_ = 0;
+  /// Tenths of km/h, percent.
+  Belt belt_;
   int unreadableBytes_ = 0;
 };
 

@@ -20,6 +20,9 @@ enum Command : std::uint8_t {
   requestGrade = 0xC2,
 };
 
+constexpr std::uint8_t beyondLimit = 0xBE;
+constexpr std::uint8_t disabled = 0xBF;
+
 bool isCommand(std::uint8_t byte) {
   return (byte >= start && byte <= setGrade) || byte == requestSpeed || byte == requestGrade;
 }
@@ -38,14 +41,28 @@ std::uint8_t acknowledgement(std::uint8_t command) {
 }  // namespace
 
 SimulatedTrackMaster::SimulatedTrackMaster(Patient& patient)
-    : SimulatedDevice("TrackMaster", 4800, patient), speed_(6.0), grade_(10.0) {}
+    : SimulatedDevice("TrackMaster", 4800, patient), belt_(6.0, 10.0) {}
 
 std::string SimulatedTrackMaster::status() const {
   std::array<char, 80> text{};
   std::snprintf(text.data(), text.size(), "belt %s, %.1f km/h, grade %.1f %%",
-                running_ ? "running" : "stopped", speed_.value() / 10 * kilometresPerMile,
-                grade_.value() / 10);
+                belt_.isRunning() ? "running" : "stopped", belt_.speed() / 10 * kilometresPerMile,
+                belt_.grade() / 10);
   return text.data();
+}
+
+Truth SimulatedTrackMaster::truth() const {
+  return {.exercise = Truth::Exercise::treadmill,
+          .actual = {.speed = belt_.speed() / 10 * kilometresPerMile, .grade = belt_.grade() / 10},
+          .asked = {.speed = belt_.wantedSpeed() / 10 * kilometresPerMile, .grade = belt_.wantedGrade() / 10},
+          .isRunning = belt_.isRunning()};
+}
+
+bool SimulatedTrackMaster::press(Button button) {
+  if (button == Button::emergency) return false;
+  if (button == Button::start) belt_.pressStart();
+  if (button == Button::stop) belt_.pressStop();
+  return true;
 }
 
 void SimulatedTrackMaster::onByte(std::uint8_t byte) {
@@ -57,27 +74,26 @@ void SimulatedTrackMaster::onByte(std::uint8_t byte) {
 }
 
 void SimulatedTrackMaster::onCommand() {
-  if (refusal()) return send(Bytes{static_cast<std::uint8_t>(*refusal() == "BE" ? 0xBE : 0xBF)});
+  if (refusal()) return send(Bytes{static_cast<std::uint8_t>(*refusal() == "BE" ? beyondLimit : disabled)});
 
   int value = 0;
   for (std::size_t i = 1; i < command_.size(); ++i) {
     const int digit = command_[i] - '0';
-    if (digit < 0 || digit > 9) return send(Bytes{0xBE});
+    if (digit < 0 || digit > 9) return send(Bytes{beyondLimit});
     value = value * 10 + digit;
   }
-  obey(command_.front(), value);
+  const std::uint8_t command = command_.front();
+  if (command == requestSpeed) return report(0xD1, belt_.speed());
+  if (command == requestGrade) return report(0xD2, belt_.grade());
+  send(Bytes{obey(command, value) ? acknowledgement(command) : disabled});
 }
 
-void SimulatedTrackMaster::obey(std::uint8_t command, int value) {
-  if (command == requestSpeed) return report(0xD1, speed_.value());
-  if (command == requestGrade) return report(0xD2, grade_.value());
-
-  if (command == start) running_ = true;
-  if (command == stop) running_ = false;
-  if (command == setSpeed) wantedSpeed_ = value;
-  if (command == setGrade) grade_.setTarget(value);
-  speed_.setTarget(running_ ? wantedSpeed_ : 0);
-  send(Bytes{acknowledgement(command)});
+bool SimulatedTrackMaster::obey(std::uint8_t command, int value) {
+  if (command == start) return belt_.start();
+  if (command == setSpeed) return belt_.setSpeed(value);
+  if (command == setGrade) return belt_.setGrade(value);
+  belt_.stop();
+  return true;
 }
 
 void SimulatedTrackMaster::report(std::uint8_t code, double tenths) {
@@ -89,9 +105,8 @@ void SimulatedTrackMaster::report(std::uint8_t code, double tenths) {
 }
 
 void SimulatedTrackMaster::onTime(Duration duration) {
-  speed_.advance(duration);
-  grade_.advance(duration);
-  patient().walk(speed_.value() / 10 * kilometresPerMile, grade_.value() / 10);
+  belt_.advance(duration);
+  patient().walk(belt_.speed() / 10 * kilometresPerMile, belt_.grade() / 10);
 }
 
 }  // namespace tarsil::simulators

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "simulators/SimulatedDevice.hpp"
-#include "simulators/physics/Ramp.hpp"
+#include "simulators/physics/Belt.hpp"
 
 namespace tarsil::simulators {
 
 /// A TrackMaster treadmill, 4800 baud: one command byte, values as ASCII digits (speed in tenths of a mile
 /// per hour, grade in tenths of a percent). Commands are acknowledged with B1 to B4, requests answered with
-/// D1 and D2. Refusal codes are "BE" (beyond the limit) and "BF" (disabled).
+/// D1 and D2. Held at the machine it answers start, speed and grade with BF. Refusal codes are "BE" (beyond
+/// the limit) and "BF" (disabled).
 ///
 /// Its driver never returns from a byte that is no code of the protocol, so noise makes a host hang, as it
 /// would with the real machine.
@@ -16,6 +17,8 @@ class SimulatedTrackMaster final : public SimulatedDevice {
   explicit SimulatedTrackMaster(Patient& patient);
 
   std::string status() const override;
+  Truth truth() const override;
+  bool press(Button button) override;
   std::vector<std::string> refusalCodes() const override { return {"BE", "BF"}; }
 
  private:
@@ -23,14 +26,13 @@ class SimulatedTrackMaster final : public SimulatedDevice {
   void onTime(Duration duration) override;
 
   void onCommand();
-  void obey(std::uint8_t command, int value);
+  /// False for what the machine refuses while it is held.
+  bool obey(std::uint8_t command, int value);
   void report(std::uint8_t code, double tenths);
 
   Bytes command_;
-  Ramp speed_;  // tenths of a mile per hour
-  Ramp grade_;  // tenths of a percent
-  bool running_ = false;
-  int wantedSpeed_ = 0;
+  /// Tenths of a mile per hour, tenths of a percent.
+  Belt belt_;
 };
 
 }  // namespace tarsil::simulators

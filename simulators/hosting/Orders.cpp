@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -21,6 +22,14 @@ std::vector<Way> waysNamed(const std::string& word) {
   if (word == "commands") return {Way::commands};
   if (word == "both") return {Way::replies, Way::commands};
   return {};
+}
+
+std::optional<SimulatedDevice::Button> buttonNamed(const std::string& word) {
+  using Button = SimulatedDevice::Button;
+  if (word == "start") return Button::start;
+  if (word == "stop") return Button::stop;
+  if (word == "emergency") return Button::emergency;
+  return std::nullopt;
 }
 
 }  // namespace
@@ -101,6 +110,15 @@ bool Orders::obeyOnDevice(const std::string& order, const std::string& argument)
     const auto mets = readDouble(argument);
     if (!mets || *mets < 1.0) return false;
     patient_.setEffort(*mets);
+  } else if (order == "press" || order == "release") {
+    const auto button = buttonNamed(argument);
+    return button && (order == "press" ? device_.press(*button) : device_.release(*button));
+  } else if (order == "unheard" && (argument == "stop" || argument == "go")) {
+    return device_.stopWhenUnheard(argument == "stop");
+  } else if (order == "history" && argument.empty()) {
+    for (const TruthAt& entry : device_.history()) std::puts(text(entry).c_str());
+    std::puts("");
+    std::fflush(stdout);
   } else if (order == "status" && argument.empty()) {
     std::puts(device_.status().c_str());
     std::fflush(stdout);

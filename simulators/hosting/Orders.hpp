@@ -10,13 +10,16 @@
 
 namespace tarsil::simulators {
 
-/// Orders to a simulated device, one a line from a descriptor (standard input, say): "silence on", "silence
-/// off", "noise on", "noise off", "drop", "refuse CODE", "accept", "effort METS", "status", "quit"; and to
-/// its cable: "disconnect", "connect", "mute WAY", "unmute WAY", and "lose WAY", "double WAY", "change WAY",
-/// "add WAY" for one byte of the next message, where WAY is "replies", "commands" or "both". "status" is
-/// answered with one line on standard output, and so is "connect", with the path of the terminal that the
-/// device is at now; an order that is not understood with one on standard error. The end of the orders, or
-/// "quit", stops the main run loop.
+/// Orders to a simulated device, one a line from a descriptor (standard input, say). To the device: "silence
+/// on", "silence off", "noise on", "noise off", "drop", "refuse CODE", "accept", "effort METS", "press
+/// BUTTON", "release emergency", "unheard stop", "unheard go", "status", "history". To its cable:
+/// "disconnect", "connect", "mute WAY", "unmute WAY", and for one byte of the next message "lose WAY",
+/// "double WAY", "change WAY", "add WAY". BUTTON is "start", "stop" or "emergency", WAY is "replies",
+/// "commands" or "both".
+///
+/// Standard output gets a line for "status", one with the path of its new terminal for "connect", and one for
+/// each entry of "history" with an empty one after the last; an order that is not understood gets a line on
+/// standard error. The end of the orders, or "quit", stops the main run loop.
 class Orders {
  public:
   /// The descriptor must not block its writer for ever and stays the caller's; everything else must outlive

@@ -72,7 +72,7 @@ bool PseudoTerminal::isOpenElsewhere() {
       inotify_event event{};
       std::memcpy(&event, events.data() + at, sizeof event);
       if ((event.mask & IN_OPEN) != 0 && openers_++ == 0) discardUnread();
-      if ((event.mask & IN_CLOSE) != 0 && openers_ > 0) --openers_;
+      if ((event.mask & IN_CLOSE) != 0 && openers_ > 0 && --openers_ == 0) discardUnread();
     }
   }
   return openers_ > 0;

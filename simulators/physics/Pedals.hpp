@@ -11,9 +11,22 @@ namespace tarsil::simulators {
 /// follows the wanted power.
 class Pedals {
  public:
-  void start() { setRunning(true); }
+  /// Does nothing while the machine itself has stopped the exercise.
+  void start() {
+    if (!stopped_) setRunning(true);
+  }
   void stop() { setRunning(false); }
   bool isRunning() const { return running_; }
+
+  /// @name The machine's own buttons
+  /// @{
+  void pressStop() {
+    stopped_ = true;
+    stop();
+  }
+  /// Gives the exercise back to the host.
+  void pressStart() { stopped_ = false; }
+  /// @}
 
   /// watts
   void setPower(double power) {
@@ -21,6 +34,8 @@ class Pedals {
     setRunning(running_);
   }
   double power() const { return power_.value(); }
+  /// What the host has asked for last, whether the exercise runs or not.
+  double wantedPower() const { return wanted_; }
   /// Revolutions per minute, with a rider's unevenness taken from a number evenly spread over 32 bits.
   int rate(std::uint32_t random) const {
     const int steady = static_cast<int>(rate_.value());
@@ -43,6 +58,7 @@ class Pedals {
   Ramp rate_{15.0};   // rpm/s
   double wanted_ = 0.0;
   bool running_ = false;
+  bool stopped_ = false;
 };
 
 }  // namespace tarsil::simulators

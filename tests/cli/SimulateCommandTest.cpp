@@ -87,6 +87,7 @@ class Listener {
 const Bytes startBelt{0xA1};
 const Bytes requestSpeed{0xC1};
 constexpr std::uint8_t started = 0xB1;
+constexpr std::uint8_t disabled = 0xBF;
 const Bytes standing{0xD1, '0', '0', '0', '0'};
 
 class SimulatedCableTest : public testing::TestWithParam<const char*> {};
@@ -120,6 +121,32 @@ TEST(SimulateCommandTest, ObeysOrdersToTheCable) {
   EXPECT_EQ(host.read(standing.size()), standing);
 }
 
+TEST(SimulateCommandTest, WhatWasStoppedAtTheMachineStandsUntilItIsStartedThere) {
+  SimulatedProcess device("TrackMaster");
+  const Listener host(device.path());
+  host.ask(startBelt);
+  EXPECT_THAT(host.read(1), ElementsAre(started));
+  device.order("press stop");
+  device.waitFor("belt stopped");
+  host.ask(startBelt);
+  EXPECT_THAT(host.read(1), ElementsAre(disabled));
+  device.order("press start");
+  device.status();
+  host.ask(startBelt);
+  EXPECT_THAT(host.read(1), ElementsAre(started));
+
+  device.order("history");
+  std::vector<std::string> states;
+  for (std::string line = device.program().readLine(); !line.empty(); line = device.program().readLine()) {
+    states.push_back(line.substr(line.find(", ")));
+  }
+  const std::string standing = ", asked 0.0 km/h 0.0 %, actual 0.0 km/h 0.0 %, ";
+  EXPECT_THAT(states, ElementsAre(standing + "stopped", standing + "running", standing + "stopped",
+                                  standing + "running"));
+  device.order("press emergency");
+  EXPECT_EQ(device.program().wait().errors, "not an order: press emergency\n");
+}
+
 TEST(SimulateCommandTest, AListenerHearsNothingOfTheTimeBeforeItOpened) {
   SimulatedProcess device("TrackMaster", {"--cable", "wire"});
   {
@@ -127,6 +154,9 @@ TEST(SimulateCommandTest, AListenerHearsNothingOfTheTimeBeforeItOpened) {
     host.ask(startBelt);
     host.waitForAnswer();
   }
+  // Its loop has gone round, and seen the port closed, between the two.
+  device.status();
+  device.status();
   const Listener next(device.path());
   next.ask(requestSpeed);
   EXPECT_EQ(next.read(standing.size()), standing);
