@@ -27,6 +27,7 @@ ScriptedTerminal::ScriptedTerminal(const TerminalAttributes& initial) : attribut
 
 ScriptedTerminal::~ScriptedTerminal() {
   closeDeviceEnd();
+  arrivals_.reset();
   if (portEnd_ != closed) ::close(portEnd_);
 }
 
@@ -45,6 +46,7 @@ void ScriptedTerminal::feedSocket() {
   while (!backlog_.empty() && deviceEnd_ != closed) {
     const Bytes& message = backlog_.front();
     if (::send(deviceEnd_, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) return;
+    arrivals_->announce();
     backlog_.pop_front();
   }
 }
@@ -90,7 +92,9 @@ void ScriptedTerminal::comeBack() {
 
 void ScriptedTerminal::closeDeviceEnd() {
   backlog_.clear();
-  if (deviceEnd_ != closed) ::close(std::exchange(deviceEnd_, closed));
+  if (deviceEnd_ == closed) return;
+  ::close(std::exchange(deviceEnd_, closed));
+  arrivals_->announce();
 }
 
 void ScriptedTerminal::failNext(Call call, int errorNumber) {
@@ -187,6 +191,7 @@ int ScriptedTerminal::open(const std::string& path) {
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) != 0) return -1;
   portEnd_ = ends[0];
   deviceEnd_ = ends[1];
+  arrivals_.emplace(portEnd_);
   return portEnd_;
 }
 
@@ -278,6 +283,7 @@ int ScriptedTerminal::close(int descriptor) {
   const int cue = begin(Call::close);
   if (isStray(descriptor)) return failed(EBADF);
   closeDeviceEnd();
+  arrivals_.reset();
   ::close(std::exchange(portEnd_, closed));
   return cue == 0 ? 0 : failed(cue);
 }

@@ -6,10 +6,12 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tarsil/platform/Terminal.hpp"
+#include "tarsil/runtime/AnnouncedDescriptor.hpp"
 #include "tarsil/support/bytes.hpp"
 
 namespace tarsil {
@@ -125,6 +127,8 @@ class ScriptedTerminal : public Terminal {
   mutable std::mutex mutex_;
   int portEnd_ = closed;
   int deviceEnd_ = closed;
+  /// Of the port's end, while it is open.
+  std::optional<AnnouncedDescriptor> arrivals_;
   bool vanished_ = false;
   std::string openedPath_;
   TerminalAttributes attributes_;

@@ -17,9 +17,11 @@
 namespace tarsil {
 namespace {
 
-// The system numbers a process's threads, the first one like the process.
+// The system numbers a process's threads, the first one like the process. Asked once a thread: every call
+// that is handed to the main thread wants to know.
 bool isFirstThread() {
-  return gettid() == getpid();
+  static thread_local const bool isFirst = gettid() == getpid();
+  return isFirst;
 }
 
 }  // namespace
@@ -117,6 +119,7 @@ std::shared_ptr<detail::Reactor> RunLoop::Implementation::reactor() const {
 RunLoop::Implementation::Ended RunLoop::Implementation::run(const std::function<bool()>& condition,
                                                             Clock::Instant end) {
   const Run run(*this);
+  lookAround();
   const auto ended = [&]() -> std::optional<Ended> {
     if (condition && condition()) return Ended::conditionHeld;
     if (run.isStopped()) return Ended::stopped;
@@ -142,12 +145,17 @@ void RunLoop::Implementation::stop() {
 }
 
 void RunLoop::Implementation::processDue() {
+  lookAround();
   beginRound();
   while (const Work due = takeDue()) due();
 }
 
 bool RunLoop::Implementation::isOnItsThread() const {
   return isMain_ ? isFirstThread() : std::this_thread::get_id() == thread_;
+}
+
+void RunLoop::Implementation::lookAround() {
+  if (auto* virtualTime = VirtualTime::Implementation::current()) virtualTime->lookAround();
 }
 
 void RunLoop::Implementation::beginRound() {

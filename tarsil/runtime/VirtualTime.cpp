@@ -16,6 +16,10 @@ namespace {
 
 std::atomic<VirtualTime::Implementation*> existing = nullptr;
 
+/// The machine's clock does not share this one: how much of this one may pass before its news are looked for
+/// again.
+constexpr Duration betweenLooks = std::chrono::milliseconds(100);
+
 std::chrono::system_clock::time_point aDayLikeAnyOther() {
   std::tm day{};
   day.tm_year = 2024 - 1900;
@@ -38,10 +42,12 @@ VirtualTime::VirtualTime(std::chrono::system_clock::time_point wallStart)
 VirtualTime::~VirtualTime() = default;
 
 void VirtualTime::settle() {
+  implementation_->lookAround();
   implementation_->settle();
 }
 
 void VirtualTime::advance(Duration duration) {
+  implementation_->lookAround();
   implementation_->advanceTo(detail::after(implementation_->now(), duration));
 }
 
@@ -93,19 +99,27 @@ bool VirtualTime::Implementation::jump(Clock::Instant end) {
   const auto next = withFirstAlarm().firstAlarm();
   const bool rings = next && next->at <= end;
   clock_->moveTo(std::max(now(), rings ? next->at : end));
+  if (now() >= nextLook_) lookAround();
   return rings;
+}
+
+void VirtualTime::Implementation::lookAround() {
+  main_->lookAround();
+  background_->lookAround();
+  nextLook_ = detail::after(now(), betweenLooks);
 }
 
 bool VirtualTime::Implementation::hasAlarm() const {
   return withFirstAlarm().firstAlarm().has_value();
 }
 
-bool VirtualTime::Implementation::waitForDescriptor() const {
+bool VirtualTime::Implementation::waitForDescriptor() {
   auto descriptors = main_->armedDescriptors();
   const auto others = background_->armedDescriptors();
   descriptors.insert(descriptors.end(), others.begin(), others.end());
   if (descriptors.empty()) return false;
   poll(descriptors.data(), descriptors.size(), -1);
+  lookAround();
   return true;
 }
 

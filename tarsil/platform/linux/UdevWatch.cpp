@@ -29,7 +29,7 @@ std::shared_ptr<UdevWatch> UdevWatch::begin(SerialDeviceRegistry::Watcher watche
     return nullptr;
   }
   auto watch = std::make_shared<UdevWatch>(std::move(context), std::move(monitor), std::move(watcher));
-  watch->watch_ = watch->loop_->watch(watch->descriptor_, watch);
+  watch->watch_ = watch->loop_->watch(watch->descriptor_, watch, detail::Reactor::Writer::machine);
   return watch;
 }
 

@@ -31,12 +31,14 @@ void Reactor::unschedule(const Alarm& alarm) {
   alarmsChanged();
 }
 
-std::optional<Reactor::WatchId> Reactor::watch(int descriptor, std::shared_ptr<Watcher> watcher) {
+std::optional<Reactor::WatchId> Reactor::watch(int descriptor, std::shared_ptr<Watcher> watcher,
+                                               Writer writer) {
   const std::lock_guard lock(mutex_);
   if (abandoned_) return std::nullopt;
   const WatchId id = nextWatch_++;
   if (!epoll_.addOnce(descriptor, id)) return std::nullopt;
-  watches_.emplace(id, Watch{descriptor, std::move(watcher)});
+  auto arrivals = writer == Writer::machine ? machineNews_ : Arrivals::announcedFor(descriptor);
+  watches_.emplace(id, Watch{descriptor, std::move(watcher), std::move(arrivals)});
   return id;
 }
 

@@ -12,6 +12,7 @@
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/runtime/DispatchQueue.hpp"
 #include "tarsil/runtime/detail/Alarm.hpp"
+#include "tarsil/runtime/detail/Arrivals.hpp"
 #include "tarsil/runtime/detail/Epoll.hpp"
 #include "tarsil/runtime/detail/Watcher.hpp"
 
@@ -40,9 +41,12 @@ class Reactor {
   void unschedule(const Alarm& alarm);
 
   using WatchId = Epoll::Id;
+  /// Who writes to a descriptor: the machine's news need not be in time on a clock that is not the machine's.
+  enum class Writer { anybody, machine };
   /// Reports the descriptor once, as soon as it is readable. None for a descriptor that the system cannot
   /// wait for (a regular file); any other failure stops the process.
-  std::optional<WatchId> watch(int descriptor, std::shared_ptr<Watcher> watcher);
+  std::optional<WatchId> watch(int descriptor, std::shared_ptr<Watcher> watcher,
+                               Writer writer = Writer::anybody);
   /// Reports it once more.
   void rearm(WatchId id);
   void unwatch(WatchId id);
@@ -57,7 +61,7 @@ class Reactor {
   std::size_t workCount() const;
   std::size_t watchCount() const;
 
-  /// When, and as the how manieth of all that were made, the next alarm rings.
+  /// When, and in which place among all that were ever made, the next alarm rings.
   struct AlarmKey {
     Clock::Instant at;
     std::uint64_t order;
@@ -74,6 +78,8 @@ class Reactor {
   struct Watch {
     int descriptor;
     std::shared_ptr<Watcher> watcher;
+    /// Null where anything may come at any time.
+    std::shared_ptr<Arrivals> arrivals;
     /// False from a report until the next `rearm`.
     bool armed = true;
   };
@@ -96,6 +102,7 @@ class Reactor {
 
   mutable std::mutex mutex_;
   std::map<WatchId, Watch> watches_;
+  const std::shared_ptr<Arrivals> machineNews_ = std::make_shared<Arrivals>();
   /// Knows every watched descriptor under its id, armed for one report.
   Epoll epoll_;
 

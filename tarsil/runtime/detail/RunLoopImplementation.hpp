@@ -37,6 +37,7 @@ class RunLoop::Implementation {
   class Run;
 
   bool isOnItsThread() const;
+  static void lookAround();
   void beginRound();
   Work takeDue();
   bool waitUntil(Clock::Instant end) const;

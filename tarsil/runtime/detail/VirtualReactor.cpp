@@ -1,7 +1,5 @@
 #include "tarsil/runtime/detail/VirtualReactor.hpp"
 
-#include <poll.h>
-
 #include <utility>
 
 namespace tarsil::detail {
@@ -9,19 +7,32 @@ namespace tarsil::detail {
 VirtualReactor::VirtualReactor(std::shared_ptr<const VirtualClock> clock) : clock_(std::move(clock)) {}
 
 Work VirtualReactor::takeReadable() {
-  std::optional<WatchId> first;
-  {
-    const std::lock_guard lock(mutex_);
-    for (const auto& [id, watch] : watches_) {
-      // Each descriptor is asked itself: poll waits for bytes that a terminal has in transit, epoll may miss
-      // them.
-      pollfd state{watch.descriptor, POLLIN, 0};
-      if (!watch.armed || poll(&state, 1, 0) <= 0) continue;
-      first = id;
-      break;
-    }
-  }
+  const auto first = firstReadable();
   return first ? takeReport(*first) : Work();
+}
+
+// Asks for all with one call, and for those only that may have something to read. It is poll that is asked:
+// it waits for bytes that a terminal has in transit, epoll may miss them.
+std::optional<Reactor::WatchId> VirtualReactor::firstReadable() {
+  const std::lock_guard lock(mutex_);
+  asked_.clear();
+  askedIds_.clear();
+  for (const auto& [id, watch] : watches_) {
+    if (!watch.armed || (watch.arrivals && !watch.arrivals->mayHaveCome())) continue;
+    asked_.push_back({watch.descriptor, POLLIN, 0});
+    askedIds_.push_back(id);
+    if (watch.arrivals) watch.arrivals->beginAsking();
+  }
+  if (asked_.empty() || poll(asked_.data(), asked_.size(), 0) <= 0) return std::nullopt;
+
+  std::optional<WatchId> first;
+  for (std::size_t i = 0; i < asked_.size(); ++i) {
+    if (asked_[i].revents == 0) continue;
+    if (!first) first = askedIds_[i];
+    // One chunk is taken at a time, so there may be more behind it.
+    if (const auto& arrivals = watches_.at(askedIds_[i]).arrivals) arrivals->announce();
+  }
+  return first;
 }
 
 std::vector<pollfd> VirtualReactor::armedDescriptors() const {

@@ -1,12 +1,12 @@
 #pragma once
 
+#include <poll.h>
+
 #include <memory>
 #include <vector>
 
 #include "tarsil/runtime/detail/Reactor.hpp"
 #include "tarsil/runtime/detail/VirtualClock.hpp"
-
-struct pollfd;
 
 namespace tarsil::detail {
 
@@ -19,6 +19,8 @@ class VirtualReactor final : public Reactor {
   bool isVirtual() const override { return true; }
   /// Descriptors that are readable at the same time come in the order in which they were first watched.
   Work takeReadable() override;
+  /// The machine may have news.
+  void lookAround() { machineNews_->announce(); }
 
   using Reactor::drop;
 
@@ -29,7 +31,12 @@ class VirtualReactor final : public Reactor {
   void workIsDue(bool) override {}
   void firstAlarmIsAt(Clock::Instant) override {}
 
+  std::optional<WatchId> firstReadable();
+
   const std::shared_ptr<const VirtualClock> clock_;
+  /// What `firstReadable` asks, kept for the room that it takes.
+  std::vector<pollfd> asked_;
+  std::vector<WatchId> askedIds_;
 };
 
 }  // namespace tarsil::detail

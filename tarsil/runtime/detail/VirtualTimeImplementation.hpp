@@ -34,11 +34,16 @@ class VirtualTime::Implementation {
   /// Moves the clock to the next alarm, or to `end` when none rings until then. False for `end`.
   bool jump(Clock::Instant end);
   bool hasAlarm() const;
+  /// Somebody moves the time: the machine may have had news meanwhile.
+  void lookAround();
+
   /// Waits, in the machine's time, until a descriptor is readable. False when none is watched.
-  bool waitForDescriptor() const;
+  bool waitForDescriptor();
 
  private:
   detail::Reactor& withFirstAlarm() const;
+
+  Clock::Instant nextLook_ = Clock::Instant::min();
 
   const std::chrono::system_clock::time_point wallStart_;
   const std::shared_ptr<detail::VirtualClock> clock_ = std::make_shared<detail::VirtualClock>();
