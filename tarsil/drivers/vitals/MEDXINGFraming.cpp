@@ -10,17 +10,18 @@ constexpr std::size_t markPosition = 4;
 constexpr std::size_t markSize = 2;
 constexpr std::size_t shortest = 9;
 constexpr std::size_t longest = 32;
+constexpr std::size_t agreeingFrames = 3;
 
 bool isMark(ByteView kept, std::size_t position) {
   return kept[position] == 0x23 && kept[position + 1] == 0x95;
 }
 
 /// A frame has no check and says nothing of its length, and one that has lost a byte would give the pulse for
-/// the saturation. So its length is learnt, from three marks at equal distances, and a frame counts when the
-/// next one's mark comes exactly where it belongs: one frame late.
+/// the saturation. So its length is learnt, from marks at equal distances, and a frame counts when the next
+/// one's mark comes exactly where it belongs: one frame late.
 class MEDXINGFraming final : public ReplyFraming {
  public:
-  MEDXINGFraming() : ReplyFraming(markPosition + 2 * longest + markSize) {}
+  MEDXINGFraming() : ReplyFraming(markPosition + agreeingFrames * longest + markSize) {}
 
  private:
   std::optional<Found> find(ByteView kept) override {
@@ -37,7 +38,9 @@ class MEDXINGFraming final : public ReplyFraming {
 
   static std::optional<std::size_t> learntLength(ByteView kept, std::size_t mark) {
     for (std::size_t length = shortest; length <= longest; ++length) {
-      if (isMarkBefore(kept, mark, length) && isMarkBefore(kept, mark - length, length)) return length;
+      std::size_t frames = 0;
+      while (frames < agreeingFrames && isMarkBefore(kept, mark - frames * length, length)) ++frames;
+      if (frames == agreeingFrames) return length;
     }
     return std::nullopt;
   }
