@@ -85,6 +85,8 @@ struct ExerciseFacts {
   Stated<float> speedUnit;
   Stated<float> gradeUnit;
   Stated<bool> reportsPedalRate;
+  /// It tells that it accepted a command with `successfully`.
+  Stated<bool> reportsAcknowledgements;
   /// It answers `deviceState()` with `deviceIsReadyWithIsReady`.
   Stated<bool> reportsReadiness;
   /// It tells that it refused a command with `onErrorWithCode`.

@@ -88,6 +88,7 @@ DeviceModel model(std::int64_t kind, LoadReport loadReport) {
                               .speedUnit = 1,
                               .gradeUnit = 1,
                               .reportsPedalRate = false,
+                              .reportsAcknowledgements = false,
                               .reportsReadiness = false,
                               .reportsRefusals = false,
                               .answersPressure = false,

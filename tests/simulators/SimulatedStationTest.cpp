@@ -5,9 +5,11 @@
 
 #include <chrono>
 
+#include "simulators/devices/simulatedDevices.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
+#include "tarsil/station/standardCatalogue.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
 #include "tests/simulators/simulatedTime.hpp"
@@ -21,6 +23,14 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+
+TEST(SimulatedDevices, ThereIsOneForEveryModelWithALine) {
+  std::vector<std::string> models;
+  for (const auto& model : standardCatalogue().models()) {
+    if (model.makeFraming) models.push_back(model.name);
+  }
+  EXPECT_THAT(simulatedModels(), testing::UnorderedElementsAreArray(models));
+}
 
 /// The real library, facade to terminal, against simulated devices in this process. Everything that lives as
 /// long as the process is made once.

@@ -11,6 +11,7 @@
 #include "tarsil/drivers/vitals/BPDevice.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
+#include "tarsil/station/standardCatalogue.hpp"
 
 namespace tarsil {
 namespace {
@@ -23,6 +24,12 @@ std::vector<std::string> namesOf(const std::optional<StressECGDeviceManager::Dev
   return names;
 }
 
+std::vector<std::string> namesOf(const std::vector<DeviceModel>& models) {
+  std::vector<std::string> names;
+  for (const auto& model : models) names.push_back(model.name);
+  return names;
+}
+
 TEST(ShareTest, IsOneManagerForEverybody) {
   auto& manager = StressECGDeviceManager::share();
   EXPECT_EQ(&manager, &StressECGDeviceManager::share());
@@ -31,12 +38,10 @@ TEST(ShareTest, IsOneManagerForEverybody) {
 
 TEST(ShareTest, OffersTheRealDevices) {
   auto& manager = StressECGDeviceManager::share();
-  EXPECT_THAT(namesOf(manager.getDeviceByType("Treadmill")),
-              ElementsAre("TM-400V2", "LodeOEMTreadmill", "LodeTreadmill", "TrackMaster"));
-  EXPECT_THAT(
-      namesOf(manager.getDeviceByType("Ergometer")),
-      ElementsAre("KivBicycle", "Ergometer38K4", "ErgolineK2.4P10", "ErgosanaK4.8P10", "ErgometricsK2.4P3"));
-  EXPECT_THAT(namesOf(manager.getSpO2Devices()), ElementsAre("MEDXINGPort"));
+  const auto catalogue = standardCatalogue();
+  EXPECT_EQ(namesOf(manager.getDeviceByType("Treadmill")), namesOf(catalogue.treadmills));
+  EXPECT_EQ(namesOf(manager.getDeviceByType("Ergometer")), namesOf(catalogue.ergometers));
+  EXPECT_EQ(namesOf(manager.getSpO2Devices()), namesOf(catalogue.oximeters));
 }
 
 TEST(ShareTest, MakesARealMonitorForItsPort) {

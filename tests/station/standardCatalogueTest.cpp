@@ -127,6 +127,7 @@ TEST(StandardCatalogue, StatesTheFactsOfEveryModel) {
         row +=
             ", units " + std::to_string(int(facts->speedUnit)) + " " + std::to_string(int(facts->gradeUnit));
       if (facts->reportsPedalRate) row += ", pedal rate";
+      if (facts->reportsAcknowledgements) row += ", acknowledgements";
       if (facts->reportsReadiness) row += ", readiness";
       if (facts->reportsRefusals) row += ", refusals";
       if (facts->answersPressure) row += ", pressure";
@@ -144,7 +145,7 @@ TEST(StandardCatalogue, StatesTheFactsOfEveryModel) {
           "Treadmill, LodeTreadmill, LodeTreadmill, speed 0 to 25.5 km/h, grade 0 to 25.5 %, power nothing, "
           "load current, units 10 10, refusals, poll 0 ms",
           "Treadmill, TrackMaster, TrackMaster, speed 0 and 0.7 to 19 km/h, grade 0 to 25 %, power nothing, "
-          "load current, readiness, refusals, poll 800 ms",
+          "load current, acknowledgements, readiness, refusals, poll 800 ms",
           "Ergometer, KivBicycle, KivBicycle, speed nothing, grade nothing, power nothing, load none, poll 0 "
           "ms",
           "Ergometer, Ergometer38K4, LodeErgometer38K4, speed nothing, grade nothing, power nothing, load "

@@ -16,6 +16,7 @@ class DevicesCommand final : public Command {
 
  private:
   bool json_ = false;
+  bool markdown_ = false;
 };
 
 }  // namespace tarsil::cli

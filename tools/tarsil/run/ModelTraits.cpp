@@ -1,44 +1,22 @@
 #include "tools/tarsil/run/ModelTraits.hpp"
 
-#include <array>
+#include "tarsil/station/standardCatalogue.hpp"
 
 namespace tarsil::cli {
-namespace {
 
-/// Tenths of km/h of a lower speed have one hexadecimal digit, which shifts all bytes behind it: a command
-/// that is lost, or one of another speed.
-constexpr float twoHexDigits = 1.6F;
-
-}  // namespace
-
-ModelTraits traitsOf(const std::string& model, StressDeviceType kind) {
-  using enum StressDeviceType;
-  static const std::array known{
-      ModelTraits{.model = "LodeTreadmill",
-                  .kind = Treadmill,
-                  .reportsLoad = true,
-                  .reportsFollow = true,
-                  .speedUnit = 10,
-                  .gradeUnit = 10},
-      ModelTraits{.model = "LodeOEMTreadmill",
-                  .kind = Treadmill,
-                  .reportsLoad = true,
-                  .speedUnit = 10,
-                  .slowest = twoHexDigits},
-      ModelTraits{.model = "TM-400V2", .kind = Treadmill, .slowest = twoHexDigits},
-      ModelTraits{.model = "TrackMaster", .kind = Treadmill, .reportsLoad = true, .reportsFollow = true},
-      ModelTraits{
-          .model = "ErgolineK2.4P10", .kind = Ergometer, .reportsLoad = true, .answersPressure = true},
-      ModelTraits{.model = "ErgosanaK4.8P10",
-                  .kind = Ergometer,
-                  .reportsLoad = true,
-                  .reportsFollow = true,
-                  .answersPressure = true},
-  };
-  for (const ModelTraits& traits : known) {
-    if (traits.model == model) return traits;
-  }
-  return {.model = model, .kind = kind};
+ModelTraits traitsOf(const std::string& name, StressDeviceType kind) {
+  ModelTraits traits{.model = name, .kind = kind};
+  const auto model = standardCatalogue().modelNamed(name);
+  if (!model || !model->exercise) return traits;
+  const ExerciseFacts& facts = *model->exercise;
+  traits.reportsLoad = facts.loadReport != LoadReport::none;
+  traits.reportsFollow = facts.loadReport == LoadReport::current;
+  traits.speedUnit = facts.speedUnit;
+  traits.gradeUnit = facts.gradeUnit;
+  // A driver that carries 0 refuses itself what is between.
+  if (facts.speed.carriesAnything() && !facts.speed.carriesZero()) traits.slowest = facts.speed.lowest();
+  traits.answersPressure = facts.answersPressure;
+  return traits;
 }
 
 }  // namespace tarsil::cli
