@@ -10,7 +10,7 @@
 #include "fuzz/receptions.hpp"
 #include "tarsil/codec/BinaryDecimalHex.hpp"
 #include "tarsil/codec/CRC16.hpp"
-#include "tarsil/drivers/treadmill/upperHexText.hpp"
+#include "tarsil/support/hexText.hpp"
 
 using namespace tarsil;
 

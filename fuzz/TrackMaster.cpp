@@ -7,9 +7,9 @@
 
 #include "fuzz/expect.hpp"
 #include "fuzz/receptions.hpp"
-#include "tarsil/drivers/treadmill/upperHexText.hpp"
 #include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/platform/UserFolders.hpp"
+#include "tarsil/support/hexText.hpp"
 
 using namespace tarsil;
 

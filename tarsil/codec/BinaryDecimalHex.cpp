@@ -5,13 +5,11 @@
 #include <limits>
 #include <stdexcept>
 
+#include "tarsil/support/hexText.hpp"
 #include "tarsil/support/utf8.hpp"
 
 namespace tarsil {
 namespace {
-
-constexpr std::string_view lowerDigits = "0123456789abcdef";
-constexpr std::string_view upperDigits = "0123456789ABCDEF";
 
 std::optional<unsigned> hexValue(char digit) {
   if (digit >= '0' && digit <= '9') return static_cast<unsigned>(digit - '0');
@@ -38,7 +36,7 @@ std::optional<char> digitOfGroup(std::string_view group) {
     if (binary != '0' && binary != '1') return std::nullopt;
     value = value * 2 + (binary == '1' ? 1 : 0);
   }
-  return upperDigits[value];
+  return upperHexDigit(value);
 }
 
 // The value of the hexadecimal digits that a piece of one or two characters begins with; none when it begins
@@ -104,13 +102,7 @@ std::optional<std::string> BinaryDecimalHex::getDataForString(ByteView data) {
 }
 
 std::string BinaryDecimalHex::hexStringFromData(ByteView data) {
-  std::string hex;
-  hex.reserve(data.size() * 2);
-  for (const std::uint8_t byte : data) {
-    hex += lowerDigits[byte >> 4];
-    hex += lowerDigits[byte & 0x0F];
-  }
-  return hex;
+  return lowerHexText(data);
 }
 
 std::optional<Bytes> BinaryDecimalHex::convertHexStrToData(std::string_view hex) {

@@ -1,16 +1,8 @@
 #include "tarsil/codec/Crc16Register.hpp"
 
-#include <string_view>
+#include "tarsil/support/hexText.hpp"
 
 namespace tarsil {
-namespace {
-
-std::string twoDigits(unsigned byte) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  return {digits[(byte >> 4) & 0x0F], digits[byte & 0x0F]};
-}
-
-}  // namespace
 
 void Crc16Register::add(std::uint8_t byte) {
   constexpr unsigned reflectedPolynomial = 0xA001;
@@ -22,7 +14,8 @@ void Crc16Register::add(std::uint8_t byte) {
 }
 
 std::array<std::string, 2> Crc16Register::text() const {
-  return {twoDigits(value_), twoDigits(value_ >> 8U)};
+  const std::array bytes{static_cast<std::uint8_t>(value_), static_cast<std::uint8_t>(value_ >> 8U)};
+  return {upperHexText(ByteView(bytes).first(1)), upperHexText(ByteView(bytes).last(1))};
 }
 
 }  // namespace tarsil

@@ -5,20 +5,19 @@
 #include <cstdint>
 #include <limits>
 #include <sstream>
-#include <string_view>
 #include <utility>
+
+#include "tarsil/support/hexText.hpp"
 
 namespace tarsil {
 namespace {
 
 // "<494e4954 0a0d>": groups of four bytes.
 std::string describe(const Bytes& bytes) {
-  constexpr std::string_view digits = "0123456789abcdef";
   std::string text = "<";
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     if (i > 0 && i % 4 == 0) text += ' ';
-    text += digits[bytes[i] >> 4U];
-    text += digits[bytes[i] & 0x0FU];
+    text += lowerHexText(ByteView(&bytes[i], 1));
   }
   return text + ">";
 }

@@ -4,7 +4,8 @@
 
 #include <functional>
 #include <stdexcept>
-#include <string_view>
+
+#include "tarsil/support/hexText.hpp"
 
 namespace tarsil {
 
@@ -19,12 +20,10 @@ Uuid Uuid::random() {
 }
 
 std::string Uuid::string() const {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string text;
   for (std::size_t i = 0; i < bytes_.size(); ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += digits[bytes_[i] >> 4U];
-    text += digits[bytes_[i] & 0x0FU];
+    text += upperHexText(ByteView(&bytes_[i], 1));
   }
   return text;
 }

@@ -1,6 +1,6 @@
 #include "tarsil/drivers/ergometer/ErgometricsP3.hpp"
 
-#include "tarsil/drivers/ergometer/powerDigits.hpp"
+#include "tarsil/drivers/ergometer/detail/powerDigits.hpp"
 
 namespace tarsil {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "tarsil/core/StressECGDeviceManager.hpp"
-#include "tarsil/drivers/ergometer/powerDigits.hpp"
+#include "tarsil/drivers/ergometer/detail/powerDigits.hpp"
 #include "tarsil/runtime/Timer.hpp"
 #include "tarsil/support/process.hpp"
 

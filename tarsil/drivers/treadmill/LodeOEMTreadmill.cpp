@@ -3,8 +3,7 @@
 #include <cstddef>
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
-#include "tarsil/drivers/treadmill/tokens.hpp"
-#include "tarsil/drivers/treadmill/upperHexText.hpp"
+#include "tarsil/support/hexText.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tarsil/support/process.hpp"
 #include "tarsil/support/truncation.hpp"

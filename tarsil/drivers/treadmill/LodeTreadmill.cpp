@@ -6,8 +6,7 @@
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
-#include "tarsil/drivers/treadmill/tokens.hpp"
-#include "tarsil/drivers/treadmill/upperHexText.hpp"
+#include "tarsil/support/hexText.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tarsil/support/process.hpp"
 #include "tarsil/support/truncation.hpp"

@@ -7,8 +7,7 @@
 
 #include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/SerialDriver.hpp"
-#include "tarsil/drivers/treadmill/LodeCrc.hpp"
-#include "tarsil/drivers/treadmill/ReplyEntries.hpp"
+#include "tarsil/drivers/treadmill/LodeFrames.hpp"
 
 namespace tarsil {
 

@@ -3,7 +3,7 @@
 #include "tarsil/codec/Crc16Register.hpp"
 #include "tarsil/core/ReplyFraming.hpp"
 #include "tarsil/drivers/treadmill/LodeTreadmill.hpp"
-#include "tarsil/drivers/treadmill/upperHexText.hpp"
+#include "tarsil/support/hexText.hpp"
 
 namespace tarsil {
 namespace {

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <span>
 
-#include "tarsil/drivers/treadmill/upperHexText.hpp"
 #include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/support/floatText.hpp"
+#include "tarsil/support/hexText.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tarsil/support/process.hpp"
 #include "tarsil/support/truncation.hpp"

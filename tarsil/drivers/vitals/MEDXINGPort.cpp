@@ -1,7 +1,7 @@
 #include "tarsil/drivers/vitals/MEDXINGPort.hpp"
 
 #include "tarsil/drivers/vitals/MEDXINGFrame.hpp"
-#include "tarsil/drivers/vitals/unimplementedInitializer.hpp"
+#include "tarsil/drivers/vitals/detail/unimplementedInitializer.hpp"
 
 namespace tarsil {
 namespace {

@@ -1,7 +1,7 @@
 #include "tarsil/drivers/vitals/SpO2Device.hpp"
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
-#include "tarsil/drivers/vitals/unimplementedInitializer.hpp"
+#include "tarsil/drivers/vitals/detail/unimplementedInitializer.hpp"
 #include "tarsil/support/process.hpp"
 
 namespace tarsil {

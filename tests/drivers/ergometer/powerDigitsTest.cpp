@@ -1,4 +1,4 @@
-#include "tarsil/drivers/ergometer/powerDigits.hpp"
+#include "tarsil/drivers/ergometer/detail/powerDigits.hpp"
 
 #include <gtest/gtest.h>
 

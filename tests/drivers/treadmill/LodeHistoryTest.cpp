@@ -21,7 +21,7 @@
 #include "tarsil/codec/Crc16Register.hpp"
 #include "tarsil/drivers/treadmill/LodeOEMTreadmill.hpp"
 #include "tarsil/drivers/treadmill/LodeTreadmill.hpp"
-#include "tarsil/drivers/treadmill/upperHexText.hpp"
+#include "tarsil/support/hexText.hpp"
 #include "tests/helpers/FatalStop.hpp"
 
 namespace tarsil {

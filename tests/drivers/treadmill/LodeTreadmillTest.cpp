@@ -15,7 +15,7 @@
 
 #include "TreadmillTest.hpp"
 #include "simulators/devices/acceptedReply.hpp"
-#include "tarsil/drivers/treadmill/upperHexText.hpp"
+#include "tarsil/support/hexText.hpp"
 
 namespace tarsil {
 namespace {

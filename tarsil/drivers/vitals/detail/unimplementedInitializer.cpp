@@ -1,4 +1,4 @@
-#include "tarsil/drivers/vitals/unimplementedInitializer.hpp"
+#include "tarsil/drivers/vitals/detail/unimplementedInitializer.hpp"
 
 #include <string>
 
