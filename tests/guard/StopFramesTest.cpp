@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/station/standardCatalogue.hpp"
+#include "tests/guard/GuardedSession.hpp"
 #include "tests/helpers/hex.hpp"
 
 namespace tarsil::detail {
@@ -19,7 +19,7 @@ class StopFramesTest : public testing::Test {
     return stopFramesOf(*standardCatalogue().modelNamed(model).value().makeDevice());
   }
 
-  VirtualTime time_;
+  StopFramesTest() { GuardedSession::time(); }
 };
 
 TEST_F(StopFramesTest, AreWhatTheDriverSends) {
@@ -42,7 +42,7 @@ TEST_F(StopFramesTest, LeaveNoTimerBehind) {
   const std::weak_ptr<KivStressDevice> gone = driver;
   stopFramesOf(*driver);
   driver.reset();
-  time_.settle();
+  GuardedSession::time().settle();
   EXPECT_TRUE(gone.expired());
 }
 

@@ -57,24 +57,28 @@ void GuardedStation::Implementation::exerciseOpened(const std::shared_ptr<ORSSer
   zeros_ = 0;
   clear(AlarmKind::portNotOpened);
   clear(AlarmKind::lineLost);
-  takeOverFromWatcher();
+  if (hostWatch_->isArmed()) {
+    Answer answer = Answer::accepted();
+    auto watcher = startWatcher(answer);
+    if (answer.isAccepted()) hostWatch_->setWatcher(std::move(watcher));
+  }
   // Whatever happened while the line was away: the stop comes first.
   if (state_ == State::stopping) return sendStop();
   if (detail::UnseenStops::contains(line_->identity())) {
     raise(AlarmKind::notSeenToStop, model_.name + " was not seen to stop before its port was closed");
-    beginStop();
+    return beginStop();
   }
+  if (std::exchange(earlierWatcherActed_, false)) beginStop();
 }
 
-/// A watcher that still stops the belt of a dead host hands the line and its duty over.
-void GuardedStation::Implementation::takeOverFromWatcher() {
-  if (!plan_.watcher || watcherAsked_) return;
-  watcherAsked_ = true;
-  const auto report = lastWatch(line_->identity());
+/// A watcher that still stops the belt of a dead host has the line locked, and hands it over with its duty.
+void GuardedStation::Implementation::takeLineOver() {
+  if (!plan_.watcher) return;
+  const auto report = takeLineFromWatcher(line_->identity());
   if (!report || report->cause == WatchReport::Cause::none) return;
+  earlierWatcherActed_ = true;
   emit(Source::station, WatcherActed{"the watcher process of an earlier host has sent the stop " +
                                      std::to_string(report->stopsSent) + " times"});
-  beginStop();
 }
 
 void GuardedStation::Implementation::exerciseLost() {

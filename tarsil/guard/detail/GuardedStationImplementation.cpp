@@ -82,10 +82,10 @@ detail::Line::Listener GuardedStation::Implementation::lineListener(Source sourc
               [weak, source](Clock::Instant at, Event::What what) {
                 const auto self = weak.lock();
                 if (!self) return;
-                const bool failed = std::holds_alternative<LineFailed>(what);
-                const std::string text = failed ? std::get<LineFailed>(what).text : std::string();
+                std::optional<LineFailed> failure;
+                if (const auto* failed = std::get_if<LineFailed>(&what)) failure = *failed;
                 self->emitAt(at, source, std::move(what));
-                if (failed) self->lineFailed(source, text);
+                if (failure) self->lineFailed(source, *failure);
               },
           .opened = {},
           .received = {},
@@ -119,6 +119,7 @@ void GuardedStation::Implementation::openExercise(const std::shared_ptr<const Se
   };
   line_->setListener(std::move(lines));
   asked(Source::exercise, Command::open);
+  takeLineOver();
   line_->open();
 }
 
@@ -184,13 +185,14 @@ detail::GuardedDriver::Listener GuardedStation::Implementation::driverListener(S
           .acknowledged = [this, source] { emit(source, Acknowledged{}); }};
 }
 
-void GuardedStation::Implementation::lineFailed(Source source, const std::string& text) {
-  if (source == Source::exercise) {
-    // On an open line a failed call is told, and what follows of it is seen by the other rules.
-    if (!line_->isOpen()) raise(AlarmKind::portNotOpened, text);
-    return;
+void GuardedStation::Implementation::lineFailed(Source source, const LineFailed& failure) {
+  if (source != Source::exercise) {
+    return raise(source == Source::monitor ? AlarmKind::monitorLost : AlarmKind::oximeterLost, failure.text);
   }
-  raise(source == Source::monitor ? AlarmKind::monitorLost : AlarmKind::oximeterLost, text);
+  // On an open line a failed call is told, and what follows of it is seen by the other rules.
+  if (line_->isOpen()) return;
+  raise(AlarmKind::portNotOpened, failure.text);
+  if (failure.reason == LineFailed::Reason::busy) takeLineOver();  // the next beat tries again
 }
 
 void GuardedStation::Implementation::updateOpening() {
@@ -205,6 +207,7 @@ void GuardedStation::Implementation::updateOpening() {
 void GuardedStation::Implementation::beat() {
   const auto self = shared_from_this();
   if (state_ == State::closed) return;
+  if (!std::exchange(hasBeaten_, true)) early_.clear();
   for (const auto& line : {line_, monitorLine_, oximeterLine_}) {
     if (line && state_ != State::closing) line->tick();
   }
@@ -250,9 +253,16 @@ void GuardedStation::Implementation::lookAfterAuxiliaries() {
 
 // Telling
 
+void GuardedStation::Implementation::onEvent(std::function<void(const Event&)> listener) {
+  const auto self = shared_from_this();
+  const auto added = listeners_.emplace_back(std::make_shared<const Listener>(std::move(listener)));
+  for (const Event& event : std::exchange(early_, {})) (*added)(event);
+}
+
 void GuardedStation::Implementation::emitAt(Clock::Instant at, Source source, Event::What what) {
   const auto self = shared_from_this();
   const Event event{at, source, std::move(what)};
+  if (listeners_.empty() && !hasBeaten_) early_.push_back(event);
   // A listener may add another, or drop them all.
   for (std::size_t i = 0; i < listeners_.size(); ++i) {
     const auto listener = listeners_[i];

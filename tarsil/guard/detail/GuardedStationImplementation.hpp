@@ -45,9 +45,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   /// The host lets go.
   void abandon();
 
-  void onEvent(std::function<void(const Event&)> listener) {
-    listeners_.push_back(std::make_shared<const Listener>(std::move(listener)));
-  }
+  void onEvent(std::function<void(const Event&)> listener);
   void emit(Source source, Event::What what) { emitAt(Clock::now(), source, std::move(what)); }
 
   Answer start();
@@ -89,7 +87,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   void lookAfterHost();
   void lookAfterAuxiliaries();
   void updateOpening();
-  void lineFailed(Source source, const std::string& text);
+  void lineFailed(Source source, const LineFailed& failure);
   void leave();
   void closeLines();
   void finishClosing();
@@ -97,7 +95,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   // The exercise device.
   void exerciseOpened(const std::shared_ptr<ORSSerialPort>& port);
   void exerciseLost();
-  void takeOverFromWatcher();
+  void takeLineOver();
   void poll();
   void loadReported(const Load& load);
   void judge(const Load& load);
@@ -157,7 +155,10 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   detail::Containment containment_;
   using Listener = std::function<void(const Event&)>;
   std::vector<std::shared_ptr<const Listener>> listeners_;
+  /// What happened before anybody listened, until the first beat.
+  std::vector<Event> early_;
   std::shared_ptr<Timer> beat_;
+  bool hasBeaten_ = false;
   State state_ = State::opening;
   bool wantsToClose_ = false;
   std::set<AlarmKind, HighestFirst> alarms_;
@@ -168,8 +169,8 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   std::optional<detail::GuardedDriver> driver_;
   detail::StopFrames stopFrames_;
   detail::LoadJudge judge_;
-  /// What an earlier watcher did on this line was asked for.
-  bool watcherAsked_ = false;
+  /// Its host died: whether the device stands has to be seen first.
+  bool earlierWatcherActed_ = false;
   std::shared_ptr<detail::HostWatch> hostWatch_ = std::make_shared<detail::HostWatch>();
   /// Where other threads send the stop; its own mutex, its own references.
   struct StopLine;

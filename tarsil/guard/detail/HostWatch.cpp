@@ -23,10 +23,7 @@ void HostWatch::arm(Duration heartbeat, std::function<void()> stop, std::unique_
   watcherLost_ = false;
   watcherActed_ = false;
   lastStop_.reset();
-  {
-    const std::lock_guard lock(watcherMutex_);
-    watcher_ = std::move(watcher);
-  }
+  setWatcher(std::move(watcher));
   alive();
   source_ =
       DispatchSource::timer(heartbeat / looks, heartbeat / looks, Duration::zero(), DispatchQueue::global());
@@ -34,6 +31,11 @@ void HostWatch::arm(Duration heartbeat, std::function<void()> stop, std::unique_
     if (const auto self = weak.lock()) self->look();
   });
   source_->resume();
+}
+
+void HostWatch::setWatcher(std::unique_ptr<Watcher> watcher) {
+  const std::lock_guard lock(watcherMutex_);
+  watcher_ = std::move(watcher);
 }
 
 void HostWatch::disarm() {

@@ -19,6 +19,8 @@ class HostWatch : public std::enable_shared_from_this<HostWatch> {
  public:
   /// `stop` sends the model's stop; it is called on a worker thread. `watcher` may be null. Main thread.
   void arm(Duration heartbeat, std::function<void()> stop, std::unique_ptr<Watcher> watcher);
+  /// The line is another one now, and with it its watcher. While armed; main thread.
+  void setWatcher(std::unique_ptr<Watcher> watcher);
   /// The belt was seen to stand. Main thread.
   void disarm();
   /// The host ends with the belt moving: the watcher acts at once. Main thread.
