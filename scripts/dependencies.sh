@@ -36,4 +36,4 @@ packages_tools=(libcli11-dev libfmt-dev nlohmann-json3-dev libsdbus-c++-dev pkg-
 packages_examples=(libglib2.0-dev libasio-dev qtbase5-dev)
 packages_test=(libgtest-dev libgmock-dev libumockdev-dev umockdev dbus-daemon)
 packages_clang=(clang libclang-rt-14-dev)
-packages_ci=("${packages_clang[@]}" clang-format clang-tidy ccache)
+packages_ci=("${packages_clang[@]}" clang-format clang-tidy ccache libbenchmark-dev)
