@@ -344,6 +344,30 @@ TEST_P(Framing, ForgetsAnIncompleteReplyWithItsLine) {
   EXPECT_THAT(host.takeCalls(), testing::IsEmpty());
 }
 
+class P10Framing : public Framing {};
+
+TEST_P(P10Framing, KeepsPressuresOfTwoMeasurementsApart) {
+  receive(text("U070\r"));
+  receive(text("U080\rB100\r"));
+  EXPECT_THAT(host.takeCalls(), testing::ElementsAre(ergometerPower(100)));
+  receive(text("O120\r"));
+  EXPECT_THAT(host.takeCalls(), testing::ElementsAre(bloodPressure(120, 80, 0)))
+      << "the last diastolic counts";
+  // Its diastolic was lost.
+  receive(text("O130\rB100\r"));
+  receive(text("U090\rB100\rO140\r"));
+  EXPECT_THAT(host.takeCalls(),
+              testing::ElementsAre(ergometerPower(100), ergometerPower(100), bloodPressure(140, 90, 0)));
+}
+
+TEST_P(P10Framing, NeedsThreeDigits) {
+  receive(text("B12\rB1200\rn1x0\rB120"));
+  EXPECT_THAT(host.takeCalls(), testing::IsEmpty());
+  EXPECT_GT(framing->failedChecks(), 0U);
+  receive(text("\r"));
+  EXPECT_THAT(host.takeCalls(), testing::ElementsAre(ergometerPower(120)));
+}
+
 std::vector<DeviceModel> serialModels() {
   auto models = standardCatalogue().models();
   std::erase_if(models, [](const DeviceModel& model) { return !model.makeFraming; });
@@ -351,6 +375,10 @@ std::vector<DeviceModel> serialModels() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Standard, Framing, testing::ValuesIn(serialModels()),
+                         [](const auto& model) { return model.param.className; });
+INSTANTIATE_TEST_SUITE_P(Standard, P10Framing,
+                         testing::Values(*standardCatalogue().modelNamed("ErgolineK2.4P10"),
+                                         *standardCatalogue().modelNamed("ErgosanaK4.8P10")),
                          [](const auto& model) { return model.param.className; });
 
 }  // namespace

@@ -60,11 +60,14 @@ class P10Framing final : public ReplyFraming {
   }
 
   // Fields are read from the start of all text that the driver has, and a measurement that it has been told
-  // of must come with the next reply: neither is left from before. The other half of a pressure is.
+  // of must come with the next reply: neither is left from before. A diastolic is: it is asked for when a
+  // measurement begins, and the systolic when it has ended. A systolic waits for the very next reply only;
+  // one whose diastolic was lost would meet that of the next measurement, and so would each one after it.
   void handOver(const Reply& reply, KivStressDevice& decoder, ORSSerialPort& port) const override {
     auto& ergometer = dynamic_cast<P10Ergometer&>(decoder);
     ergometer.result.clear();
     ergometer.isBPCommand = false;
+    if (reply.bytes[0] != 'U') ergometer.p10SBP.reset();
     ergometer.serialPortDidReceiveData(port, reply.bytes);
   }
 };
