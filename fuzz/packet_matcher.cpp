@@ -71,12 +71,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Input input(data, size);
   const Descriptor descriptor = descriptorFrom(input);
   const auto matcher = detail::PacketMatcher::make(descriptor);
+  const auto sparing = detail::PacketMatcher::make(descriptor);
   ORSSerialBuffer buffer(descriptor->maximumPacketLength());
   for (const std::uint8_t byte : input.rest()) {
     buffer.appendData({&byte, 1});
     const auto expected = shortestAcceptedTail(*descriptor, buffer.view());
     expect(descriptor->packetMatchingAtEndOfBuffer(buffer.view()) == expected);
     expect(matcher->append(byte) == expected);
+    const bool isUseless = sparing->useless({&byte, 1}) == 1;
+    expect((isUseless ? std::nullopt : sparing->append(byte)) == expected);
     if (expected) buffer.clearBuffer();
   }
   return 0;

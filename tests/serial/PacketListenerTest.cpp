@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <utility>
@@ -30,7 +32,10 @@ class PacketListenerTest : public testing::Test {
   }
 
   void receive(const char* bytes) {
-    for (const std::uint8_t byte : hex(bytes)) listener_.append(byte);
+    const Bytes chunk = hex(bytes);
+    listener_.begin(chunk);
+    for (std::size_t at = listener_.next(); at < chunk.size(); at = std::max(at + 1, listener_.next()))
+      listener_.append(chunk, at);
   }
 
   using Reported = std::pair<Bytes, Descriptor>;
@@ -97,6 +102,22 @@ TEST_F(PacketListenerTest, StoppingForgetsTheBytes) {
   EXPECT_THAT(listener_.descriptors(), ElementsAre(other, descriptor));
   receive("02");
   EXPECT_THAT(reported_, ElementsAre(Reported(hex("01 02"), other)));
+}
+
+TEST_F(PacketListenerTest, PassesOverBytesThatNoPacketBeginsWith) {
+  const Bytes chunk = hex("00 00 24 01 0d 00 00 31 00");
+  listener_.begin(chunk);
+  EXPECT_GE(listener_.next(), chunk.size()) << "nobody listens";
+  listener_.start(between("24", "0d"));
+  listener_.start(fixed("31 32"));
+  listener_.begin(chunk);
+  std::vector<std::size_t> seen;
+  for (std::size_t at = listener_.next(); at < chunk.size(); at = listener_.next()) {
+    seen.push_back(at);
+    listener_.append(chunk, at);
+  }
+  EXPECT_THAT(seen, ElementsAre(2, 3, 4, 7, 8));
+  EXPECT_EQ(reported_.size(), 1U);
 }
 
 TEST_F(PacketListenerTest, StoppingWhatDoesNotListenChangesNothing) {

@@ -1,4 +1,4 @@
-#include "tarsil/serial/detail/SequenceFinder.hpp"
+#include "tarsil/serial/detail/PacketMatcher.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

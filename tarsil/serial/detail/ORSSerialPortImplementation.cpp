@@ -24,6 +24,9 @@ namespace {
 /// The most that one read takes.
 constexpr std::size_t longestChunk = 1024;
 
+/// How often a handler reads at most before it lets others have the thread.
+constexpr int mostReads = 16;
+
 bool isAscii(const std::string& text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
@@ -283,11 +286,20 @@ int ORSSerialPort::Implementation::duplicateDescriptor() {
 }
 
 void ORSSerialPort::Implementation::readAvailable(const Line& line) {
-  if (openLine() != line) return;
   std::array<std::uint8_t, longestChunk> buffer;
-  // A read that fails or finds nothing is no news: polling the modem lines tells when the device is gone.
-  const ssize_t count = line->read(buffer.data(), buffer.size());
-  if (count > 0) received(Bytes(buffer.begin(), buffer.begin() + count));
+  for (int reads = 0; reads < mostReads && isReading(line); ++reads) {
+    // A read that fails or finds nothing is no news: polling the modem lines tells when the device is gone.
+    const ssize_t count = line->read(buffer.data(), buffer.size());
+    if (count > 0) received(Bytes(buffer.begin(), buffer.begin() + count));
+    // A device that sends fast has more by now, and to be told of it costs more than to look. Where nothing
+    // is left, a read would wait.
+    if (count < static_cast<ssize_t>(longestChunk) || !line->hasInput()) return;
+  }
+}
+
+bool ORSSerialPort::Implementation::isReading(const Line& line) const {
+  const std::lock_guard lock(mutex_);
+  return line_ == line && !closeRequested_;
 }
 
 void ORSSerialPort::Implementation::received(Bytes chunk) {

@@ -11,11 +11,23 @@
 #include "tarsil/runtime/DispatchSource.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/serial/detail/LineSettings.hpp"
-#include "tarsil/serial/detail/ModemLines.hpp"
 #include "tarsil/serial/detail/ORSSerialPortPackets.hpp"
 #include "tarsil/serial/detail/OpenLine.hpp"
 
 namespace tarsil {
+
+namespace detail {
+
+/// The modem lines as a port knows them: driven by it (RTS, DTR) or last polled (CTS, DSR, DCD).
+struct ModemLines {
+  bool RTS = false;
+  bool DTR = false;
+  bool CTS = false;
+  bool DSR = false;
+  bool DCD = false;
+};
+
+}  // namespace detail
 
 /// What a port is made of, and how its line lives: opened, polled, read and closed. Its mutex guards plain
 /// values only and is never held while a terminal, a delegate or an observer is called. Functions that go on
@@ -89,6 +101,9 @@ class ORSSerialPort::Implementation {
 
   void applySettings();
   void updateModemLines();
+
+  /// False for a line that is closed, or is to be.
+  bool isReading(const Line& line) const;
 
   // The handlers of the sources, on worker threads.
   void readAvailable(const Line& line);

@@ -1,5 +1,7 @@
 #include "tarsil/serial/detail/ORSSerialPortPackets.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -65,13 +67,21 @@ ORSSerialPort::Packets::Packets(const std::weak_ptr<ORSSerialPort>& port)
       requests_(std::make_shared<detail::RequestQueue>(queue_, std::make_unique<RequestPort>(port))) {}
 
 void ORSSerialPort::Packets::received(Bytes chunk) {
+  if (listener_.isEmpty() && requests_->isIdle()) return;
   queue_.async([port = port_.lock(), this, chunk = std::move(chunk)] {
-    if (!port) return;
-    for (const std::uint8_t byte : chunk) {
-      listener_.append(byte);
-      requests_->append(byte);
-    }
+    if (port) match(chunk);
   });
+}
+
+// Byte by byte, so that packets come in the order of their ends; but for the bytes that nobody looks for.
+void ORSSerialPort::Packets::match(ByteView chunk) {
+  listener_.begin(chunk);
+  for (std::size_t at = 0; at < chunk.size(); ++at) {
+    at = std::min(std::max(at, listener_.next()), at + requests_->useless(chunk.subspan(at)));
+    if (at >= chunk.size()) return;
+    listener_.append(chunk, at);
+    requests_->append(chunk[at]);
+  }
 }
 
 void ORSSerialPort::Packets::startListening(const Descriptor& descriptor) {

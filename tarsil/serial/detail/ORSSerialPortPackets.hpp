@@ -33,6 +33,7 @@ class ORSSerialPort::Packets {
  private:
   class RequestPort;
 
+  void match(ByteView chunk);
   void announceDescriptors() const;
 
   std::weak_ptr<ORSSerialPort> port_;

@@ -1,5 +1,7 @@
 #include "tarsil/serial/detail/OpenLine.hpp"
 
+#include <poll.h>
+
 #include <utility>
 
 namespace tarsil::detail {
@@ -64,6 +66,11 @@ int OpenLine::setModemLines(int lines) {
 
 ssize_t OpenLine::read(void* buffer, std::size_t size) {
   return use([&] { return terminal_->read(descriptor_, buffer, size); });
+}
+
+bool OpenLine::hasInput() {
+  pollfd input{descriptor_, POLLIN, 0};
+  return use([&] { return ::poll(&input, 1, 0); }) > 0;
 }
 
 ssize_t OpenLine::write(ByteView bytes) {

@@ -46,6 +46,8 @@ class OpenLine {
   int getModemLines(int& lines);
   int setModemLines(int lines);
   ssize_t read(void* buffer, std::size_t size);
+  /// Whether there is something to read, so that `read` does not wait.
+  bool hasInput();
   ssize_t write(ByteView bytes);
   /// A further descriptor of this opening, or the negative error number.
   int duplicate();

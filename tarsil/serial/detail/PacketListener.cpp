@@ -1,6 +1,7 @@
 #include "tarsil/serial/detail/PacketListener.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace tarsil::detail {
@@ -10,7 +11,7 @@ PacketListener::PacketListener(Report report) : report_(std::move(report)) {}
 bool PacketListener::start(const Descriptor& descriptor) {
   const auto isThis = [&](const Listened& listened) { return *listened.descriptor == *descriptor; };
   if (std::any_of(listened_.begin(), listened_.end(), isThis)) return false;
-  listened_.push_back({descriptor, PacketMatcher::make(descriptor)});
+  listened_.push_back({.descriptor = descriptor, .matcher = PacketMatcher::make(descriptor)});
   const std::lock_guard lock(mutex_);
   descriptors_.push_back(descriptor);
   return true;
@@ -22,10 +23,27 @@ void PacketListener::stop(const ORSSerialPacketDescriptor& descriptor) {
   std::erase_if(descriptors_, [&](const Descriptor& listened) { return *listened == descriptor; });
 }
 
-void PacketListener::append(std::uint8_t byte) {
-  for (const Listened& listened : listened_) {
-    if (auto packet = listened.matcher->append(byte)) report_(*std::move(packet), listened.descriptor);
+void PacketListener::begin(ByteView chunk) {
+  for (Listened& listened : listened_) listened.next = listened.matcher->useless(chunk);
+}
+
+std::size_t PacketListener::next() const {
+  std::size_t next = std::numeric_limits<std::size_t>::max();
+  for (const Listened& listened : listened_) next = std::min(next, listened.next);
+  return next;
+}
+
+void PacketListener::append(ByteView chunk, std::size_t at) {
+  for (Listened& listened : listened_) {
+    if (at < listened.next) continue;
+    if (auto packet = listened.matcher->append(chunk[at])) report_(*std::move(packet), listened.descriptor);
+    listened.next = at + 1 + listened.matcher->useless(chunk.subspan(at + 1));
   }
+}
+
+bool PacketListener::isEmpty() const {
+  const std::lock_guard lock(mutex_);
+  return descriptors_.empty();
 }
 
 std::vector<PacketListener::Descriptor> PacketListener::descriptors() const {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -26,15 +26,23 @@ class PacketListener {
   bool start(const Descriptor& descriptor);
   void stop(const ORSSerialPacketDescriptor& descriptor);
 
-  void append(std::uint8_t byte);
+  /// Begins a chunk of received bytes.
+  void begin(ByteView chunk);
+  /// Where the next byte of the chunk stands that matters; at its end or beyond when there is none.
+  std::size_t next() const;
+  /// Takes the byte at `at`, from a chunk that was begun, or passes it over where it does not matter.
+  void append(ByteView chunk, std::size_t at);
 
   /// Any thread.
+  bool isEmpty() const;
   std::vector<Descriptor> descriptors() const;
 
  private:
   struct Listened {
     Descriptor descriptor;
     std::unique_ptr<PacketMatcher> matcher;
+    /// Where in the chunk the next byte stands that the matcher has to see.
+    std::size_t next = 0;
   };
 
   Report report_;

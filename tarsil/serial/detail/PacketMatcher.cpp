@@ -1,12 +1,10 @@
 #include "tarsil/serial/detail/PacketMatcher.hpp"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "tarsil/serial/ORSSerialPacketDescriptor.hpp"
-#include "tarsil/serial/detail/EveryTailMatcher.hpp"
-#include "tarsil/serial/detail/PrefixSuffixMatcher.hpp"
-#include "tarsil/serial/detail/SequenceMatcher.hpp"
 
 namespace tarsil::detail {
 namespace {
@@ -51,6 +49,122 @@ std::unique_ptr<PacketMatcher> PacketMatcher::make(const Descriptor& descriptor)
       break;
   }
   return std::make_unique<EveryTailMatcher>(descriptor, descriptor->maximumPacketLength());
+}
+
+// Finding a sequence
+
+SequenceFinder::SequenceFinder(Bytes sequence)
+    : sequence_(std::move(sequence)), fallback_(sequence_.size() + 1, 0) {
+  std::size_t length = 0;
+  for (std::size_t i = 1; i < sequence_.size(); ++i) {
+    while (length > 0 && sequence_[i] != sequence_[length]) length = fallback_[length];
+    if (sequence_[i] == sequence_[length]) ++length;
+    fallback_[i + 1] = length;
+  }
+}
+
+bool SequenceFinder::feed(std::uint8_t byte) {
+  if (matched_ == sequence_.size()) matched_ = fallback_[matched_];
+  while (matched_ > 0 && sequence_[matched_] != byte) matched_ = fallback_[matched_];
+  if (sequence_[matched_] == byte) ++matched_;
+  return matched_ == sequence_.size();
+}
+
+std::size_t SequenceFinder::useless(ByteView bytes) const {
+  if (matched_ > 0 || bytes.empty()) return 0;
+  const void* beginning = std::memchr(bytes.data(), sequence_.front(), bytes.size());
+  if (beginning == nullptr) return bytes.size();
+  return static_cast<std::size_t>(static_cast<const std::uint8_t*>(beginning) - bytes.data());
+}
+
+// Exactly one sequence
+
+SequenceMatcher::SequenceMatcher(Bytes sequence) : finder_(std::move(sequence)) {}
+
+std::optional<Bytes> SequenceMatcher::append(std::uint8_t byte) {
+  if (!finder_.feed(byte)) return std::nullopt;
+  finder_.reset();
+  return finder_.sequence();
+}
+
+std::size_t SequenceMatcher::useless(ByteView bytes) const {
+  return finder_.useless(bytes);
+}
+
+// Between two sequences
+
+PrefixSuffixMatcher::PrefixSuffixMatcher(Bytes prefix, Bytes suffix, std::uint64_t maximumLength)
+    : prefix_(std::move(prefix)),
+      suffix_(std::move(suffix)),
+      maximumLength_(maximumLength),
+      bytes_(maximumLength) {}
+
+std::optional<Bytes> PrefixSuffixMatcher::append(std::uint8_t byte) {
+  const bool endsWithPrefix = prefix_.feed(byte);
+  if (starts_.empty() && prefix_.matched() == 0) {
+    // No packet has begun, so that its suffix has not either.
+    reset();
+    return std::nullopt;
+  }
+  bytes_.append({&byte, 1});
+  ++end_;
+  if (endsWithPrefix) starts_.push_back(end_ - prefix_.sequence().size());
+  const bool endsWithSuffix = suffix_.feed(byte);
+  forgetUselessStarts();
+  dropUselessBytes();
+  if (!endsWithSuffix || starts_.empty() || !leavesRoomForSuffix(starts_.front())) return std::nullopt;
+
+  const ByteView packet = bytes_.view();
+  Bytes result(packet.begin(), packet.end());
+  reset();
+  return result;
+}
+
+std::size_t PrefixSuffixMatcher::useless(ByteView bytes) const {
+  return starts_.empty() ? prefix_.useless(bytes) : 0;
+}
+
+bool PrefixSuffixMatcher::leavesRoomForSuffix(std::uint64_t start) const {
+  return end_ - start >= suffix_.sequence().size();
+}
+
+void PrefixSuffixMatcher::forgetUselessStarts() {
+  const auto isUseless = [this] {
+    const bool fellOut = end_ - starts_.front() > maximumLength_;
+    const bool isReplaced = starts_.size() > 1 && leavesRoomForSuffix(starts_[1]);
+    return fellOut || isReplaced;
+  };
+  while (!starts_.empty() && isUseless()) starts_.pop_front();
+}
+
+void PrefixSuffixMatcher::dropUselessBytes() {
+  const std::uint64_t useful = starts_.empty() ? prefix_.matched() : end_ - starts_.front();
+  if (bytes_.size() > useful) bytes_.dropFront(bytes_.size() - static_cast<std::size_t>(useful));
+}
+
+void PrefixSuffixMatcher::reset() {
+  prefix_.reset();
+  suffix_.reset();
+  end_ = 0;
+  starts_.clear();
+  bytes_.clear();
+}
+
+// Any tail
+
+EveryTailMatcher::EveryTailMatcher(std::shared_ptr<const ORSSerialPacketDescriptor> descriptor,
+                                   std::uint64_t maximumLength)
+    : descriptor_(std::move(descriptor)), buffer_(maximumLength) {}
+
+std::optional<Bytes> EveryTailMatcher::append(std::uint8_t byte) {
+  buffer_.appendData({&byte, 1});
+  auto packet = descriptor_->packetMatchingAtEndOfBuffer(buffer_.view());
+  if (packet) buffer_.clearBuffer();
+  return packet;
+}
+
+std::size_t EveryTailMatcher::useless(ByteView bytes) const {
+  return buffer_.maximumLength() == 0 ? bytes.size() : 0;
 }
 
 }  // namespace tarsil::detail

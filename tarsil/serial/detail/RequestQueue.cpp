@@ -66,6 +66,10 @@ void RequestQueue::append(std::uint8_t byte) {
   goOn();
 }
 
+std::size_t RequestQueue::useless(ByteView bytes) const {
+  return pending_.request && response_ ? response_->useless(bytes) : bytes.size();
+}
+
 std::vector<RequestQueue::Request> RequestQueue::waiting() const {
   const std::lock_guard lock(mutex_);
   std::vector<Request> requests;
@@ -83,6 +87,7 @@ bool RequestQueue::sendOrWait(const Entry& entry) {
     changeWaiting([&](std::deque<Entry>& waiting) { waiting.push_back(entry); });
     return true;
   }
+  isIdle_ = false;
   const Sent sent = transmit(entry);
   if (sent == Sent::complete) goOn();
   return sent != Sent::failed;
@@ -104,7 +109,11 @@ void RequestQueue::goOn() {
   for (;;) {
     setPending({});
     const Entry next = takeFirstWaiting();
-    if (!next.request || transmit(next) != Sent::complete) return;
+    if (!next.request) {
+      isIdle_ = true;
+      return;
+    }
+    if (transmit(next) != Sent::complete) return;
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -57,6 +58,11 @@ class RequestQueue : public std::enable_shared_from_this<RequestQueue> {
   void forgetBefore(Mark mark);
   /// Hands a received byte to the pending request. On the queue only.
   void append(std::uint8_t byte);
+  /// How many of the first bytes no response can begin with, so that they need not be appended. On the queue
+  /// only.
+  std::size_t useless(ByteView bytes) const;
+  /// True when no request is pending, waits, or is being sent. Any thread.
+  bool isIdle() const { return isIdle_; }
 
   /// Any thread; never waits for the line.
   std::vector<Request> waiting() const;
@@ -92,6 +98,7 @@ class RequestQueue : public std::enable_shared_from_this<RequestQueue> {
   std::deque<Entry> waiting_;
   Entry pending_;
   std::atomic<Mark> marks_ = 0;
+  std::atomic<bool> isIdle_ = true;
 };
 
 }  // namespace tarsil::detail
