@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -15,6 +16,7 @@
 
 #include "tarsil/platform/SystemPlatform.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/runtime/VirtualTime.hpp"
 #include "tests/platform-udev/Testbed.hpp"
 
 namespace tarsil {
@@ -51,6 +53,10 @@ class UdevSerialDeviceRegistryTest : public testing::Test {
   /// Waits for this many news.
   bool hear(std::size_t count) {
     return RunLoop::main().runUntil([&] { return news.size() >= count; }, 10s);
+  }
+
+  void setUartType(const std::string& systemPath, const std::string& type) const {
+    std::ofstream(testbed.root() / systemPath.substr(1) / "type") << type << '\n';
   }
 
   struct News {
@@ -210,6 +216,42 @@ TEST_F(UdevSerialDeviceRegistryTest, TellsOnlyWhatIsNews) {
   ASSERT_TRUE(hear(1));
   EXPECT_EQ(news[0].kind, "arrived");
   EXPECT_EQ(news[0].device->terminalName, "ttyUSB1");
+}
+
+// As in a container: the kernel is heard, the daemon's word of what there is now is not.
+TEST_F(UdevSerialDeviceRegistryTest, LooksAroundAfterTheKernelHadNews) {
+  VirtualTime time;
+  const auto path = testbed.addUart("platform/serial8250", "ttyS1", "0");
+  const Observation watching = watch();
+  setUartType(path, "4");
+  testbed.announce(path, "change");
+  time.advance(1900ms);
+  EXPECT_THAT(news, IsEmpty());
+  time.advance(100ms);
+  ASSERT_EQ(news.size(), 1u);
+  EXPECT_EQ(news[0].kind, "arrived");
+  EXPECT_EQ(news[0].device->terminalName, "ttyS1");
+
+  setUartType(path, "0");
+  testbed.announce(path, "change");
+  time.advance(2s);
+  ASSERT_EQ(news.size(), 2u);
+  EXPECT_EQ(news[1].kind, "removed");
+  EXPECT_EQ(news[1].device->terminalName, "ttyS1");
+  time.advance(10s);
+  EXPECT_EQ(news.size(), 2u);
+}
+
+TEST_F(UdevSerialDeviceRegistryTest, DoesNotLookAroundOnceTheObservationIsDropped) {
+  VirtualTime time;
+  const auto path = testbed.addUart("platform/serial8250", "ttyS1", "0");
+  Observation watching = watch();
+  setUartType(path, "4");
+  testbed.announce(path, "change");
+  time.advance(1s);
+  watching.reset();
+  time.advance(2s);
+  EXPECT_THAT(news, IsEmpty());
 }
 
 TEST_F(UdevSerialDeviceRegistryTest, TellsNothingAfterTheObservationIsDropped) {

@@ -6,13 +6,16 @@
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
 #include "tarsil/platform/linux/KnownDevices.hpp"
 #include "tarsil/platform/linux/udevHandles.hpp"
+#include "tarsil/runtime/Timer.hpp"
 #include "tarsil/runtime/detail/Reactor.hpp"
 #include "tarsil/runtime/detail/Watcher.hpp"
 
 namespace tarsil {
 
 /// One watcher's ear on the system's news, on the run loop of the thread that made it. News come from the
-/// udev daemon, when it has prepared the device, or straight from the kernel where no daemon runs.
+/// udev daemon, when it has prepared the device, or straight from the kernel where no daemon runs. A daemon
+/// may run whose word does not get through, as into a container: so what the kernel says is followed by a
+/// look around, two seconds later, which tells what went unheard.
 class UdevWatch final : public detail::Watcher, public std::enable_shared_from_this<UdevWatch> {
  public:
   /// Null where the system gives no news (a container without the right to listen).
@@ -24,8 +27,14 @@ class UdevWatch final : public detail::Watcher, public std::enable_shared_from_t
   void end();
 
  private:
+  /// Hears that the kernel has news, whatever they are.
+  class KernelEar;
+
+  void listenToTheKernel();
   void listenOn();
   void takeNews();
+  void lookAroundSoon();
+  void lookAround();
   void heed(udev_device* terminal);
   void tell(const KnownDevices::News& news) const;
 
@@ -35,6 +44,9 @@ class UdevWatch final : public detail::Watcher, public std::enable_shared_from_t
   const SerialDeviceRegistry::Watcher watcher_;
   const std::shared_ptr<detail::Reactor> loop_;
   std::optional<detail::Reactor::WatchId> watch_;
+  std::shared_ptr<KernelEar> kernelEar_;
+  /// Null while no look around is due.
+  std::shared_ptr<Timer> soon_;
   bool ended_ = false;
   KnownDevices known_;
 };
