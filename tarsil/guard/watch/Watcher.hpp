@@ -77,8 +77,9 @@ class Watcher {
   Watcher(const Watcher&) = delete;
   Watcher& operator=(const Watcher&) = delete;
 
-  /// The host lives. One that comes later than a heartbeat after the last one is no sign of life any more: the watcher
-  /// takes over, as it would have by itself. Any thread, also in a signal handler: never waits, allocates nothing.
+  /// The host lives. One that comes later than a heartbeat after the last one is no sign of life any more:
+  /// the watcher takes over, as it would have by itself. Any thread, also in a signal handler: never waits,
+  /// allocates nothing.
   State alive() noexcept;
   /// As `alive()`, without being a sign of life.
   State state() const noexcept;
