@@ -21,7 +21,10 @@ std::optional<Reactor::WatchId> VirtualReactor::firstReadable() {
     if (!watch.armed || (watch.arrivals && !watch.arrivals->mayHaveCome())) continue;
     asked_.push_back({watch.descriptor, POLLIN, 0});
     askedIds_.push_back(id);
-    if (watch.arrivals) watch.arrivals->beginAsking();
+  }
+  // Only now: several descriptors may share their arrivals.
+  for (const WatchId id : askedIds_) {
+    if (const auto& arrivals = watches_.at(id).arrivals) arrivals->beginAsking();
   }
   if (asked_.empty() || poll(asked_.data(), asked_.size(), 0) <= 0) return std::nullopt;
 
