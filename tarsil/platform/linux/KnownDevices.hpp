@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
-#include "tarsil/platform/linux/FoundDevice.hpp"
+#include "tarsil/platform/linux/udevScan.hpp"
 
 namespace tarsil {
 

@@ -4,7 +4,6 @@
 
 #include "tarsil/platform/SystemPlatform.hpp"
 #include "tarsil/platform/linux/UdevWatch.hpp"
-#include "tarsil/platform/linux/udevHandles.hpp"
 #include "tarsil/platform/linux/udevScan.hpp"
 
 namespace tarsil {

@@ -5,7 +5,7 @@
 
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
 #include "tarsil/platform/linux/KnownDevices.hpp"
-#include "tarsil/platform/linux/udevHandles.hpp"
+#include "tarsil/platform/linux/udevScan.hpp"
 #include "tarsil/runtime/Timer.hpp"
 #include "tarsil/runtime/detail/Reactor.hpp"
 #include "tarsil/runtime/detail/Watcher.hpp"

@@ -1,4 +1,4 @@
-#include "tarsil/platform/linux/naturalOrder.hpp"
+#include "tarsil/platform/linux/udevScan.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
