@@ -140,9 +140,9 @@ TEST(SimulateCommandTest, WhatWasStoppedAtTheMachineStandsUntilItIsStartedThere)
   for (std::string line = device.program().readLine(); !line.empty(); line = device.program().readLine()) {
     states.push_back(line.substr(line.find(", ")));
   }
-  const std::string standing = ", asked 0.0 km/h 0.0 %, actual 0.0 km/h 0.0 %, ";
-  EXPECT_THAT(states, ElementsAre(standing + "stopped", standing + "running", standing + "stopped",
-                                  standing + "running"));
+  const std::string atRest = ", asked 0.0 km/h 0.0 %, actual 0.0 km/h 0.0 %, ";
+  EXPECT_THAT(states,
+              ElementsAre(atRest + "stopped", atRest + "running", atRest + "stopped", atRest + "running"));
   device.order("press emergency");
   EXPECT_EQ(device.program().wait().errors, "not an order: press emergency\n");
 }
