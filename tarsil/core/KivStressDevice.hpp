@@ -146,7 +146,8 @@ class KivStressDevice : public std::enable_shared_from_this<KivStressDevice> {
   virtual void emergencyStopRecover();
   /// Asks for the device's status. Does nothing unless a driver overrides it; none here does.
   virtual void requestStatus();
-  /// Reports the device's state; a driver that answers uses `deviceIsReadyWithIsReady`.
+  /// Reports the device's state; a driver that answers uses `deviceIsReadyWithIsReady`. Most never do:
+  /// silence says nothing of the device.
   virtual void deviceState();
 
  private:

@@ -48,7 +48,7 @@ class KivStressPortDelegate {
   virtual void onStressDevicesListWithDeviceList(const std::vector<std::string>& /*deviceList*/) {}
   /// A device's port has been opened.
   virtual void portWasOpened() {}
-  /// A device's port disappeared (unplugged, powered off).
+  /// A device's port disappeared (unplugged, powered off). Not called when the process ends.
   virtual void portWasRemovedFromSystem() {}
   /// Any error; code and details are texts that the driver lists.
   virtual void onErrorWithCode(const std::string& /*code*/, const std::string& /*details*/) {}

@@ -34,7 +34,7 @@ class ORSSerialPort;
 ///
 /// Commands return nothing: measurements and errors reach the `kiv_delegate` of the device. A command for a
 /// role that has no device is dropped without a report. Everything here, fields included, belongs to the main
-/// thread.
+/// thread. When the process ends, ports are closed and no host is called; a belt that runs goes on running.
 class StressECGDeviceManager : public ORSSerialPortDelegate,
                                public std::enable_shared_from_this<StressECGDeviceManager> {
  public:
@@ -83,16 +83,19 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
   /// choice stays as it is. Returns the chosen device of the role, null when there is none and always for
   /// `BP`, whose device is made by `selectedPort`.
   std::shared_ptr<KivStressDevice> getSelected(const std::string& device, PortType type);
-  /// Chooses the port with that name for the role; for `BP` also makes a new blood-pressure monitor. Opens
+  /// Chooses the port with that name for the role; for `BP` also makes a new blood-pressure monitor, each
+  /// time, whose `kiv_delegate` the host sets anew. Opens
   /// nothing. An unknown name changes nothing; an empty one, or one before the first `getPort`, only prints a
   /// text on standard output.
   void selectedPort(const std::string& port, PortType type);
   /// Binds the role's port to the role's device, applies the line settings (speed, stop bits, no parity) and
   /// opens. The answer says whether the role had its device and its port (an oximeter needs no port); that
   /// the port is open is reported later, to its delegate. A device without stop bits or parity leaves the
-  /// port closed; a negative number of stop bits stops the process.
+  /// port closed; a negative number of stop bits stops the process. Ignored while the port is still closing.
   bool openPort(PortType type);
-  /// Closes the exercise device's port, if one was chosen. The other ports stay as they are.
+  /// Closes the exercise device's port, if one was chosen. The other ports stay as they are. The port is
+  /// closed some moments later, on a worker thread; until then `openPort` is ignored. To reopen, wait for the
+  /// port's "isOpen".
   void closePort();
 
   /// @}
@@ -108,7 +111,8 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
   void setLoad(float kmph_or_power, float grade);
   /// Asks for the current speed and grade, or power.
   void requestLoad();
-  /// Asks for the device's state; `deviceIsReadyWithIsReady` is the answer.
+  /// Asks for the device's state; `deviceIsReadyWithIsReady` is the answer, from the models that give one
+  /// (`LodeOEMTreadmill`, `TrackMaster`): silence says nothing of the device.
   void deviceState();
 
   /// @}

@@ -34,8 +34,8 @@ struct SerialDevice {
   std::optional<std::string> clientType;
   /// None for a device that is not on USB.
   std::optional<UsbIdentity> usb;
-  /// A path that stays the same when the device comes back under another number; none where the system has
-  /// none.
+  /// A path that stays the same when the device comes back under another number, and tells adapters of one
+  /// model apart: remember this one, not the name. None where the system has none.
   std::optional<std::string> stablePath;
   /// Through which the device is opened. Never null.
   std::shared_ptr<Terminal> terminal;

@@ -12,7 +12,9 @@ enum class PrintedText { fixed, diagnostic };
 /// The four ways in which the library touches the process around it. Tools and tests put their own in place
 /// to watch them; an empty function stands for the library's own behaviour.
 struct ProcessHooks {
-  /// Must not return: it may throw, exit or abort. If it returns, the process aborts.
+  /// Must not return: it may throw, exit or abort. If it returns, the process aborts. What it throws leaves
+  /// the library through the host's call of the moment (a command, `RunLoop::processDue`), and everything can
+  /// be used on.
   std::function<void(std::string_view reason)> fatal = {};
   /// Must not return: it may throw or block. If it returns, the thread blocks for ever.
   std::function<void()> neverReturn = {};
