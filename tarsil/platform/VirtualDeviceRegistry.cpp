@@ -9,14 +9,12 @@
 
 #include "tarsil/platform/detail/serialDeviceAt.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
-#include "tarsil/runtime/detail/Reactor.hpp"
-#include "tarsil/runtime/detail/RunLoopImplementation.hpp"
 
 namespace tarsil {
 
 struct VirtualDeviceRegistry::State {
   struct Watch {
-    std::shared_ptr<detail::Reactor> loop;
+    std::function<void(Work)> perform;
     Watcher watcher;
     std::atomic<bool> ended = false;
   };
@@ -31,7 +29,7 @@ struct VirtualDeviceRegistry::State {
   // Called under the lock, so that every watcher hears of the changes in their order.
   void tell(News news, const std::shared_ptr<const SerialDevice>& device) {
     for (const auto& watch : watches) {
-      watch->loop->post([watch, news, device] {
+      watch->perform([watch, news, device] {
         const auto& hear = watch->watcher.*news;
         if (hear && !watch->ended) hear({device});
       });
@@ -82,7 +80,7 @@ SerialDeviceRegistry::Devices VirtualDeviceRegistry::devices() {
 
 Observation VirtualDeviceRegistry::watch(Watcher watcher) {
   auto watch = std::make_shared<State::Watch>();
-  watch->loop = RunLoop::current().implementation().reactor();
+  watch->perform = RunLoop::current().performer();
   watch->watcher = std::move(watcher);
   const std::lock_guard lock(state_->mutex);
   state_->watches.push_back(watch);

@@ -48,8 +48,10 @@ class DispatchQueue {
   /// True while work of this queue runs on the calling thread (for the main queue: on the main thread).
   bool isCurrent() const;
 
+  /// Equal when they name the same queue.
+  bool operator==(const DispatchQueue&) const = default;
+
   class Implementation;
-  const std::shared_ptr<Implementation>& implementation() const { return implementation_; }
 
  private:
   explicit DispatchQueue(std::shared_ptr<Implementation> implementation);

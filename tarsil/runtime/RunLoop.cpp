@@ -24,6 +24,43 @@ bool isFirstThread() {
   return isFirst;
 }
 
+/// Reports a descriptor for as long as somebody wants to hear of it.
+class DescriptorWatch final : public detail::Watcher, public std::enable_shared_from_this<DescriptorWatch> {
+ public:
+  DescriptorWatch(std::shared_ptr<detail::Reactor> reactor, Work work)
+      : reactor_(std::move(reactor)), work_(std::move(work)) {}
+
+  void begin(int descriptor) {
+    watch_ = reactor_->watch(descriptor, shared_from_this(), detail::Reactor::Writer::machine);
+  }
+  void end() {
+    if (watch_) reactor_->unwatch(*std::exchange(watch_, std::nullopt));
+  }
+
+  void ready() override {
+    // Ended while the report was on its way.
+    if (!watch_) return;
+    // The work may end the watch.
+    const auto self = shared_from_this();
+    try {
+      work_();
+    } catch (...) {
+      goOn();
+      throw;
+    }
+    goOn();
+  }
+
+ private:
+  void goOn() {
+    if (watch_) reactor_->rearm(*watch_);
+  }
+
+  const std::shared_ptr<detail::Reactor> reactor_;
+  const Work work_;
+  std::optional<detail::Reactor::WatchId> watch_;
+};
+
 }  // namespace
 
 RunLoop& RunLoop::main() {
@@ -42,7 +79,7 @@ bool RunLoop::isMainThread() {
   if (!isFirstThread()) return false;
   if (VirtualTime::Implementation::current() == nullptr) return true;
   const auto* queue = detail::CurrentQueue::innermost();
-  return queue == nullptr || queue == DispatchQueue::main().implementation().get();
+  return queue == nullptr || queue == &DispatchQueue::Implementation::of(DispatchQueue::main());
 }
 
 RunLoop::RunLoop(std::unique_ptr<Implementation> implementation)
@@ -74,6 +111,24 @@ int RunLoop::descriptor() const {
 
 void RunLoop::processDue() {
   implementation_->processDue();
+}
+
+void RunLoop::perform(Work work) {
+  performer()(std::move(work));
+}
+
+std::function<void(Work)> RunLoop::performer() {
+  return [reactor = implementation_->reactor()](Work work) {
+    if (!work) fatalError("RunLoop::perform was given no work");
+    reactor->post(std::move(work));
+  };
+}
+
+Observation RunLoop::watch(int descriptor, Work work) {
+  if (!work) fatalError("RunLoop::watch was given no work");
+  const auto watch = std::make_shared<DescriptorWatch>(implementation_->reactor(), std::move(work));
+  watch->begin(descriptor);
+  return Observation([watch] { watch->end(); });
 }
 
 /// One `run` on the loop's thread, for as long as it lasts; a handler may start another one within.

@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "tarsil/runtime/Clock.hpp"
+#include "tarsil/runtime/DispatchQueue.hpp"
+#include "tarsil/runtime/Observation.hpp"
 
 namespace tarsil {
 
@@ -16,8 +18,8 @@ namespace tarsil {
 /// `descriptor()` for reading and calls `processDue()` when it is readable.
 class RunLoop {
  public:
-  /// The loop of the thread that started the process. May be taken on any thread; only `stop()` may be called
-  /// from another thread than the loop's own.
+  /// The loop of the thread that started the process. May be taken on any thread; only `stop()` and
+  /// `perform()` may be called from another thread than the loop's own.
   static RunLoop& main();
   /// The calling thread's loop.
   static RunLoop& current();
@@ -49,8 +51,22 @@ class RunLoop {
   /// due.
   void processDue();
 
+  /// Runs the work on the loop's thread when the loop processes what is due, in the order in which it came;
+  /// after the thread has ended, never. Any thread. An exception that leaves the work passes out of the loop.
+  void perform(Work work);
+  /// What `perform` does, for those who may outlive the thread: this loop's `perform` for any thread at any
+  /// time.
+  std::function<void(Work)> performer();
+
+  /// Runs the work on the loop's thread each time that the descriptor is readable or hung up, until the
+  /// observation is dropped, which happens on the loop's thread and before the descriptor is closed. The work
+  /// reads what there is, or it comes again at once. A regular file is never reported; to watch a descriptor
+  /// that is watched already stops the process. Meant for the machine's own news: under `VirtualTime`, whose
+  /// clock the machine does not share, the descriptor is asked whenever somebody moves the time, and ten
+  /// times a second of it. On the loop's thread.
+  [[nodiscard]] Observation watch(int descriptor, Work work);
+
   class Implementation;
-  Implementation& implementation() { return *implementation_; }
 
  private:
   explicit RunLoop(std::unique_ptr<Implementation> implementation);

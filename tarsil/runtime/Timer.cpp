@@ -40,7 +40,7 @@ std::shared_ptr<Timer> Timer::scheduledOn(RunLoop& loop, Duration interval, bool
   State& state = *timer->state_;
   if (repeats) state.interval = std::max(interval, detail::shortestInterval);
   state.action = std::move(action);
-  state.start(loop.implementation().reactor(), state.interval.value_or(interval));
+  state.start(RunLoop::Implementation::of(loop).reactor(), state.interval.value_or(interval));
   return timer;
 }
 

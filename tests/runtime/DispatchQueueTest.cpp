@@ -27,9 +27,9 @@ void runUntil(const std::function<bool()>& condition) {
 TEST(DispatchQueueTest, CopiesNameTheSameQueue) {
   const auto queue = DispatchQueue::serial("a");
   const auto copy = queue;
-  EXPECT_EQ(queue.implementation(), copy.implementation());
-  EXPECT_NE(queue.implementation(), DispatchQueue::serial("a").implementation());
-  EXPECT_EQ(DispatchQueue::main().implementation(), DispatchQueue::main().implementation());
+  EXPECT_EQ(queue, copy);
+  EXPECT_NE(queue, DispatchQueue::serial("a"));
+  EXPECT_EQ(DispatchQueue::main(), DispatchQueue::main());
 }
 
 TEST(DispatchQueueTest, GlobalWorkRunsOffTheMainThread) {

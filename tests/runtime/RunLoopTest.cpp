@@ -2,15 +2,20 @@
 
 #include <poll.h>
 
+#include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "tarsil/runtime/DispatchQueue.hpp"
 #include "tarsil/runtime/Timer.hpp"
+#include "tarsil/runtime/VirtualTime.hpp"
+#include "tests/runtime/descriptors.hpp"
 
 namespace tarsil {
 namespace {
@@ -214,6 +219,87 @@ TEST_F(RunLoopTest, ARestlessQueueDoesNotOutliveATimeout) {
   again = [] {};
   loop.processDue();
   loop.processDue();
+}
+
+TEST_F(RunLoopTest, PerformsWorkOfAnotherThreadOnItsOwn) {
+  std::thread([this] {
+    loop.perform([this] { calls.push_back(RunLoop::isMainThread() ? "on the main thread" : "elsewhere"); });
+    loop.perform([this] { loop.stop(); });
+  }).join();
+  EXPECT_THAT(calls, IsEmpty());
+  loop.run();
+  EXPECT_THAT(calls, ElementsAre("on the main thread"));
+}
+
+TEST_F(RunLoopTest, WhatAnEndedThreadIsGivenIsDroppedWithoutACall) {
+  std::function<void(Work)> perform;
+  std::thread([&] { perform = RunLoop::current().performer(); }).join();
+  const auto held = std::make_shared<int>(0);
+  perform([this, held] { queue("called"); });
+  EXPECT_EQ(held.use_count(), 1);
+  loop.processDue();
+  EXPECT_THAT(calls, IsEmpty());
+}
+
+TEST_F(RunLoopTest, WatchesADescriptorUntilTheObservationIsDropped) {
+  const Pair pipe = makePipe();
+  auto watch = loop.watch(pipe.reading.get(), [&] { calls.push_back(receive(pipe.reading.get(), 2)); });
+  loop.processDue();
+  EXPECT_THAT(calls, IsEmpty());
+  send(pipe.writing, "abc");
+  waitUntilReadable(loop.descriptor());
+  loop.processDue();
+  loop.processDue();
+  EXPECT_THAT(calls, ElementsAre("ab", "c"));
+  watch.reset();
+  send(pipe.writing, "d");
+  EXPECT_FALSE(isReadable(loop.descriptor()));
+}
+
+TEST_F(RunLoopTest, WorkMayEndItsOwnWatch) {
+  const Pair pipe = makePipe();
+  Observation watch;
+  watch = loop.watch(pipe.reading.get(), [&] {
+    watch.reset();
+    calls.push_back("watched");
+  });
+  send(pipe.writing, "a");
+  waitUntilReadable(loop.descriptor());
+  loop.processDue();
+  EXPECT_THAT(calls, ElementsAre("watched"));
+  EXPECT_FALSE(isReadable(loop.descriptor()));
+}
+
+TEST_F(RunLoopTest, AWatchGoesOnAfterAnException) {
+  const Pair pipe = makePipe();
+  const auto watch = loop.watch(pipe.reading.get(), [&] {
+    calls.push_back(receive(pipe.reading.get(), 1));
+    throw std::runtime_error("of the work");
+  });
+  send(pipe.writing, "ab");
+  waitUntilReadable(loop.descriptor());
+  EXPECT_THROW(loop.processDue(), std::runtime_error);
+  waitUntilReadable(loop.descriptor());
+  EXPECT_THROW(loop.processDue(), std::runtime_error);
+  EXPECT_THAT(calls, ElementsAre("a", "b"));
+}
+
+TEST_F(RunLoopTest, OnVirtualTimeTheMachinesNewsComeWithinATenthOfASecond) {
+  VirtualTime time;
+  const Pair pipe = makePipe();
+  const auto start = Clock::now();
+  const auto watch = loop.watch(pipe.reading.get(), [&] {
+    calls.push_back(receive(pipe.reading.get()));
+    EXPECT_LE(Clock::now() - start, milliseconds(350));
+  });
+  send(pipe.writing, "at once");
+  time.settle();
+  EXPECT_THAT(std::exchange(calls, {}), ElementsAre("at once"));
+  const auto tick = Timer::scheduled(milliseconds(10), true, [&](Timer&) {
+    if (Clock::now() - start == milliseconds(250)) send(pipe.writing, "meanwhile");
+  });
+  time.advance(milliseconds(350));
+  EXPECT_THAT(calls, ElementsAre("meanwhile"));
 }
 
 }  // namespace

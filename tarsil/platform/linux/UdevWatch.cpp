@@ -9,7 +9,6 @@
 
 #include "tarsil/platform/linux/udevScan.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
-#include "tarsil/runtime/detail/RunLoopImplementation.hpp"
 
 namespace tarsil {
 namespace {
@@ -34,41 +33,15 @@ UdevMonitor monitorOf(udev* context, const char* source) {
 
 }  // namespace
 
-class UdevWatch::KernelEar final : public detail::Watcher {
- public:
-  KernelEar(UdevWatch& owner, UdevMonitor monitor)
-      : owner_(owner), monitor_(std::move(monitor)), descriptor_(udev_monitor_get_fd(monitor_.get())) {}
-
-  void listen(const std::shared_ptr<KernelEar>& self) {
-    watch_ = owner_.loop_->watch(descriptor_, self, detail::Reactor::Writer::machine);
-  }
-
-  void ready() override {
-    while (UdevDevice(udev_monitor_receive_device(monitor_.get())) || errno == ENOBUFS) {
-    }
-    if (owner_.ended_) return;
-    owner_.lookAroundSoon();
-    if (watch_) owner_.loop_->rearm(*watch_);
-  }
-
-  void end() {
-    if (watch_) owner_.loop_->unwatch(*watch_);
-  }
-
- private:
-  UdevWatch& owner_;
-  const UdevMonitor monitor_;
-  const int descriptor_;
-  std::optional<detail::Reactor::WatchId> watch_;
-};
-
 std::shared_ptr<UdevWatch> UdevWatch::begin(SerialDeviceRegistry::Watcher watcher) {
   UdevContext context(udev_new());
   if (!context) return nullptr;
   UdevMonitor monitor = monitorOf(context.get(), newsSource());
   if (!monitor) return nullptr;
   auto watch = std::make_shared<UdevWatch>(std::move(context), std::move(monitor), std::move(watcher));
-  watch->watch_ = watch->loop_->watch(watch->descriptor_, watch, detail::Reactor::Writer::machine);
+  watch->news_ = RunLoop::current().watch(watch->descriptor_, [weak = watch->weak_from_this()] {
+    if (const auto self = weak.lock()) self->takeNews();
+  });
   watch->listenToTheKernel();
   return watch;
 }
@@ -79,27 +52,12 @@ UdevWatch::UdevWatch(UdevContext context, UdevMonitor monitor, SerialDeviceRegis
       monitor_(std::move(monitor)),
       descriptor_(udev_monitor_get_fd(monitor_.get())),
       watcher_(std::move(watcher)),
-      loop_(RunLoop::current().implementation().reactor()),
       known_(scanSerialPorts(context_.get())) {}
-
-void UdevWatch::ready() {
-  try {
-    takeNews();
-  } catch (...) {
-    listenOn();
-    throw;
-  }
-  listenOn();
-}
-
-void UdevWatch::listenOn() {
-  if (!ended_ && watch_) loop_->rearm(*watch_);
-}
 
 void UdevWatch::end() {
   ended_ = true;
-  if (watch_) loop_->unwatch(*watch_);
-  if (kernelEar_) kernelEar_->end();
+  news_.reset();
+  kernelNews_.reset();
   if (soon_) soon_->invalidate();
 }
 
@@ -121,10 +79,18 @@ void UdevWatch::takeNews() {
 }
 
 void UdevWatch::listenToTheKernel() {
-  UdevMonitor monitor = monitorOf(context_.get(), "kernel");
-  if (!monitor) return;
-  kernelEar_ = std::make_shared<KernelEar>(*this, std::move(monitor));
-  kernelEar_->listen(kernelEar_);
+  kernelMonitor_ = monitorOf(context_.get(), "kernel");
+  if (!kernelMonitor_) return;
+  const int descriptor = udev_monitor_get_fd(kernelMonitor_.get());
+  kernelNews_ = RunLoop::current().watch(descriptor, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->hearTheKernel();
+  });
+}
+
+void UdevWatch::hearTheKernel() {
+  while (UdevDevice(udev_monitor_receive_device(kernelMonitor_.get())) || errno == ENOBUFS) {
+  }
+  if (!ended_) lookAroundSoon();
 }
 
 void UdevWatch::lookAroundSoon() {

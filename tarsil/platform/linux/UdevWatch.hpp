@@ -1,14 +1,12 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
 #include "tarsil/platform/linux/KnownDevices.hpp"
 #include "tarsil/platform/linux/udevScan.hpp"
+#include "tarsil/runtime/Observation.hpp"
 #include "tarsil/runtime/Timer.hpp"
-#include "tarsil/runtime/detail/Reactor.hpp"
-#include "tarsil/runtime/detail/Watcher.hpp"
 
 namespace tarsil {
 
@@ -16,22 +14,18 @@ namespace tarsil {
 /// udev daemon, when it has prepared the device, or straight from the kernel where no daemon runs. A daemon
 /// may run whose word does not get through, as into a container: so what the kernel says is followed by a
 /// look around, two seconds later, which tells what went unheard.
-class UdevWatch final : public detail::Watcher, public std::enable_shared_from_this<UdevWatch> {
+class UdevWatch final : public std::enable_shared_from_this<UdevWatch> {
  public:
   /// Null where the system gives no news (a container without the right to listen).
   static std::shared_ptr<UdevWatch> begin(SerialDeviceRegistry::Watcher watcher);
 
   UdevWatch(UdevContext context, UdevMonitor monitor, SerialDeviceRegistry::Watcher watcher);
 
-  void ready() override;
   void end();
 
  private:
-  /// Hears that the kernel has news, whatever they are.
-  class KernelEar;
-
   void listenToTheKernel();
-  void listenOn();
+  void hearTheKernel();
   void takeNews();
   void lookAroundSoon();
   void lookAround();
@@ -42,13 +36,14 @@ class UdevWatch final : public detail::Watcher, public std::enable_shared_from_t
   const UdevMonitor monitor_;
   const int descriptor_;
   const SerialDeviceRegistry::Watcher watcher_;
-  const std::shared_ptr<detail::Reactor> loop_;
-  std::optional<detail::Reactor::WatchId> watch_;
-  std::shared_ptr<KernelEar> kernelEar_;
+  /// Hears that the kernel has news, whatever they are; null where it says nothing.
+  UdevMonitor kernelMonitor_;
   /// Null while no look around is due.
   std::shared_ptr<Timer> soon_;
   bool ended_ = false;
   KnownDevices known_;
+  Observation news_;
+  Observation kernelNews_;
 };
 
 }  // namespace tarsil

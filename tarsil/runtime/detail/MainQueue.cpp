@@ -39,7 +39,7 @@ bool MainQueue::isCurrent() const {
 }
 
 std::shared_ptr<Reactor> MainQueue::reactor() const {
-  return RunLoop::main().implementation().reactor();
+  return RunLoop::Implementation::of(RunLoop::main()).reactor();
 }
 
 void MainQueue::deliver(Work work) {

@@ -17,6 +17,8 @@ class DispatchQueue::Implementation {
   Implementation(const Implementation&) = delete;
   Implementation& operator=(const Implementation&) = delete;
 
+  static Implementation& of(const DispatchQueue& queue) { return *queue.implementation_; }
+
   virtual void async(Work work) = 0;
   virtual void sync(const Work& work) = 0;
   virtual bool isCurrent() const = 0;

@@ -15,6 +15,8 @@ namespace tarsil {
 /// What stands behind a run loop.
 class RunLoop::Implementation {
  public:
+  static Implementation& of(RunLoop& loop) { return *loop.implementation_; }
+
   enum class Thread { main, other };
   /// `Thread::other` means the calling one.
   explicit Implementation(Thread thread);

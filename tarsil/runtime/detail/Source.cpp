@@ -9,7 +9,8 @@
 
 namespace tarsil::detail {
 
-Source::Source(DispatchQueue queue) : reactor_(queue.implementation()->reactor()), queue_(std::move(queue)) {}
+Source::Source(DispatchQueue queue)
+    : reactor_(DispatchQueue::Implementation::of(queue).reactor()), queue_(std::move(queue)) {}
 
 void Source::setEventHandler(Work handler) {
   setHandler(eventHandler_, std::move(handler), "setEventHandler");
@@ -55,7 +56,7 @@ void Source::happened() {
     if (state_ != State::armed) return;
     state_ = State::delivering;
   }
-  queue_.implementation()->deliver([self = shared_from_this()] { self->deliver(); });
+  DispatchQueue::Implementation::of(queue_).deliver([self = shared_from_this()] { self->deliver(); });
 }
 
 void Source::deliver() {
