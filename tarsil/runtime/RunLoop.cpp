@@ -1,7 +1,6 @@
 #include "tarsil/runtime/RunLoop.hpp"
 
 #include <poll.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <optional>
@@ -17,13 +16,6 @@
 namespace tarsil {
 namespace {
 
-// The system numbers a process's threads, the first one like the process. Asked once a thread: every call
-// that is handed to the main thread wants to know.
-bool isFirstThread() {
-  static thread_local const bool isFirst = gettid() == getpid();
-  return isFirst;
-}
-
 /// Reports a descriptor for as long as somebody wants to hear of it.
 class DescriptorWatch final : public detail::Watcher, public std::enable_shared_from_this<DescriptorWatch> {
  public:
@@ -37,7 +29,7 @@ class DescriptorWatch final : public detail::Watcher, public std::enable_shared_
     if (watch_) reactor_->unwatch(*std::exchange(watch_, std::nullopt));
   }
 
-  void ready() override {
+  void ready(bool /*hungUp*/) override {
     // Ended while the report was on its way.
     if (!watch_) return;
     // The work may end the watch.
@@ -76,7 +68,7 @@ RunLoop& RunLoop::current() {
 }
 
 bool RunLoop::isMainThread() {
-  if (!isFirstThread()) return false;
+  if (!detail::isFirstThread()) return false;
   if (VirtualTime::Implementation::current() == nullptr) return true;
   const auto* queue = detail::CurrentQueue::innermost();
   return queue == nullptr || queue == &DispatchQueue::Implementation::of(DispatchQueue::main());
@@ -206,7 +198,7 @@ void RunLoop::Implementation::processDue() {
 }
 
 bool RunLoop::Implementation::isOnItsThread() const {
-  return isMain_ ? isFirstThread() : std::this_thread::get_id() == thread_;
+  return isMain_ ? detail::isFirstThread() : std::this_thread::get_id() == thread_;
 }
 
 void RunLoop::Implementation::lookAround() {

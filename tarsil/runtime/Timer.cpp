@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "tarsil/runtime/RunLoop.hpp"
-#include "tarsil/runtime/detail/Alarm.hpp"
 #include "tarsil/runtime/detail/Reactor.hpp"
 #include "tarsil/runtime/detail/RunLoopImplementation.hpp"
 #include "tarsil/runtime/detail/schedule.hpp"

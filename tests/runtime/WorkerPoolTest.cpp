@@ -88,6 +88,31 @@ TEST(WorkerPoolTest, GrowsToItsLimitAndWaitsThen) {
   EXPECT_EQ(pool.threadCount(), WorkerPool::mostThreads);
 }
 
+TEST(WorkerPoolTest, AnAlarmThatBlocksItsThreadKeepsNoOtherFromRinging) {
+  constexpr int count = 5;
+  std::atomic<int> missing = count;
+  std::atomic<int> cancelled = 0;
+  Gate allRing;
+  Gate allCancelled;
+  std::vector<std::shared_ptr<DispatchSource>> sources;
+  for (int i = 0; i < count; ++i) {
+    // Late enough that all of them are due together.
+    sources.push_back(
+        DispatchSource::timer(milliseconds(20), hours(1), milliseconds(10), DispatchQueue::global()));
+    sources.back()->setEventHandler([&] {
+      if (--missing == 0) allRing.open();
+      allRing.wait();
+    });
+    sources.back()->setCancelHandler([&] {
+      if (++cancelled == count) allCancelled.open();
+    });
+  }
+  for (const auto& source : sources) source->resume();
+  allRing.wait();
+  for (const auto& source : sources) source->cancel();
+  allCancelled.wait();
+}
+
 TEST(WorkerPoolTest, SpareThreadsLeave) {
   auto& pool = makePool(milliseconds(1));
   { const Occupation blocked(pool, 10); }

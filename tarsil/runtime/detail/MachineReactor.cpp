@@ -1,25 +1,23 @@
 #include "tarsil/runtime/detail/MachineReactor.hpp"
 
-#include <sys/eventfd.h>
-#include <sys/timerfd.h>
-
 #include <chrono>
-
-#include "tarsil/runtime/detail/succeeded.hpp"
 
 namespace tarsil::detail {
 namespace {
 
-constexpr Epoll::Id workId = 0;
-constexpr Epoll::Id timerId = 1;
+constexpr DescriptorSet::Id workId = 0;
+constexpr DescriptorSet::Id clockId = 1;
 
 }  // namespace
 
-MachineReactor::MachineReactor()
-    : workSignal_(succeeded(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
-      timer_(succeeded(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create")) {
-  epoll_.add(workSignal_.get(), workId);
-  epoll_.add(timer_.get(), timerId);
+MachineReactor::MachineReactor(Served served) : served_(served) {
+  if (served_ == Served::byItsThread) {
+    descriptors_.add(workSignal_.descriptor(), workId);
+    descriptors_.add(clock_.descriptor(), clockId);
+  } else {
+    descriptors_.addForNews(workSignal_.descriptor(), workId);
+    descriptors_.addForNews(clock_.descriptor(), clockId);
+  }
 }
 
 Clock::Instant MachineReactor::now() const {
@@ -31,33 +29,30 @@ Work MachineReactor::takeReadable() {
   // The reactor's own two descriptors may stand in front of the watched ones; asked again, the system goes on
   // behind them.
   for (int asked = 0; asked < 3; ++asked) {
-    const auto id = wait(0);
-    if (!id) return {};
-    if (*id < firstWatch) continue;
-    if (Work report = takeReport(*id)) return report;
+    const auto event = wait(0);
+    if (!event) return {};
+    if (event->id < firstWatch) continue;
+    if (Work report = takeReport(event->id, event->hungUp)) return report;
   }
   return {};
 }
 
-Work MachineReactor::take(Epoll::Id id) {
-  if (id == workId) return takeWork();
-  if (id == timerId) return takeAlarm(now());
-  return takeReport(id);
+Work MachineReactor::take(const Event& event) {
+  if (event.id == workId) return takeWork();
+  if (event.id != clockId) return takeReport(event.id, event.hungUp);
+  if (Work ringing = takeAlarm(now())) return ringing;
+  // Another thread was faster, or the alarm was put off. The clock rings once for what it was set to.
+  tellOfAlarmsAgain();
+  return {};
 }
 
-void MachineReactor::workIsDue(bool due) {
-  eventfd_t count = 0;
-  succeeded(due ? eventfd_write(workSignal_.get(), 1) : eventfd_read(workSignal_.get(), &count), "eventfd");
-}
-
-void MachineReactor::firstAlarmIsAt(Clock::Instant at) {
-  itimerspec expiry{};  // all zero: no alarm
-  if (at != never) {
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(at.time_since_epoch());
-    expiry.it_value.tv_sec = seconds.count();
-    expiry.it_value.tv_nsec = (at.time_since_epoch() - seconds).count();
+void MachineReactor::workWasTaken(bool moreIsLeft) {
+  if (served_ == Served::byManyThreads) {
+    // The signal woke one thread, this one. The next piece needs another.
+    if (moreIsLeft) workSignal_.raise();
+  } else if (!moreIsLeft) {
+    workSignal_.lower();
   }
-  succeeded(timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &expiry, nullptr), "timerfd_settime");
 }
 
 }  // namespace tarsil::detail

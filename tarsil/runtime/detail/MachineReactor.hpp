@@ -1,6 +1,5 @@
 #pragma once
 
-#include "tarsil/runtime/detail/FileDescriptor.hpp"
 #include "tarsil/runtime/detail/Reactor.hpp"
 
 namespace tarsil::detail {
@@ -8,27 +7,32 @@ namespace tarsil::detail {
 /// A reactor on the machine's clock: threads wait for its one descriptor.
 class MachineReactor final : public Reactor {
  public:
-  MachineReactor();
+  /// `byItsThread`: the descriptor is readable exactly while something is due, so that a foreign loop may
+  /// wait for it. `byManyThreads`: they wait in `wait`, and for each thing that falls due one of them wakes.
+  enum class Served { byItsThread, byManyThreads };
+  explicit MachineReactor(Served served);
 
   Clock::Instant now() const override;
   bool isVirtual() const override { return false; }
   Work takeReadable() override;
 
-  /// Readable exactly while something is due.
-  int descriptor() const { return epoll_.descriptor(); }
+  int descriptor() const { return descriptors_.descriptor(); }
 
-  /// Waits up to `timeout` milliseconds, for ever when it is negative. The id says what is due; none after
-  /// the time-out.
-  std::optional<Epoll::Id> wait(int timeout) const { return epoll_.wait(timeout); }
+  using Event = DescriptorSet::Event;
+  /// Waits up to `timeout` milliseconds, for ever when it is negative. Says what is due; none after the
+  /// time-out.
+  std::optional<Event> wait(int timeout) const { return descriptors_.wait(timeout); }
   /// Takes what `wait` announced; empty when another thread was faster.
-  Work take(Epoll::Id id);
+  Work take(const Event& event);
 
  private:
-  void workIsDue(bool due) override;
-  void firstAlarmIsAt(Clock::Instant at) override;
+  void workCame() override { workSignal_.raise(); }
+  void workWasTaken(bool moreIsLeft) override;
+  void firstAlarmIsAt(Clock::Instant at) override { clock_.setTo(at); }
 
-  const FileDescriptor workSignal_;
-  const FileDescriptor timer_;
+  const Served served_;
+  Signal workSignal_;
+  AlarmClock clock_;
 };
 
 }  // namespace tarsil::detail

@@ -8,7 +8,8 @@ void Reactor::post(Work work) {
   const std::lock_guard lock(mutex_);
   if (abandoned_) return;
   work_.push_back(std::move(work));
-  if (work_.size() == 1) workIsDue(true);
+  if (hasWork_.exchange(true)) return;
+  workCame();
 }
 
 void Reactor::schedule(std::shared_ptr<Alarm> alarm, Clock::Instant at) {
@@ -36,7 +37,7 @@ std::optional<Reactor::WatchId> Reactor::watch(int descriptor, std::shared_ptr<W
   const std::lock_guard lock(mutex_);
   if (abandoned_) return std::nullopt;
   const WatchId id = nextWatch_++;
-  if (!epoll_.addOnce(descriptor, id)) return std::nullopt;
+  if (!descriptors_.addOnce(descriptor, id)) return std::nullopt;
   auto arrivals = writer == Writer::machine ? machineNews_ : Arrivals::announcedFor(descriptor);
   watches_.emplace(id, Watch{descriptor, std::move(watcher), std::move(arrivals)});
   return id;
@@ -47,7 +48,7 @@ void Reactor::rearm(WatchId id) {
   const auto entry = watches_.find(id);
   if (entry == watches_.end()) return;
   entry->second.armed = true;
-  epoll_.rearm(entry->second.descriptor, id);
+  descriptors_.rearm(entry->second.descriptor, id);
 }
 
 void Reactor::unwatch(WatchId id) {
@@ -55,17 +56,19 @@ void Reactor::unwatch(WatchId id) {
   const std::lock_guard lock(mutex_);
   const auto entry = watches_.find(id);
   if (entry == watches_.end()) return;
-  epoll_.remove(entry->second.descriptor);
+  descriptors_.remove(entry->second.descriptor);
   removed = std::move(entry->second.watcher);
   watches_.erase(entry);
 }
 
 Work Reactor::takeWork() {
+  if (!hasWork_) return {};
   const std::lock_guard lock(mutex_);
   if (work_.empty()) return {};
   Work work = std::move(work_.front());
   work_.pop_front();
-  if (work_.empty()) workIsDue(false);
+  hasWork_ = !work_.empty();
+  workWasTaken(hasWork_);
   return work;
 }
 
@@ -74,16 +77,17 @@ Work Reactor::takeAlarm(Clock::Instant now) {
   const auto first = firstAt();
   if (first > now || first == never) return {};
   auto entry = alarms_.extract(alarms_.begin());
-  alarmsChanged();
+  // Told even when the next one rings at the same time: who was told of this one has come.
+  tellOfFirstAlarm();
   return [alarm = std::move(entry.mapped())] { alarm->ring(); };
 }
 
-Work Reactor::takeReport(WatchId id) {
+Work Reactor::takeReport(WatchId id, bool hungUp) {
   const std::lock_guard lock(mutex_);
   const auto entry = watches_.find(id);
   if (entry == watches_.end()) return {};
   entry->second.armed = false;
-  return [watcher = entry->second.watcher] { watcher->ready(); };
+  return [watcher = entry->second.watcher, hungUp] { watcher->ready(hungUp); };
 }
 
 std::size_t Reactor::workCount() const {
@@ -117,6 +121,7 @@ bool Reactor::drop() {
   {
     const std::lock_guard lock(mutex_);
     work.swap(work_);
+    hasWork_ = false;
     alarms.swap(alarms_);
     watches.swap(watches_);
   }
@@ -128,11 +133,18 @@ Clock::Instant Reactor::firstAt() const {
   return alarms_.empty() ? never : alarms_.begin()->first.at;
 }
 
+void Reactor::tellOfAlarmsAgain() {
+  const std::lock_guard lock(mutex_);
+  tellOfFirstAlarm();
+}
+
 void Reactor::alarmsChanged() {
-  const auto first = firstAt();
-  if (first == announcedAlarm_) return;
-  announcedAlarm_ = first;
-  firstAlarmIsAt(first);
+  if (firstAt() != announcedAlarm_) tellOfFirstAlarm();
+}
+
+void Reactor::tellOfFirstAlarm() {
+  announcedAlarm_ = firstAt();
+  firstAlarmIsAt(announcedAlarm_);
 }
 
 }  // namespace tarsil::detail

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -11,12 +12,51 @@
 
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/runtime/DispatchQueue.hpp"
-#include "tarsil/runtime/detail/Alarm.hpp"
 #include "tarsil/runtime/detail/Arrivals.hpp"
-#include "tarsil/runtime/detail/Epoll.hpp"
-#include "tarsil/runtime/detail/Watcher.hpp"
+#include "tarsil/runtime/detail/systemEvents.hpp"
 
 namespace tarsil::detail {
+
+/// Somebody who waits for a descriptor to become readable.
+class Watcher {
+ public:
+  virtual ~Watcher() = default;
+  Watcher(const Watcher&) = delete;
+  Watcher& operator=(const Watcher&) = delete;
+
+  /// The descriptor is readable or hung up; it is not looked at again until `Reactor::rearm`. No lock is
+  /// held.
+  virtual void ready(bool hungUp) = 0;
+
+ protected:
+  Watcher() = default;
+};
+
+/// Something that falls due at an instant. Alarms of one instant ring in the order of their creation.
+class Alarm {
+ public:
+  virtual ~Alarm() = default;
+  Alarm(const Alarm&) = delete;
+  Alarm& operator=(const Alarm&) = delete;
+
+  /// The reactor has let go of the alarm and no lock is held.
+  virtual void ring() = 0;
+  /// The reactor ends; the alarm will not ring.
+  virtual void abandon() {}
+
+ protected:
+  Alarm() = default;
+
+ private:
+  friend class Reactor;
+  static std::uint64_t nextOrder() {
+    static std::atomic<std::uint64_t> count = 0;
+    return count++;
+  }
+  const std::uint64_t order_ = nextOrder();
+  /// Guarded by the reactor.
+  Clock::Instant at_;
+};
 
 /// Holds what is to happen on a run loop or on the worker threads: work that was handed over, alarms by the
 /// time at which they ring, and watched descriptors. Whoever serves the reactor takes one thing at a time and
@@ -40,7 +80,7 @@ class Reactor {
   /// Does nothing when the alarm is not scheduled.
   void unschedule(const Alarm& alarm);
 
-  using WatchId = Epoll::Id;
+  using WatchId = DescriptorSet::Id;
   /// Who writes to a descriptor: the machine's news need not be in time on a clock that is not the machine's.
   enum class Writer { anybody, machine };
   /// Reports the descriptor once, as soon as it is readable. None for a descriptor that the system cannot
@@ -92,26 +132,34 @@ class Reactor {
   bool drop();
 
   /// The report of a watched descriptor that is readable; empty when it is watched no more.
-  Work takeReport(WatchId id);
+  Work takeReport(WatchId id, bool hungUp);
 
   // Called under the lock.
-  /// Work has come where there was none, or the last of it was taken.
-  virtual void workIsDue(bool due) = 0;
-  /// The first alarm rings at another time now, or `never`.
+  /// Work has come where there was none.
+  virtual void workCame() = 0;
+  /// One piece of it was taken.
+  virtual void workWasTaken(bool moreIsLeft) = 0;
+  /// The first alarm is to be told of at another time now, or `never`.
   virtual void firstAlarmIsAt(Clock::Instant at) = 0;
+
+  /// As if nobody had been told of the first alarm.
+  void tellOfAlarmsAgain();
 
   mutable std::mutex mutex_;
   std::map<WatchId, Watch> watches_;
   const std::shared_ptr<Arrivals> machineNews_ = std::make_shared<Arrivals>();
   /// Knows every watched descriptor under its id, armed for one report.
-  Epoll epoll_;
+  DescriptorSet descriptors_;
 
  private:
   Clock::Instant firstAt() const;
   void alarmsChanged();
+  void tellOfFirstAlarm();
 
   bool abandoned_ = false;
   std::deque<Work> work_;
+  /// What an idle reactor is asked most, answered without the lock.
+  std::atomic<bool> hasWork_ = false;
   std::map<AlarmKey, std::shared_ptr<Alarm>> alarms_;
   Clock::Instant announcedAlarm_ = never;
   WatchId nextWatch_ = firstWatch;

@@ -1,16 +1,9 @@
 #include "tarsil/runtime/detail/ReadSource.hpp"
 
-#include <poll.h>
 #include <sys/ioctl.h>
 
 namespace tarsil::detail {
 namespace {
-
-bool isHungUp(int descriptor) {
-  pollfd state{descriptor, POLLIN | POLLRDHUP, 0};
-  poll(&state, 1, 0);
-  return (state.revents & (POLLHUP | POLLERR | POLLRDHUP)) != 0;
-}
 
 // A hung-up descriptor counts as readable for ever, with bytes or without.
 bool holdsBytes(int descriptor) {
@@ -39,7 +32,7 @@ void ReadSource::disarm() {
 void ReadSource::willFire() {
   // In this order: asking for the hang-up moves bytes on that a terminal has received but not yet made
   // readable.
-  atEnd_ = isHungUp(descriptor_) && !holdsBytes(descriptor_);
+  atEnd_ = hungUp_ && isHungUp(descriptor_) && !holdsBytes(descriptor_);
 }
 
 }  // namespace tarsil::detail

@@ -4,7 +4,6 @@
 
 #include "tarsil/runtime/detail/Reactor.hpp"
 #include "tarsil/runtime/detail/Source.hpp"
-#include "tarsil/runtime/detail/Watcher.hpp"
 
 namespace tarsil::detail {
 
@@ -13,7 +12,10 @@ class ReadSource final : public Source, public Watcher {
  public:
   ReadSource(int descriptor, DispatchQueue queue) : Source(std::move(queue)), descriptor_(descriptor) {}
 
-  void ready() override { happened(); }
+  void ready(bool hungUp) override {
+    hungUp_ = hungUp;
+    happened();
+  }
 
  private:
   void arm() override;
@@ -23,6 +25,8 @@ class ReadSource final : public Source, public Watcher {
   const int descriptor_;
   bool watched_ = false;
   std::optional<Reactor::WatchId> watch_;
+  /// What the last report said.
+  bool hungUp_ = false;
   /// The descriptor had hung up and was empty when the handler was last called.
   bool atEnd_ = false;
 };

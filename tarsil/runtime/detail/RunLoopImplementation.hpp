@@ -46,7 +46,8 @@ class RunLoop::Implementation {
 
   const bool isMain_;
   const std::thread::id thread_;
-  const std::shared_ptr<detail::MachineReactor> reactor_ = std::make_shared<detail::MachineReactor>();
+  const std::shared_ptr<detail::MachineReactor> reactor_ =
+      std::make_shared<detail::MachineReactor>(detail::MachineReactor::Served::byItsThread);
 
   /// What is left of the round: what was due when it began. Whatever comes later waits for the next round, so
   /// that nothing can keep the rest from its turn.

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tarsil/runtime/Clock.hpp"
-#include "tarsil/runtime/detail/Alarm.hpp"
+#include "tarsil/runtime/detail/Reactor.hpp"
 #include "tarsil/runtime/detail/Source.hpp"
 
 namespace tarsil::detail {

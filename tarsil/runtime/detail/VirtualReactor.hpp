@@ -6,9 +6,20 @@
 #include <vector>
 
 #include "tarsil/runtime/detail/Reactor.hpp"
-#include "tarsil/runtime/detail/VirtualClock.hpp"
 
 namespace tarsil::detail {
+
+/// A clock that stands still until it is set. One thread.
+class VirtualClock {
+ public:
+  static constexpr Clock::Instant start{};
+
+  Clock::Instant now() const { return now_; }
+  void moveTo(Clock::Instant now) { now_ = now; }
+
+ private:
+  Clock::Instant now_ = start;
+};
 
 /// A reactor on a virtual clock: nobody waits for it, it is asked.
 class VirtualReactor final : public Reactor {
@@ -28,10 +39,11 @@ class VirtualReactor final : public Reactor {
   std::vector<pollfd> armedDescriptors() const;
 
  private:
-  void workIsDue(bool) override {}
+  void workCame() override {}
+  void workWasTaken(bool) override {}
   void firstAlarmIsAt(Clock::Instant) override {}
 
-  std::optional<WatchId> firstReadable();
+  std::optional<DescriptorSet::Event> firstReadable();
 
   const std::shared_ptr<const VirtualClock> clock_;
   /// What `firstReadable` asks, kept for the room that it takes.

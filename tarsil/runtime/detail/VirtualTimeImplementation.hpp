@@ -4,7 +4,6 @@
 #include <memory>
 
 #include "tarsil/runtime/VirtualTime.hpp"
-#include "tarsil/runtime/detail/VirtualClock.hpp"
 #include "tarsil/runtime/detail/VirtualReactor.hpp"
 
 namespace tarsil {

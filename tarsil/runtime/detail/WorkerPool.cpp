@@ -65,7 +65,7 @@ void WorkerPool::startThread() {
 
 // An exception that nobody below has caught ends the process here, with its stack still there to look at.
 void WorkerPool::runThread() noexcept {
-  pthread_setname_np(pthread_self(), "tarsil-worker");
+  nameThisThread("tarsil-worker");
   while (const Work work = awaitWork()) {
     work();
     beginWaiting();

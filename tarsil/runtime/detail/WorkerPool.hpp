@@ -36,7 +36,8 @@ class WorkerPool {
   void endWaiting();
 
   const std::chrono::milliseconds idleTime_;
-  const std::shared_ptr<MachineReactor> reactor_ = std::make_shared<MachineReactor>();
+  const std::shared_ptr<MachineReactor> reactor_ =
+      std::make_shared<MachineReactor>(MachineReactor::Served::byManyThreads);
   mutable std::mutex mutex_;
   int threads_ = 0;
   /// How many of them wait for the reactor, one that is about to begin included.
