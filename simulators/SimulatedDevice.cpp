@@ -8,15 +8,21 @@ SimulatedDevice::SimulatedDevice(std::string model, std::uint64_t baudRate, Pati
     : model_(std::move(model)), baudRate_(baudRate), patient_(patient) {}
 
 void SimulatedDevice::receive(ByteView bytes) {
+  noteBeginning();
   for (const std::uint8_t byte : bytes) onByte(byte);
   history_.note(age_, truth());
 }
 
 void SimulatedDevice::advance(Duration duration) {
-  if (history_.entries().empty()) history_.note(age_, truth());
+  noteBeginning();
   age_ += duration;
   onTime(duration);
   history_.note(age_, truth());
+}
+
+void SimulatedDevice::noteBeginning() {
+  // Not when it is made: what it does in truth is told by a class that does not exist by then.
+  if (history_.entries().empty()) history_.note(age_, truth());
 }
 
 std::vector<SimulatedDevice::Message> SimulatedDevice::takeOutput() {

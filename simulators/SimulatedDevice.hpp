@@ -91,6 +91,7 @@ class SimulatedDevice {
   std::uint32_t random() { return random_.next(); }
 
  private:
+  void noteBeginning();
   void put(ByteView message, bool inOnePiece);
   /// The message as faults leave it.
   Bytes afterFaults(ByteView message);
