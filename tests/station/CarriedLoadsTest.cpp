@@ -8,6 +8,7 @@
 #include <map>
 #include <numeric>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -121,6 +122,12 @@ const std::map<std::string, std::function<Understood(const Writes&)>> machines{
     {"ErgometricsK2.4P3", powerBetween("", "\r")},
 };
 
+Understood understood(const std::string& model, const Writes& writes) {
+  const auto machine = machines.find(model);
+  if (machine == machines.end()) throw std::invalid_argument("how does a " + model + " read its frames?");
+  return machine->second(writes);
+}
+
 class CarriedLoads : public testing::TestWithParam<DeviceModel> {
  protected:
   const ExerciseFacts& facts() const { return *GetParam().exercise; }
@@ -129,7 +136,7 @@ class CarriedLoads : public testing::TestWithParam<DeviceModel> {
     port.takeSent();
     device->setLoad(speedOrPower, grade);
     port.advance(Duration::zero());
-    return machines.at(GetParam().name)(port.takeSent());
+    return understood(GetParam().name, port.takeSent());
   }
 
   /// Every multiple of a tenth from 0 to `highest`: where it is carried it is read back, where not it is not.

@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -200,7 +201,11 @@ class Framing : public testing::TestWithParam<DeviceModel> {
   ~Framing() override { StressECGDeviceManager::share().delegate = nullptr; }
 
   bool isMedxing() const { return GetParam().name == "MEDXINGPort"; }
-  Saying say(Random& random) const { return speakers.at(GetParam().name)(random); }
+  Saying say(Random& random) const {
+    const auto speaker = speakers.find(GetParam().name);
+    if (speaker == speakers.end()) throw std::invalid_argument("what does a " + GetParam().name + " say?");
+    return speaker->second(random);
+  }
 
   void receive(ByteView bytes) {
     for (const auto& reply : framing->take(bytes)) framing->decode(reply, *decoder, *port.port());
