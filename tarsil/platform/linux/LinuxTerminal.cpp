@@ -108,8 +108,15 @@ std::shared_ptr<LinuxTerminal::Opening> LinuxTerminal::openingOf(int descriptor)
   return opening;
 }
 
+// Nothing that an earlier opening left under the same number counts.
+void LinuxTerminal::beginOpening(int descriptor) {
+  const std::lock_guard guard(mutex_);
+  openings_.insert_or_assign(descriptor, std::make_shared<Opening>());
+}
+
 // Other programs heed one lock or the other; the advisory one also keeps root out.
 int LinuxTerminal::lock(int descriptor) {
+  beginOpening(descriptor);
   if (answer([=] { return flock(descriptor, LOCK_EX | LOCK_NB); }) < 0) return -1;
   int isMarked = 0;
   if (ioctl(descriptor, TIOCGEXCL, &isMarked) == 0 && isMarked != 0) return 0;

@@ -38,6 +38,7 @@ class LinuxTerminal final : public Terminal {
   /// What is to be known of an opening beside its descriptor.
   struct Opening;
 
+  void beginOpening(int descriptor);
   std::shared_ptr<Opening> openingOf(int descriptor);
   int lock(int descriptor);
   void unlock(int descriptor);
