@@ -78,7 +78,8 @@ class ORSSerialPort : public Observable, public std::enable_shared_from_this<ORS
   /// port is open, or still closing.
   void open();
   /// Begins to close; the port is closed when its descriptor is, some moments later, on a worker thread: when
-  /// its output has gone out and no `sendData` is under way. Always true.
+  /// its output has gone out and no `sendData` is under way; output that stands still for 3 s is given up,
+  /// with the `sendData` that waits for it. Always true.
   bool close();
   /// True from `open` until the descriptor is closed.
   bool isOpen() const;
