@@ -1,3 +1,5 @@
 #pragma once
 
+#include <sys/epoll.h>
+
 #include "tarsil/platform/linux/LinuxTerminal.hpp"
