@@ -73,8 +73,7 @@ StressECGDeviceManager::Names StressECGDeviceManager::getDeivceType() const {
           std::string(rawValue(StressDeviceType::Ergometer))};
 }
 
-StressECGDeviceManager::OptionalDevices StressECGDeviceManager::getDeviceByType(
-    const std::string& type) {
+StressECGDeviceManager::OptionalDevices StressECGDeviceManager::getDeviceByType(const std::string& type) {
   const auto kind = stressDeviceTypeFromRawValue(type);
   if (!kind) return std::nullopt;
   devices = catalogue_.makeExerciseDevices(*kind);
