@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -69,8 +70,9 @@ class KivStressDevice : public std::enable_shared_from_this<KivStressDevice> {
   KivStressDevice(const KivStressDevice&) = delete;
   KivStressDevice& operator=(const KivStressDevice&) = delete;
 
-  /// The shared traffic log; of the drivers only `TrackMaster` writes to it.
-  FileManagerTool& fm;
+  /// The traffic log, at first the shared one; of the drivers only `TrackMaster` writes to it. Another one
+  /// that is put in its place must outlive the device.
+  std::reference_wrapper<FileManagerTool> fm;
   /// Where the driver reports results; the host sets it on the device that it chose.
   KivStressPortDelegateRef kiv_delegate;
   /// 1 for a treadmill, 0 for everything else.

@@ -61,8 +61,8 @@ void bindAndOpen(KivStressDevice& device, ORSSerialPort& port) {
 
 }  // namespace
 
-StressECGDeviceManager::StressECGDeviceManager(DeviceCatalogue catalogue)
-    : catalogue_(std::move(catalogue)) {}
+StressECGDeviceManager::StressECGDeviceManager(DeviceCatalogue catalogue, SharedByManagers shared)
+    : catalogue_(std::move(catalogue)), shared_(shared) {}
 
 StressECGDeviceManager::~StressECGDeviceManager() {
   if (timer) timer->invalidate();
@@ -76,18 +76,18 @@ StressECGDeviceManager::Names StressECGDeviceManager::getDeivceType() const {
 StressECGDeviceManager::OptionalDevices StressECGDeviceManager::getDeviceByType(const std::string& type) {
   const auto kind = stressDeviceTypeFromRawValue(type);
   if (!kind) return std::nullopt;
-  devices = catalogue_.makeExerciseDevices(*kind);
+  devices = withLog(catalogue_.makeExerciseDevices(*kind));
   return devices;
 }
 
 StressECGDeviceManager::OptionalDevices StressECGDeviceManager::getSpO2Devices() {
-  SpO2Devices = catalogue_.makeOximeters();
+  SpO2Devices = withLog(catalogue_.makeOximeters());
   return SpO2Devices;
 }
 
 StressECGDeviceManager::Names StressECGDeviceManager::getPort(bool isSpO2) {
   getPortIsSpO2 = isSpO2;
-  if (!ports) ports = ORSSerialPortManager::sharedSerialPortManager().availablePorts();
+  if (!ports) ports = portManager().availablePorts();
   if (!timer) timer = Timer::scheduled(portRefreshInterval, true, [this](Timer&) { port(); });
   return currentNames();
 }
@@ -95,10 +95,21 @@ StressECGDeviceManager::Names StressECGDeviceManager::getPort(bool isSpO2) {
 void StressECGDeviceManager::port() {
   // The host may drop a manager of its own within a closure.
   const auto kept = weak_from_this().lock();
-  ports = ORSSerialPortManager::sharedSerialPortManager().availablePorts();
+  ports = portManager().availablePorts();
   const Names names = currentNames();
   if (getPortIsSpO2) reportChange(names, portNamesWithSpO2, getPortsNameWithSpO2);
   reportChange(names, portNames, getPortsName);
+}
+
+ORSSerialPortManager& StressECGDeviceManager::portManager() const {
+  return shared_.portManager != nullptr ? *shared_.portManager
+                                        : ORSSerialPortManager::sharedSerialPortManager();
+}
+
+StressECGDeviceManager::Devices StressECGDeviceManager::withLog(Devices made) const {
+  if (shared_.log == nullptr) return made;
+  for (const auto& device : made) device->fm = *shared_.log;
+  return made;
 }
 
 StressECGDeviceManager::Names StressECGDeviceManager::currentNames() const {
@@ -140,7 +151,7 @@ void StressECGDeviceManager::selectedPort(const std::string& port, PortType type
     if (type == PortType::device) devicePort = candidate;
     if (type == PortType::SpO2) SpO2Port = candidate;
     if (type == PortType::BP) {
-      BPD = catalogue_.bloodPressureMonitor.makeDevice();
+      BPD = withLog({catalogue_.bloodPressureMonitor.makeDevice()}).front();
       BPPort = candidate;
     }
   }

@@ -23,6 +23,16 @@ class BluetoothCentral;
 class BluetoothPeripheral;
 class BluetoothService;
 class ORSSerialPort;
+class ORSSerialPortManager;
+
+/// What a manager shares with others; null stands for the shared object of the process. Either must outlive
+/// the manager, and the log the devices, too.
+struct SharedByManagers {
+  /// Knows the ports.
+  ORSSerialPortManager* portManager = nullptr;
+  /// The traffic log of the devices that the manager makes.
+  FileManagerTool* log = nullptr;
+};
 
 /// What a host application talks to. It lists device models and serial ports, binds a model and a port to
 /// each of the three roles of `PortType`, opens the ports, and passes the commands of a test on to the device
@@ -53,12 +63,19 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
     Devices value() && { return std::move(std::optional<Devices>::value()); }
   };
 
-  /// The one manager, made on first use with the catalogue of real devices; it lives as long as the process.
+  /// The one manager, made on first use with the catalogue of real devices; it lives as long as the process,
+  /// unless `exchangeShared` takes it away.
   static StressECGDeviceManager& share();
+  /// Puts another manager in the shared one's place (null: a new one at the next `share()`) and hands back
+  /// the old one (null: there was none yet). For programs that need a station as new: not within a call of
+  /// the old one or of its delegates. Main thread.
+  static std::shared_ptr<StressECGDeviceManager> exchangeShared(
+      std::shared_ptr<StressECGDeviceManager> manager);
 
-  /// A manager of its own, for a program that brings another catalogue. Drivers that report through the
-  /// shared manager do not know it. It must live in a std::shared_ptr to become a port's delegate.
-  explicit StressECGDeviceManager(DeviceCatalogue catalogue);
+  /// A manager of its own, for a program that brings another catalogue, other ports or another log. Drivers
+  /// that report through the shared manager do not know it. It must live in a std::shared_ptr to become a
+  /// port's delegate.
+  explicit StressECGDeviceManager(DeviceCatalogue catalogue, SharedByManagers shared = {});
   ~StressECGDeviceManager() override;
   StressECGDeviceManager(const StressECGDeviceManager&) = delete;
   StressECGDeviceManager& operator=(const StressECGDeviceManager&) = delete;
@@ -201,10 +218,14 @@ class StressECGDeviceManager : public ORSSerialPortDelegate,
 
  private:
   Names currentNames() const;
+  ORSSerialPortManager& portManager() const;
+  /// Gives new devices the traffic log, where there is one of this manager's.
+  Devices withLog(Devices made) const;
   /// Hands a command to the separate blood-pressure monitor, bound to its port anew.
   void commandMonitor(void (KivStressDevice::*command)());
 
   DeviceCatalogue catalogue_;
+  SharedByManagers shared_;
 };
 
 }  // namespace tarsil

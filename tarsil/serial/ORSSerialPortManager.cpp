@@ -45,11 +45,15 @@ bool isAscending(const Indexes& indexes) {
 /// Its mutex guards the two lists and is never held while ports, observers or the registry are called.
 class ORSSerialPortManager::Implementation {
  public:
-  explicit Implementation(ORSSerialPortManager& manager)
-      : manager_(manager), registry_(SerialDeviceRegistry::shared()) {}
+  Implementation(ORSSerialPortManager& manager, std::shared_ptr<SerialDeviceRegistry> registry)
+      : manager_(manager), registry_(std::move(registry)) {}
+  ~Implementation();
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
 
   void start();
-  void cleanupBeforeExit();
+  /// The work of the exit handler.
+  static void cleanUpAllBeforeExit();
 
   Ports ports() const {
     const std::lock_guard lock(mutex_);
@@ -62,7 +66,18 @@ class ORSSerialPortManager::Implementation {
   void wake();
 
  private:
-  void registerExitHandler();
+  /// The managers alive; never destroyed, since the exit handler needs it.
+  struct Living {
+    std::mutex mutex;
+    std::vector<Implementation*> managers;
+  };
+  static Living& living() {
+    static Living& managers = *new Living;
+    return managers;
+  }
+
+  void beCleanedUpAtExit();
+  void cleanupBeforeExit();
   void portsArrived(const Devices& devices);
   void portsRemoved(const Devices& devices);
   void post(const char* name, const char* key, const Ports& ports);
@@ -80,11 +95,12 @@ class ORSSerialPortManager::Implementation {
 
 ORSSerialPortManager& ORSSerialPortManager::sharedSerialPortManager() {
   // Never destroyed: the exit handler needs it, and so may other threads until the very end.
-  static ORSSerialPortManager& manager = *new ORSSerialPortManager;
+  static ORSSerialPortManager& manager = *new ORSSerialPortManager(SerialDeviceRegistry::shared());
   return manager;
 }
 
-ORSSerialPortManager::ORSSerialPortManager() : implementation_(std::make_unique<Implementation>(*this)) {
+ORSSerialPortManager::ORSSerialPortManager(std::shared_ptr<SerialDeviceRegistry> registry)
+    : implementation_(std::make_unique<Implementation>(*this, std::move(registry))) {
   implementation_->start();
 }
 
@@ -95,18 +111,34 @@ void ORSSerialPortManager::Implementation::start() {
   watch_ = registry_->watch({.arrived = [this](const Devices& devices) { portsArrived(devices); },
                              .removed = [this](const Devices& devices) { portsRemoved(devices); }});
   ports_ = portsOf(registry_->devices());
-  registerExitHandler();
+  beCleanedUpAtExit();
 }
 
-void ORSSerialPortManager::Implementation::registerExitHandler() {
-  const auto closePorts = [] {
-    beginProcessEnd();
-    sharedSerialPortManager().implementation_->cleanupBeforeExit();
-  };
-  if (atExit(closePorts) == 0) return;
+ORSSerialPortManager::Implementation::~Implementation() {
+  const std::lock_guard lock(living().mutex);
+  std::erase(living().managers, this);
+}
+
+void ORSSerialPortManager::Implementation::beCleanedUpAtExit() {
+  {
+    const std::lock_guard lock(living().mutex);
+    living().managers.push_back(this);
+  }
+  static const int refused = atExit(&Implementation::cleanUpAllBeforeExit);
+  if (refused == 0) return;
   printLine("ORSSerialPort was unable to register its termination handler for serial port cleanup: " +
                 std::to_string(errno),
             PrintedText::fixed);
+}
+
+void ORSSerialPortManager::Implementation::cleanUpAllBeforeExit() {
+  beginProcessEnd();
+  std::vector<Implementation*> managers;
+  {
+    const std::lock_guard lock(living().mutex);
+    managers = living().managers;
+  }
+  for (auto* const manager : managers) manager->cleanupBeforeExit();
 }
 
 void ORSSerialPortManager::Implementation::cleanupBeforeExit() {

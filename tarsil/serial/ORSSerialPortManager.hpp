@@ -10,6 +10,8 @@
 
 namespace tarsil {
 
+class SerialDeviceRegistry;
+
 /// Knows which serial ports the machine has, and follows devices as they come and go.
 ///
 /// Make it (first use of `sharedSerialPortManager()`) on the main thread: notifications are posted, and the
@@ -30,6 +32,9 @@ class ORSSerialPortManager : public Observable {
   /// The one manager, made on first use.
   static ORSSerialPortManager& sharedSerialPortManager();
 
+  /// A manager of the program's own, over the devices of `registry`, which is not null. Its ports, too, are
+  /// closed when the process ends. Main thread, as its end.
+  explicit ORSSerialPortManager(std::shared_ptr<SerialDeviceRegistry> registry);
   ORSSerialPortManager(const ORSSerialPortManager&) = delete;
   ORSSerialPortManager& operator=(const ORSSerialPortManager&) = delete;
   ~ORSSerialPortManager();
@@ -58,7 +63,6 @@ class ORSSerialPortManager : public Observable {
   void systemDidWake(const Notification& notification);
 
  private:
-  ORSSerialPortManager();
   class Implementation;
   std::unique_ptr<Implementation> implementation_;
 };

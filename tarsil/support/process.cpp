@@ -33,6 +33,18 @@ ProcessHooks exchangeProcessHooks(ProcessHooks hooks) {
   return std::exchange(currentHooks(), std::move(hooks));
 }
 
+ScopedProcessHooks::ScopedProcessHooks(ProcessHooks hooks) : before_(currentHooks()) {
+  ProcessHooks& current = currentHooks();
+  if (hooks.fatal) current.fatal = std::move(hooks.fatal);
+  if (hooks.neverReturn) current.neverReturn = std::move(hooks.neverReturn);
+  if (hooks.print) current.print = std::move(hooks.print);
+  if (hooks.atExit) current.atExit = std::move(hooks.atExit);
+}
+
+ScopedProcessHooks::~ScopedProcessHooks() {
+  currentHooks() = std::move(before_);
+}
+
 void fatalError(std::string_view reason) {
   if (currentHooks().fatal) currentHooks().fatal(reason);
   writeLine(stderr, "tarsil: fatal error: " + std::string(reason));

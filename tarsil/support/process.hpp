@@ -28,6 +28,19 @@ struct ProcessHooks {
 /// code.
 ProcessHooks exchangeProcessHooks(ProcessHooks hooks);
 
+/// Puts those of `hooks` that are not empty in place, beside the others that are there, and everything back
+/// at its end. Make and drop it while no other thread runs library code.
+class ScopedProcessHooks {
+ public:
+  explicit ScopedProcessHooks(ProcessHooks hooks);
+  ~ScopedProcessHooks();
+  ScopedProcessHooks(const ScopedProcessHooks&) = delete;
+  ScopedProcessHooks& operator=(const ScopedProcessHooks&) = delete;
+
+ private:
+  ProcessHooks before_;
+};
+
 /// The process stops here: one line on standard error, then std::abort(). Any thread.
 /// Called for programming errors and for device values that no honest answer exists for; going on would mean
 /// a made-up value.

@@ -39,7 +39,7 @@ const SpO2DeviceSettings oximeter{.SpO2 = "Finger", .baud = 1200, .databits = 7,
 
 /// What no way of making a device stores.
 void expectUntouched(const KivStressDevice& device) {
-  EXPECT_EQ(&device.fm, &FileManagerTool::share());
+  EXPECT_EQ(&device.fm.get(), &FileManagerTool::share());
   EXPECT_FALSE(device.kiv_delegate);
   EXPECT_EQ(device.port, std::nullopt);
   EXPECT_EQ(device.protPath, std::nullopt);

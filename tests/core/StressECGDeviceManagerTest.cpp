@@ -15,6 +15,7 @@
 #include "simulators/bluetooth/ScriptedCentral.hpp"
 #include "simulators/scripted/ScriptedTerminal.hpp"
 #include "simulators/scripted/scriptedDevice.hpp"
+#include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
@@ -303,6 +304,28 @@ TEST_F(StressECGDeviceManagerTest, ListsThePortsByNameAsFirstRead) {
   time().advance(2s);
   EXPECT_THAT(manager_->getPort(false), ElementsAre("b", "a", "c"));
   EXPECT_FALSE(manager_->getPortIsSpO2);
+}
+
+TEST_F(StressECGDeviceManagerTest, WorksWithThePortsAndTheLogThatItIsGiven) {
+  plugIn("shared");
+  const auto ownRegistry = std::make_shared<VirtualDeviceRegistry>();
+  ownRegistry->add(scriptedDevice("own", std::make_shared<ScriptedTerminal>()));
+  ORSSerialPortManager ownPorts(ownRegistry);
+  FileManagerTool ownLog;
+  const auto own = std::make_shared<StressECGDeviceManager>(
+      notingCatalogue(), SharedByManagers{.portManager = &ownPorts, .log = &ownLog});
+
+  EXPECT_THAT(own->getPort(false), ElementsAre("own"));
+  EXPECT_THAT(manager_->getPort(false), ElementsAre("shared"));
+  ownRegistry->add(scriptedDevice("later", std::make_shared<ScriptedTerminal>()));
+  time().advance(2s);
+  EXPECT_THAT(own->portNames, ElementsAre("own", "later"));
+
+  own->selectedPort("own", PortType::BP);
+  EXPECT_EQ(&own->BPD->fm.get(), &ownLog);
+  EXPECT_EQ(&own->getDeviceByType("Treadmill")->front()->fm.get(), &ownLog);
+  EXPECT_EQ(&own->getSpO2Devices()->front()->fm.get(), &ownLog);
+  EXPECT_EQ(&manager_->getDeviceByType("Treadmill")->front()->fm.get(), &FileManagerTool::share());
 }
 
 TEST_F(StressECGDeviceManagerTest, StartsOneRefreshEvenWithoutPorts) {

@@ -11,18 +11,14 @@ struct PrintedLines::Record {
   std::vector<std::string> diagnostic;
 };
 
-PrintedLines::PrintedLines() : record_(std::make_shared<Record>()), before_(exchangeProcessHooks({})) {
-  ProcessHooks hooks = before_;
-  hooks.print = [record = record_](std::string_view text, PrintedText kind) {
-    const std::lock_guard lock(record->mutex);
-    (kind == PrintedText::fixed ? record->fixed : record->diagnostic).emplace_back(text);
-  };
-  exchangeProcessHooks(hooks);
-}
+PrintedLines::PrintedLines()
+    : record_(std::make_shared<Record>()),
+      hooks_({.print = [record = record_](std::string_view text, PrintedText kind) {
+        const std::lock_guard lock(record->mutex);
+        (kind == PrintedText::fixed ? record->fixed : record->diagnostic).emplace_back(text);
+      }}) {}
 
-PrintedLines::~PrintedLines() {
-  exchangeProcessHooks(before_);
-}
+PrintedLines::~PrintedLines() = default;
 
 std::vector<std::string> PrintedLines::fixed() const {
   const std::lock_guard lock(record_->mutex);

@@ -25,7 +25,7 @@ class PrintedLines {
  private:
   struct Record;
   std::shared_ptr<Record> record_;
-  ProcessHooks before_;
+  ScopedProcessHooks hooks_;
 };
 
 }  // namespace tarsil

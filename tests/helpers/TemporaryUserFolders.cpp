@@ -31,11 +31,9 @@ std::filesystem::path freshFolder() {
 }  // namespace
 
 TemporaryUserFolders::TemporaryUserFolders()
-    : home_(freshFolder()),
-      before_(UserFolders::exchangeShared(std::make_shared<FixedUserFolders>(home_.string()))) {}
+    : home_(freshFolder()), folders_(std::make_shared<FixedUserFolders>(home_.string())) {}
 
 TemporaryUserFolders::~TemporaryUserFolders() {
-  UserFolders::exchangeShared(before_);
   std::error_code ignored;
   std::filesystem::remove_all(home_, ignored);
 }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
 #include <string>
+
+#include "tarsil/platform/UserFolders.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 
 namespace tarsil {
 
@@ -23,7 +25,7 @@ class TemporaryUserFolders {
 
  private:
   std::filesystem::path home_;
-  std::shared_ptr<class UserFolders> before_;
+  ScopedOverride<UserFolders> folders_;
 };
 
 /// The bytes of a file, none when it cannot be read.

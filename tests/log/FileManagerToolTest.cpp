@@ -17,6 +17,7 @@
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/runtime/Timer.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/TemporaryUserFolders.hpp"
 
@@ -204,7 +205,7 @@ TEST_F(FileManagerToolTest, CreatesTheFolderInTheHomeAndTheFileInTheDocumentsWhe
    private:
     const TemporaryUserFolders& user_;
   };
-  const auto before = UserFolders::exchangeShared(std::make_shared<MovedDocuments>(user));
+  const ScopedOverride<UserFolders> moved(std::make_shared<MovedDocuments>(user));
   EXPECT_EQ(tool.getRootPath(), user.home() / "moved/DeviceFile/2024-03-01 14:05:09.log");
   EXPECT_FALSE(tool.getDocumentPath());
   tool.createPath();
@@ -214,7 +215,6 @@ TEST_F(FileManagerToolTest, CreatesTheFolderInTheHomeAndTheFileInTheDocumentsWhe
   tool.writeFile("abc");
   tool.fileFlush();
   EXPECT_EQ(contentsOf(tool.getRootPath()), "\n2024-03-01 14:05:09->abc");
-  UserFolders::exchangeShared(before);
 }
 
 TEST_F(FileManagerToolTest, KnowsWhetherTheDocumentsDirectoryExists) {

@@ -344,6 +344,23 @@ class ORSSerialPortManagerDeathTest : public ::testing::Test {
     port->open();
     RunLoop::main().runUntil([] { return client->calls() == RecordedCalls{opened()}; }, 60s);
   }
+
+  /// The same, beside an open port of another manager's, whose state is told, too.
+  static void openPortOfAnotherManager() {
+    static TerminalAttributes initialAttributes;
+    initialAttributes.speed = 600;
+    static const auto terminal = std::make_shared<ScriptedTerminal>(initialAttributes);
+    const auto isRestored = [] { return terminal->attributes().speed == 600; };
+    std::atexit(
+        [] { std::fprintf(stderr, "other restored: %s\n", yes(terminal->attributes().speed == 600)); });
+    openPortThatTellsItsEnd();
+    const auto registry = std::make_shared<ScriptedRegistry>();
+    { const ORSSerialPortManager gone(registry); }
+    registry->present = {scriptedDevice("ttyOther0", terminal)};
+    static ORSSerialPortManager& other = *new ORSSerialPortManager(registry);
+    other.objectInAvailablePortsAtIndex(0)->open();
+    std::fprintf(stderr, "open: %s, ", yes(!isRestored()));
+  }
 };
 
 TEST_F(ORSSerialPortManagerDeathTest, AtExitPortsAreRemovedAndTheirTerminalsRestored) {
@@ -353,6 +370,16 @@ TEST_F(ORSSerialPortManagerDeathTest, AtExitPortsAreRemovedAndTheirTerminalsRest
         std::exit(0);
       },
       ::testing::ExitedWithCode(0), "restored: yes, ports: 0, client: opened\\(\\) removed\\(\\)");
+}
+
+TEST_F(ORSSerialPortManagerDeathTest, AtExitThePortsOfEveryManagerThatIsLeftAreClosed) {
+  EXPECT_EXIT(
+      {
+        openPortOfAnotherManager();
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0),
+      "open: yes, restored: yes, ports: 0, client: opened\\(\\) removed\\(\\)\nother restored: yes");
 }
 
 TEST_F(ORSSerialPortManagerDeathTest, AtExitOnAnotherThreadTerminalsAreRestoredAndNobodyIsWaitedFor) {

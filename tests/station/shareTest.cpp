@@ -12,6 +12,7 @@
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/station/standardCatalogue.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 
 namespace tarsil {
 namespace {
@@ -34,6 +35,22 @@ TEST(ShareTest, IsOneManagerForEverybody) {
   auto& manager = StressECGDeviceManager::share();
   EXPECT_EQ(&manager, &StressECGDeviceManager::share());
   EXPECT_EQ(manager.shared_from_this().get(), &manager) << "it can become a port's delegate";
+}
+
+TEST(ShareTest, AnotherOneMayTakeItsPlace) {
+  StressECGDeviceManager::share().isTango = true;
+  const auto before = StressECGDeviceManager::exchangeShared(nullptr);
+  ASSERT_NE(before, nullptr);
+  EXPECT_TRUE(before->isTango);
+  EXPECT_NE(&StressECGDeviceManager::share(), before.get());
+  EXPECT_FALSE(StressECGDeviceManager::share().isTango);
+  {
+    const auto own = std::make_shared<StressECGDeviceManager>(standardCatalogue());
+    const ScopedOverride<StressECGDeviceManager> shared(own);
+    EXPECT_EQ(&StressECGDeviceManager::share(), own.get());
+  }
+  StressECGDeviceManager::exchangeShared(before);
+  EXPECT_EQ(&StressECGDeviceManager::share(), before.get());
 }
 
 TEST(ShareTest, OffersTheRealDevices) {

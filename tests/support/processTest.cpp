@@ -62,6 +62,21 @@ TEST_F(ProcessTest, ANeverReturnHookMayThrow) {
   EXPECT_THAT([] { neverReturn(); }, ThrowsMessage<std::runtime_error>("stuck"));
 }
 
+TEST_F(ProcessTest, ScopedHooksStandBesideTheOthersUntilTheirEnd) {
+  std::vector<std::string> lines;
+  hookFatal([](std::string_view reason) { throw std::runtime_error(std::string(reason)); });
+  {
+    const ScopedProcessHooks hooks(
+        {.print = [&](std::string_view text, PrintedText) { lines.emplace_back(text); }});
+    printLine("heard", PrintedText::fixed);
+    EXPECT_THAT([] { fatalError("speed is nan"); }, ThrowsMessage<std::runtime_error>("speed is nan"));
+  }
+  const ProcessHooks left = exchangeProcessHooks({});
+  EXPECT_TRUE(left.fatal);
+  EXPECT_FALSE(left.print);
+  EXPECT_THAT(lines, ElementsAre("heard"));
+}
+
 TEST_F(ProcessDeathTest, AHandlerOfTheEndIsCalledAtTheEnd) {
   EXPECT_EXIT(
       {

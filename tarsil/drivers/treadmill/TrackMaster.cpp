@@ -63,7 +63,7 @@ std::string asciiHex(std::string_view digits) {
 void TrackMaster::setLoad(float kmph_or_power, float grade) {
   // Any new load cancels a stop, one that is refused below included; the stop's timer goes on asking.
   isStop = false;
-  fm.writeFile("setSpeed:" + decimalText(kmph_or_power) + ",grade:" + decimalText(grade));
+  fm.get().writeFile("setSpeed:" + decimalText(kmph_or_power) + ",grade:" + decimalText(grade));
   sendSpeed(kmph_or_power);
   sendGrade(grade);
 }
@@ -106,7 +106,7 @@ void TrackMaster::requestLoad() {
 }
 
 void TrackMaster::sendLoadRequest() {
-  fm.writeFile("---requestLode---");
+  fm.get().writeFile("---requestLode---");
   requestGrade = unknown;
   requestSpeed = unknown;
   askForSpeedAndGrade();
@@ -148,7 +148,7 @@ void TrackMaster::stoping() {
 
 void TrackMaster::processReply(ByteView chunk) {
   result += upperHexText(chunk);
-  fm.writeFile("jointDeviceResult:" + result);
+  fm.get().writeFile("jointDeviceResult:" + result);
   startFlushing();
 
   // One reply a chunk: what stands behind it waits for the next bytes.
@@ -172,8 +172,8 @@ void TrackMaster::startFlushing() {
   fileTimer = Timer::scheduled(logFlush, true, [weakSelf](Timer& flush) {
     const auto self = weakSelf.lock();
     if (!self) return flush.invalidate();
-    self->fm.fileFlush();
-    self->fm.clearTimer();
+    self->fm.get().fileFlush();
+    self->fm.get().clearTimer();
   });
 }
 
@@ -220,7 +220,8 @@ void TrackMaster::reportLoad() {
   }
   if (requestGrade == unknown || requestSpeed == unknown) return;
   requestSpeed = readFloat(oneDecimalText(requestSpeed)).value();
-  fm.writeFile("sendDelegateSpeed:" + decimalText(requestSpeed) + " grade:" + decimalText(requestGrade));
+  fm.get().writeFile("sendDelegateSpeed:" + decimalText(requestSpeed) +
+                     " grade:" + decimalText(requestGrade));
   kiv_delegate.onReceivedTreadmillLoadWithSpeed(requestSpeed, requestGrade);
 }
 
