@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -188,7 +189,8 @@ bool takeOver() {
 
 // ---- the stop
 
-/// A host that ends in order puts the line's old speed back, and lets others in.
+/// A host that ends in order puts the line's old speed back, and lets others in: they stay out until we have
+/// done.
 void putLineSettingsBack() {
   termios2 present{};
   if (ioctl(watchedLine, TCGETS2, &present) == 0 &&
@@ -196,6 +198,7 @@ void putLineSettingsBack() {
     ioctl(watchedLine, TCSETS2, &lineSettings);
   }
   ioctl(watchedLine, TIOCEXCL);
+  flock(watchedLine, LOCK_EX | LOCK_NB);
 }
 
 bool writeWhole(const StopStep& step) {
