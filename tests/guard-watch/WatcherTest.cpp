@@ -90,6 +90,12 @@ class WatcherTest : public testing::Test {
     children >> child;
     return child;
   }
+  /// Never anybody else: to kill(), -1 means everybody.
+  static void signalWatcher(int number) {
+    const pid_t watching = process();
+    ASSERT_GT(watching, 1);
+    kill(watching, number);
+  }
 
   std::string records;
   const std::string name = "/dev/serial/by-id/usb-adapter " + std::to_string(getpid());
@@ -146,10 +152,10 @@ TEST_F(WatcherTest, AHeartbeatAfterTheTakeOverChangesNothing) {
 
 TEST_F(WatcherTest, ALateHeartbeatIsNoneEvenBeforeTheWatcherKnows) {
   ASSERT_TRUE(start(plan(shortest)).isAccepted());
-  kill(process(), SIGSTOP);
+  signalWatcher(SIGSTOP);
   poll(nullptr, 0, 60);  // more than a heartbeat of the watcher's own, real time
   EXPECT_EQ(watcher->alive(), State::tookOver);
-  kill(process(), SIGCONT);
+  signalWatcher(SIGCONT);
   EXPECT_EQ(treadmill.read(9).size(), 9U);
   ASSERT_TRUE(eventually([&] { return lastWatch(name, records)->outcome == Outcome::stopSent; }));
   EXPECT_EQ(lastWatch(name, records)->cause, WatchReport::Cause::hostSilent);
@@ -243,7 +249,7 @@ TEST_F(WatcherTest, GoesOnTryingOnALineThatFails) {
 
 TEST_F(WatcherTest, AWatcherThatWasKilledIsLost) {
   ASSERT_TRUE(start(plan()).isAccepted());
-  kill(process(), SIGKILL);
+  signalWatcher(SIGKILL);
   EXPECT_TRUE(eventually([&] { return watcher->alive() == State::lost; }));
   EXPECT_EQ(lastWatch(name, records)->outcome, Outcome::unknown);
   letGoOfTheLine();
@@ -252,16 +258,16 @@ TEST_F(WatcherTest, AWatcherThatWasKilledIsLost) {
 
 TEST_F(WatcherTest, AWatcherThatDoesNotRunIsLost) {
   ASSERT_TRUE(start(plan(shortest)).isAccepted());
-  kill(process(), SIGSTOP);
+  signalWatcher(SIGSTOP);
   EXPECT_TRUE(eventually([&] { return watcher->state() == State::lost; }));
-  kill(process(), SIGKILL);
+  signalWatcher(SIGKILL);
 }
 
 TEST_F(WatcherTest, NoSignalEndsIt) {
   ASSERT_TRUE(start(plan()).isAccepted());
   for (int number = 1; number <= SIGRTMAX; ++number) {
     const bool isUnstoppable = number == SIGKILL || number == SIGSTOP;
-    if (!isUnstoppable) kill(process(), number);
+    if (!isUnstoppable) signalWatcher(number);
   }
   EXPECT_EQ(watcher->alive(), State::watching);
   EXPECT_EQ(watcher->disarm(), State::disarmed);
