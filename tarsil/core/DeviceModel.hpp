@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "tarsil/core/KivStressDevice.hpp"
 #include "tarsil/core/ReplyFraming.hpp"
@@ -129,10 +128,10 @@ struct DeviceModel {
 
 /// A treadmill or an ergometer whose driver class is `Device`; its framing is the class's own.
 template <class Device>
-DeviceModel modelOf(std::string className, const ExerciseDeviceSettings& settings,
+DeviceModel modelOf(const std::string& className, const ExerciseDeviceSettings& settings,
                     const ExerciseFacts& facts) {
   return {.name = settings.name,
-          .className = std::move(className),
+          .className = className,
           .kind = settings.Treadmill == 1 ? DeviceKind::treadmill : DeviceKind::ergometer,
           .exercise = facts,
           .makeDevice = [settings] { return std::make_shared<Device>(settings); },
@@ -141,9 +140,9 @@ DeviceModel modelOf(std::string className, const ExerciseDeviceSettings& setting
 
 /// A blood-pressure monitor, whose devices get no name.
 template <class Device>
-DeviceModel modelOf(std::string className, const BPDeviceSettings& settings, std::string name) {
-  return {.name = std::move(name),
-          .className = std::move(className),
+DeviceModel modelOf(const std::string& className, const BPDeviceSettings& settings, const std::string& name) {
+  return {.name = name,
+          .className = className,
           .kind = DeviceKind::bloodPressureMonitor,
           .exercise = std::nullopt,
           .makeDevice = [settings] { return std::make_shared<Device>(settings); },
@@ -152,9 +151,9 @@ DeviceModel modelOf(std::string className, const BPDeviceSettings& settings, std
 
 /// A pulse oximeter on a serial port.
 template <class Device>
-DeviceModel modelOf(std::string className, const SpO2DeviceSettings& settings) {
+DeviceModel modelOf(const std::string& className, const SpO2DeviceSettings& settings) {
   return {.name = settings.SpO2,
-          .className = std::move(className),
+          .className = className,
           .kind = DeviceKind::oximeter,
           .exercise = std::nullopt,
           .makeDevice = [settings] { return std::make_shared<Device>(settings); },
@@ -163,9 +162,9 @@ DeviceModel modelOf(std::string className, const SpO2DeviceSettings& settings) {
 
 /// A pulse oximeter without a port: its host finds it under its name.
 template <class Device>
-DeviceModel wirelessModelOf(std::string className, std::string name) {
-  return {.name = std::move(name),
-          .className = std::move(className),
+DeviceModel wirelessModelOf(const std::string& className, const std::string& name) {
+  return {.name = name,
+          .className = className,
           .kind = DeviceKind::oximeter,
           .exercise = std::nullopt,
           .makeDevice = [] { return std::make_shared<Device>(); },

@@ -160,20 +160,22 @@ void GuardedStation::Implementation::judgeSilence() {
     refusedAt_.reset();
     clear(AlarmKind::deviceRefuses);
   }
-  if (!reportsLoad() || unanswered_ < silentPolls) return;
-  if (!silentSince_) {
+  if (!reportsLoad()) return;
+  if (unanswered_ >= silentPolls && !silentSince_) {
     silentSince_ = load_ ? load_->at : now;
     driver_->renew();
     polls_.clear();
   }
+  if (!silentSince_) return;
   if (load_ || state_ == State::running) {
     raise(AlarmKind::exerciseSilent, model_.name + " does not answer");
   }
   if (state_ == State::running && now - *silentSince_ >= longestSilence) {
     protectiveStop(AlarmKind::exerciseSilent);
   }
-  // A watcher has the line, too, so that it cannot be opened anew before the exercise is over.
-  if (unanswered_ % reopeningPolls == 0 && !hostWatch_->isArmed()) line_->reopen();
+  if (unanswered_ < reopeningPolls) return;
+  hostWatch_->releaseWatcher();  // it has the line, too, and would keep it locked
+  line_->reopen();
 }
 
 void GuardedStation::Implementation::refused(const DeviceRefused& refusal, bool atMachine) {
@@ -191,7 +193,7 @@ void GuardedStation::Implementation::refused(const DeviceRefused& refusal, bool 
 
 bool GuardedStation::Implementation::mayRaise() const {
   if (!reportsLoad()) return true;
-  return unanswered_ < silentPolls && standing_ == 0 && differing_ == 0;
+  return unanswered_ < silentPolls && !silentSince_ && standing_ == 0 && differing_ == 0;
 }
 
 void GuardedStation::Implementation::walk() {
@@ -250,18 +252,20 @@ void GuardedStation::Implementation::sendStop() {
 }
 
 void GuardedStation::Implementation::continueStop() {
-  const Clock::Instant now = Clock::now();
   if (!reportsLoad()) {
     if (stopsSent_ < blindStops) return sendStop();
     raise(AlarmKind::unseenStop, model_.unseen());
     emit(Source::exercise, StandstillUnseen{});
     return exerciseIsOver();
   }
-  if (now - *stopAskedAt_ >= longestStop && !isOn(AlarmKind::notSeenToStop)) {
-    detail::UnseenStops::add(line_->identity());
-    raise(AlarmKind::notSeenToStop, model_.name + " was not seen to stop");
-  }
   sendStop();
+}
+
+void GuardedStation::Implementation::judgeStop() {
+  if (state_ != State::stopping || !reportsLoad() || Clock::now() - *stopAskedAt_ < longestStop) return;
+  if (isOn(AlarmKind::notSeenToStop)) return;
+  detail::UnseenStops::add(line_->identity());
+  raise(AlarmKind::notSeenToStop, model_.name + " was not seen to stop");
 }
 
 void GuardedStation::Implementation::standstillSeen() {

@@ -219,6 +219,7 @@ void GuardedStation::Implementation::beat() {
   if (state_ == State::stopping && wantsToClose_ && Clock::now() - *stopAskedAt_ >= longestClosing) {
     return leave();
   }
+  judgeStop();
   if (!line_->isOpen()) return;
   judgeSilence();
   if (state_ == State::running) walk();

@@ -113,6 +113,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   /// The command to stop may only leave when the belt stands.
   bool slowsDownFirst() const { return !stopFrames_.standing.empty(); }
   void continueStop();
+  void judgeStop();
   void standstillSeen();
   void exerciseIsOver();
   std::unique_ptr<Watcher> startWatcher(Answer& answer);

@@ -38,15 +38,19 @@ void HostWatch::setWatcher(std::unique_ptr<Watcher> watcher) {
   watcher_ = std::move(watcher);
 }
 
-void HostWatch::disarm() {
-  if (source_) source_->cancel();
-  source_.reset();
+void HostWatch::releaseWatcher() {
   std::unique_ptr<Watcher> watcher;
   {
     const std::lock_guard lock(watcherMutex_);
     watcher = std::move(watcher_);
   }
   if (watcher) static_cast<void>(watcher->disarm());
+}
+
+void HostWatch::disarm() {
+  if (source_) source_->cancel();
+  source_.reset();
+  releaseWatcher();
 }
 
 void HostWatch::leaveToWatcher() {
