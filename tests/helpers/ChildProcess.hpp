@@ -32,6 +32,8 @@ class ChildProcess {
   const std::vector<std::string>& lines() const { return lines_; }
 
   bool isRunning() const { return pid_ > 0; }
+  /// -1 when it does not run.
+  pid_t pid() const { return pid_; }
   void signal(int number) const;
   /// Waits for the end of the program; its exit status, -1 when a signal ended it.
   int wait();
