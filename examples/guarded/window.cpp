@@ -1,5 +1,4 @@
-// A host of the guarded station with a window (Qt 5 or 6). Its stop button works while the window is frozen:
-// it is a window of another process, and a thread that does nothing else passes it on.
+// A host with a window (Qt 5 or 6) and a stop button, in another process, that works while it is frozen.
 
 #include <QApplication>
 #include <QLabel>
@@ -21,13 +20,14 @@ using namespace tarsil;
 
 namespace {
 
-/// The other process: says a word for each press, and ends with the host.
+/// The other process. It ends with the host.
 int showStopButton() {
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
   QPushButton button("STOP");
   button.setWindowTitle("Stop button");
   button.setWindowFlag(Qt::WindowStaysOnTopHint);
   button.setFixedSize(240, 120);
-  QObject::connect(&button, &QPushButton::pressed, [] { std::fputs("stop\n", stderr); });
+  QObject::connect(&button, &QPushButton::pressed, [] { std::fputs("stop\n", stdout); });
   const QSocketNotifier hostEnds(fileno(stdin), QSocketNotifier::Read);
   QObject::connect(&hostEnds, &QSocketNotifier::activated, &QApplication::quit);
   button.show();
@@ -37,7 +37,6 @@ int showStopButton() {
 /// A button that has gone counts as pressed.
 void passStopsOn(const QString& program, GuardedStation& station, const std::atomic<bool>& isOver) {
   QProcess button;
-  button.setReadChannel(QProcess::StandardError);
   button.start(program, {"--stop-button"});
   while (button.state() != QProcess::NotRunning && !isOver) {
     if (button.waitForReadyRead(100) && !button.readAll().isEmpty()) station.stopNow();
@@ -49,8 +48,8 @@ void passStopsOn(const QString& program, GuardedStation& station, const std::ato
 
 QString textOf(const GuardedStation& station) {
   QString text = name(station.state());
-  const auto speed = station.readings().speed;
-  if (speed.isFresh()) text += QString(", %1 km/h").arg(static_cast<double>(speed.value));
+  if (const auto speed = station.readings().speed; speed.isFresh())
+    text += QString(", %1 km/h").arg(static_cast<double>(speed.value));
   for (const AlarmKind alarm : station.alarms()) text += QString("\n%1").arg(name(alarm));
   return text;
 }
@@ -69,8 +68,8 @@ int main(int argc, char** argv) {
   const auto station = opened.station();
   std::atomic<bool> isOver = false;
   std::thread stopButton([&] { passStopsOn(words[0], *station, isOver); });
-
   QWidget window;
+  window.setWindowTitle("Treadmill");
   QVBoxLayout column(&window);
   QLabel label;
   QPushButton walk("Walk");
@@ -85,7 +84,6 @@ int main(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   QObject::connect(&application, &QApplication::lastWindowClosed, [&] { station->close(); });
   window.show();
-
   QSocketNotifier due(RunLoop::main().descriptor(), QSocketNotifier::Read);
   QObject::connect(&due, &QSocketNotifier::activated, [] { RunLoop::main().processDue(); });
   QTimer heartbeat;

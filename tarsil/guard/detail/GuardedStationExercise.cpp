@@ -58,6 +58,8 @@ void GuardedStation::Implementation::exerciseOpened(const std::shared_ptr<ORSSer
   clear(AlarmKind::portNotOpened);
   clear(AlarmKind::lineLost);
   if (hostWatch_->isArmed()) {
+    // One line has one watcher, and the present one has a line that is gone.
+    hostWatch_->releaseWatcher();
     Answer answer = Answer::accepted();
     auto watcher = startWatcher(answer);
     if (answer.isAccepted()) hostWatch_->setWatcher(std::move(watcher));
@@ -75,7 +77,9 @@ void GuardedStation::Implementation::exerciseOpened(const std::shared_ptr<ORSSer
 void GuardedStation::Implementation::takeLineOver() {
   if (!plan_.watcher) return;
   const auto report = takeLineFromWatcher(line_->identity());
-  if (!report || report->cause == WatchReport::Cause::none) return;
+  const bool hasActed = report && report->cause != WatchReport::Cause::none;
+  if (!hasActed || toldWatch_ == report->startedAt) return;
+  toldWatch_ = report->startedAt;
   earlierWatcherActed_ = true;
   emit(Source::station, WatcherActed{"the watcher process of an earlier host has sent the stop " +
                                      std::to_string(report->stopsSent) + " times"});

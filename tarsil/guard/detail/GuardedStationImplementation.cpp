@@ -208,6 +208,7 @@ void GuardedStation::Implementation::beat() {
   const auto self = shared_from_this();
   if (state_ == State::closed) return;
   if (!std::exchange(hasBeaten_, true)) early_.clear();
+  if (state_ != State::closing && !line_->isOpen()) takeLineOver();
   for (const auto& line : {line_, monitorLine_, oximeterLine_}) {
     if (line && state_ != State::closing) line->tick();
   }

@@ -20,6 +20,7 @@
 #include "tarsil/guard/detail/LoadRules.hpp"
 #include "tarsil/guard/detail/Pressures.hpp"
 #include "tarsil/guard/detail/StopFrames.hpp"
+#include "tarsil/guard/watch/lastWatch.hpp"
 #include "tarsil/runtime/Timer.hpp"
 
 namespace tarsil {
@@ -172,6 +173,8 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   detail::LoadJudge judge_;
   /// Its host died: whether the device stands has to be seen first.
   bool earlierWatcherActed_ = false;
+  /// Begin of the earlier watch that was told.
+  std::optional<WatchReport::Time> toldWatch_;
   std::shared_ptr<detail::HostWatch> hostWatch_ = std::make_shared<detail::HostWatch>();
   /// Where other threads send the stop; its own mutex, its own references.
   struct StopLine;

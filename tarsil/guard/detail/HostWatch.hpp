@@ -21,7 +21,7 @@ class HostWatch : public std::enable_shared_from_this<HostWatch> {
   void arm(Duration heartbeat, std::function<void()> stop, std::unique_ptr<Watcher> watcher);
   /// The line is another one now, and with it its watcher. While armed; main thread.
   void setWatcher(std::unique_ptr<Watcher> watcher);
-  /// The watcher lets go of its line without a stop; null is armed until `setWatcher`. Main thread.
+  /// The watcher lets go of its line without a stop; nobody watches until `setWatcher`. Main thread.
   void releaseWatcher();
   /// The belt was seen to stand. Main thread.
   void disarm();
