@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <numeric>
 #include <utility>
 #include <variant>
 
+#include "tarsil/guard/detail/LoadRules.hpp"
 #include "tarsil/guard/eventText.hpp"
+#include "tarsil/station/standardCatalogue.hpp"
 
 namespace tarsil {
 namespace {
@@ -23,7 +26,8 @@ constexpr Duration oximeterTime = 20s;
 constexpr Duration levellingTime = 30s;
 /// The station needs half of it to say that a device is not seen to stop.
 constexpr Duration stoppingTime = 30s;
-constexpr Duration closingTime = 3s;
+/// The station waits for a standstill for 20 s before it closes a line that it has stopped through.
+constexpr Duration closingTime = 8s;
 
 // A belt is read in tenths of km/h or of a mile per hour, a brake in watts; whole percents reach some grades
 // only.
@@ -33,6 +37,26 @@ constexpr float powerTolerance = 3;
 
 /// A belt that is read as less steep than this is level.
 constexpr float levelGrade = 0.5F;
+
+using Check = std::function<Answer(const Load&)>;
+
+std::vector<std::string> objectionsOf(const Protocol& protocol, const Check& check) {
+  const bool isTreadmill = protocol.device == StressDeviceType::Treadmill;
+  std::vector<std::string> all;
+  for (std::size_t i = 0; i < protocol.phases.size(); ++i) {
+    const Phase& phase = protocol.phases[i];
+    for (const float load : {phase.load, phase.endLoad}) {
+      const Answer answer =
+          check(isTreadmill ? Load{.speed = load, .grade = phase.grade} : Load{.power = load});
+      if (answer.isAccepted()) continue;
+      const std::string line =
+          i < protocol.lines.size() ? "line " + std::to_string(protocol.lines[i]) + ", " : "";
+      all.push_back(line + protocol.phaseName(i) + ": " + answer.reason());
+      break;
+    }
+  }
+  return all;
+}
 
 }  // namespace
 
@@ -48,20 +72,14 @@ ExerciseTest::~ExerciseTest() {
 }
 
 std::vector<std::string> ExerciseTest::objections() const {
-  std::vector<std::string> all;
-  for (std::size_t i = 0; i < protocol_.phases.size(); ++i) {
-    const Phase& phase = protocol_.phases[i];
-    for (const float load : {phase.load, phase.endLoad}) {
-      const Answer answer =
-          station_->check(isTreadmill() ? Load{.speed = load, .grade = phase.grade} : Load{.power = load});
-      if (answer.isAccepted()) continue;
-      const std::string line =
-          i < protocol_.lines.size() ? "line " + std::to_string(protocol_.lines[i]) + ", " : "";
-      all.push_back(line + protocol_.phaseName(i) + ": " + answer.reason());
-      break;
-    }
-  }
-  return all;
+  return objectionsOf(protocol_, [this](const Load& load) { return station_->check(load); });
+}
+
+std::vector<std::string> objectionsTo(const Protocol& protocol, const GuardedStation::Plan& plan) {
+  const auto model = standardCatalogue().modelNamed(plan.exercise.model);
+  if (!model || !model->exercise) return {"no exercise device is called \"" + plan.exercise.model + "\""};
+  const detail::LoadRules rules(*model, plan.limits);
+  return objectionsOf(protocol, [&rules](const Load& load) { return rules.check(load); });
 }
 
 void ExerciseTest::begin() {
@@ -109,6 +127,14 @@ void ExerciseTest::hear(const Event& event) {
   if (std::holds_alternative<SaturationMeasured>(event.what)) saturationWasHeard_ = true;
   if (std::holds_alternative<PressureMeasured>(event.what)) pressureAsked_.reset();
   if (std::holds_alternative<LineVanished>(event.what)) vanished_ = event.source;
+  if (const auto* line = std::get_if<LineFailed>(&event.what)) {
+    // It is told before the vanished line itself.
+    if (line->reason == LineFailed::Reason::vanished) vanished_ = event.source;
+    // Its text begins with the port as well.
+    std::string reason = line->text;
+    if (reason.starts_with(line->port + ": ")) reason.erase(0, line->port.size() + 2);
+    lineFailure_ = "cannot open " + line->port + " (" + roleOf(event.source) + "): " + reason;
+  }
   if (std::holds_alternative<StandstillSeen>(event.what) ||
       std::holds_alternative<StandstillUnseen>(event.what)) {
     standstillIsSettled_ = true;
@@ -116,19 +142,22 @@ void ExerciseTest::hear(const Event& event) {
   if (std::holds_alternative<DeviceRefused>(event.what)) {
     miss(std::string(roleOf(event.source)) + ": " + textOf(event, protocol_.device).text);
   }
-  if (const auto* stop = std::get_if<ProtectiveStop>(&event.what)) {
-    if (vanished_ && (stop->cause == AlarmKind::lineLost || stop->cause == AlarmKind::monitorLost ||
-                      stop->cause == AlarmKind::oximeterLost)) {
-      setOutcome(Outcome::lineLost, std::string("the ") + roleOf(*vanished_) + "'s port has vanished");
-    } else {
-      setOutcome(Outcome::protectiveStop, std::string("protective stop: ") +
-                                              (alarmText_.empty() ? shortText(stop->cause) : alarmText_));
-    }
-    if (state_ == State::resting || state_ == State::exercising || state_ == State::levelling) {
-      exerciseEnded_ = event.at;
-      enter(State::stopping);
-    }
+  if (const auto* stop = std::get_if<ProtectiveStop>(&event.what)) hearProtectiveStop(stop->cause);
+}
+
+void ExerciseTest::hearProtectiveStop(AlarmKind cause) {
+  const bool isLost =
+      cause == AlarmKind::lineLost || cause == AlarmKind::monitorLost || cause == AlarmKind::oximeterLost;
+  if (isLost && vanished_) {
+    setOutcome(Outcome::lineLost, std::string("the ") + roleOf(*vanished_) + "'s port has vanished");
+  } else {
+    setOutcome(Outcome::protectiveStop,
+               std::string("protective stop: ") + (alarmText_.empty() ? shortText(cause) : alarmText_));
   }
+  standstillIsSettled_ = false;
+  if (state_ != State::resting && state_ != State::exercising && state_ != State::levelling) return;
+  exerciseEnded_ = Clock::now();
+  enter(State::stopping);
 }
 
 void ExerciseTest::hearAlarm(const AlarmRaised& alarm) {
@@ -154,11 +183,14 @@ void ExerciseTest::checkingTick() {
     startPressure();
     return enter(State::resting);
   }
-  if (readiness.code() == Answer::Code::notOpen) {
-    if (inState() >= openingTime) fail(readiness.reason());
+  const bool isOpen = readiness.code() != Answer::Code::notOpen;
+  // A line that is opened anew belongs to a device that does not answer.
+  if (isOpen) wasOpen_ = true;
+  if (!wasOpen_) {
+    if (inState() >= openingTime) fail(lineFailure_.value_or(readiness.reason()));
     return;
   }
-  if (!readiness.isAccepted() && readiness.code() != Answer::Code::notHeard) {
+  if (isOpen && !readiness.isAccepted() && readiness.code() != Answer::Code::notHeard) {
     if (inState() >= openingTime + checkingTime) fail(readiness.reason());
     return;
   }
@@ -169,7 +201,8 @@ void ExerciseTest::checkingTick() {
 
 std::string ExerciseTest::silentDevices() const {
   std::string silent;
-  if (station_->readiness().code() == Answer::Code::notHeard) silent += " exercise";
+  const Answer::Code code = station_->readiness().code();
+  if (code == Answer::Code::notHeard || code == Answer::Code::notOpen) silent += " exercise";
   if (station_->hasMonitor() && !monitorIsReady_) silent += " pressure";
   if (station_->hasOximeter() && !saturationWasHeard_) silent += " oximeter";
   return silent;
@@ -236,7 +269,8 @@ void ExerciseTest::exercisingTick() {
     return advance();
   }
   moveLoad();
-  takePressures(passed);
+  // The station may have stopped everything meanwhile.
+  if (state_ == State::exercising) takePressures(passed);
 }
 
 void ExerciseTest::moveLoad() {
@@ -284,8 +318,11 @@ void ExerciseTest::checkStage() {
 
 void ExerciseTest::takePressures(Duration passed) {
   if (!station_->measuresPressure()) return;
-  schedule_.update(phase_, phasePassed_, passed, station_->isMeasuringPressure());
-  if (schedule_.isDue() && !station_->isMeasuringPressure()) startPressure();
+  const bool isMeasuring = station_->isMeasuringPressure();
+  // Its alarm is raised once, however many pressures do not come.
+  if (!isMeasuring) endPressure();
+  schedule_.update(phase_, phasePassed_, passed, isMeasuring);
+  if (schedule_.isDue() && !isMeasuring) startPressure();
 }
 
 void ExerciseTest::measurePressure() {
@@ -313,20 +350,25 @@ void ExerciseTest::endPressure() {
 
 /// A patient steps down from a level belt.
 void ExerciseTest::level() {
-  if (!isTreadmill() || station_->commanded().grade == 0) return requestStop();
+  if (isLevel()) return requestStop();
   const Load level{.speed = protocol_.phases.back().endLoad, .grade = 0};
   if (!station_->setLoad(level).isAccepted()) return requestStop();
   station_->note(Noted{.word = "levelling", .text = "the belt goes down to level"});
   enter(State::levelling);
 }
 
-void ExerciseTest::levellingTick() {
+bool ExerciseTest::isLevel() const {
+  if (!isTreadmill()) return true;
   const Reading<float> grade = station_->readings().grade;
-  const bool isLevel = grade.isFresh() ? grade.value <= levelGrade : station_->commanded().grade == 0;
-  if (isLevel || inState() >= levellingTime) requestStop();
+  return grade.isFresh() ? grade.value <= levelGrade : station_->commanded().grade == 0;
+}
+
+void ExerciseTest::levellingTick() {
+  if (isLevel() || inState() >= levellingTime) requestStop();
 }
 
 void ExerciseTest::requestStop() {
+  standstillIsSettled_ = false;
   // The station says by itself what a refused stop would say.
   static_cast<void>(station_->stop());
   exerciseEnded_ = Clock::now();
@@ -347,7 +389,7 @@ void ExerciseTest::stop(const std::string& reason) {
 
 void ExerciseTest::abandon(const std::string& reason) {
   stop(reason);
-  if (state_ == State::stopping) close();
+  if (state_ == State::stopping || state_ == State::closing) end();
 }
 
 void ExerciseTest::stoppingTick() {
@@ -366,14 +408,15 @@ void ExerciseTest::closingTick() {
 
 void ExerciseTest::end() {
   timer_->invalidate();
+  station_->close();
   endPressure();
   if (schedule_.isDue()) miss("a blood pressure was due and could not be measured");
-  if (!station_->isClosed()) {
+  if (state_ == State::closing && !station_->isClosed())
     station_->note(Noted{.word = "unclosed", .text = "a port did not close"});
-  }
   if (exerciseBegan_ && station_->reportsLoad() && !loadWasHeard_) miss("exercise: no load was reported");
   for (const std::string& line : missing_) station_->note(Noted{.word = "missing", .text = line});
   if (!missing_.empty()) setOutcome(Outcome::incomplete, missing_.front());
+  station_->note(Noted{.word = "outcome", .text = name(outcome_)});
   station_->note(Noted{.word = "over", .text = "the session is over"});
   enter(State::over);
 }
@@ -393,6 +436,24 @@ void ExerciseTest::setOutcome(Outcome outcome, const std::string& reason) {
 void ExerciseTest::miss(const std::string& line) {
   // What repeats every second is said once.
   if (std::find(missing_.begin(), missing_.end(), line) == missing_.end()) missing_.push_back(line);
+}
+
+const char* name(ExerciseTest::Outcome outcome) {
+  switch (outcome) {
+    case ExerciseTest::Outcome::completed:
+      return "completed";
+    case ExerciseTest::Outcome::incomplete:
+      return "incomplete";
+    case ExerciseTest::Outcome::notBegun:
+      return "notBegun";
+    case ExerciseTest::Outcome::stopped:
+      return "stopped";
+    case ExerciseTest::Outcome::lineLost:
+      return "lineLost";
+    case ExerciseTest::Outcome::protectiveStop:
+      return "protectiveStop";
+  }
+  return "";
 }
 
 }  // namespace tarsil

@@ -60,7 +60,7 @@ class ExerciseTest {
   /// What speaks against this protocol on this station: a line for each load that its model does not carry or
   /// its limits forbid, with the load's line in the protocol's text where it has one. Empty: nothing.
   std::vector<std::string> objections() const;
-  /// Begins with the connection check. With objections it is over at once, not begun, and nothing was opened.
+  /// Begins with the connection check. With objections it is over at once and not begun.
   void begin();
 
   /// @name What the person at the controls can do. Nothing of it has an effect when the exercise does not
@@ -107,6 +107,7 @@ class ExerciseTest {
  private:
   void hear(const Event& event);
   void hearAlarm(const AlarmRaised& alarm);
+  void hearProtectiveStop(AlarmKind cause);
   void tick();
   void checkingTick();
   void restingTick();
@@ -124,6 +125,7 @@ class ExerciseTest {
   void endPressure();
   void checkStage();
   void level();
+  bool isLevel() const;
   void requestStop();
   void close();
   void end();
@@ -148,6 +150,10 @@ class ExerciseTest {
   std::string reason_;
   std::vector<std::string> missing_;
 
+  /// All ports have been open at once.
+  bool wasOpen_ = false;
+  /// Why a port did not open, at last.
+  std::optional<std::string> lineFailure_;
   bool monitorIsReady_ = false;
   bool loadWasHeard_ = false;
   bool saturationWasHeard_ = false;
@@ -168,5 +174,12 @@ class ExerciseTest {
   /// When the measurement under way was asked for; its result is owed.
   std::optional<Clock::Instant> pressureAsked_;
 };
+
+/// What speaks against a protocol on a station that this plan describes, before a port of it is opened: as
+/// `ExerciseTest::objections`. One line for a model that is no exercise device. Any thread.
+std::vector<std::string> objectionsTo(const Protocol& protocol, const GuardedStation::Plan& plan);
+
+/// "completed" and so on; noted among the events when a test is over.
+const char* name(ExerciseTest::Outcome outcome);
 
 }  // namespace tarsil

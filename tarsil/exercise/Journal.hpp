@@ -64,9 +64,9 @@ class JournalWriter {
 struct Journal {
   JournalHead head;
   /// In the order of the file; the session began at the instant 0 of their times.
-  std::vector<Event> events;
+  std::vector<Event> events = {};
   /// Numbers of lines that cannot be read, counted from 1.
-  std::vector<std::size_t> unreadableLines;
+  std::vector<std::size_t> unreadableLines = {};
   /// The writer was cut off in the middle of its last line, which is left out.
   bool isTorn = false;
 };

@@ -224,6 +224,30 @@ class Reader {
   std::vector<std::function<void()>> checksAtTheEnd_;
 };
 
+std::string phaseText(const Phase& phase, bool isTreadmill) {
+  const bool isRamp = phase.load != phase.endLoad;
+  std::string text = "recovery";
+  if (phase.kind == Phase::Kind::warmUp) text = "warm-up";
+  if (phase.kind == Phase::Kind::stage) text = isRamp ? "ramp" : "stage";
+  text += " " + clockText(phase.duration) + " " + numberText(phase.load);
+  if (isTreadmill) text += " " + numberText(phase.grade);
+  if (isRamp) text += " " + numberText(phase.endLoad);
+  return text + "\n";
+}
+
+std::string pressuresText(const PressureTimes& times) {
+  std::string text;
+  const auto add = [&text](const std::string& what, Duration time) {
+    text += "pressure " + what + " " + clockText(time) + "\n";
+  };
+  if (times.atRest) text += "pressure rest\n";
+  for (const Duration point : times.inStage) add("at", point);
+  if (times.every > Duration::zero()) add("every", times.every);
+  for (const Duration point : times.inRecovery) add("recovery at", point);
+  if (times.everyInRecovery > Duration::zero()) add("recovery every", times.everyInRecovery);
+  return text;
+}
+
 }  // namespace
 
 Duration Protocol::duration() const {
@@ -243,6 +267,13 @@ std::string Protocol::phaseName(std::size_t index) const {
 
 Protocol readProtocol(std::string_view text, const std::string& file) {
   return Reader(file).read(text);
+}
+
+std::string protocolText(const Protocol& protocol) {
+  const bool isTreadmill = protocol.device == StressDeviceType::Treadmill;
+  std::string text = "name " + protocol.name + "\ndevice " + (isTreadmill ? "treadmill" : "bicycle") + "\n";
+  for (const Phase& phase : protocol.phases) text += phaseText(phase, isTreadmill);
+  return text + pressuresText(protocol.pressures);
 }
 
 }  // namespace tarsil

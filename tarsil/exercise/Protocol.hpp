@@ -82,4 +82,7 @@ struct ProtocolError : std::runtime_error {
 /// Throws `ProtocolError`; `file` names the text in it. Any thread.
 Protocol readProtocol(std::string_view text, const std::string& file);
 
+/// The protocol as such a text; reading it gives the same protocol, but for its lines. Any thread.
+std::string protocolText(const Protocol& protocol);
+
 }  // namespace tarsil

@@ -1,162 +1,303 @@
-#include "tools/tarsil/report/Report.hpp"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
 #include <sys/resource.h>
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "tarsil/exercise/Journal.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
+#include "tools/tarsil/report/ReportFile.hpp"
+#include "tools/tarsil/report/SessionFolder.hpp"
+#include "tools/tarsil/report/SessionRecord.hpp"
+#include "tools/tarsil/report/csvLine.hpp"
+#include "tools/tarsil/report/reportPage.hpp"
 
 namespace tarsil::cli {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::Optional;
-using Kind = Entry::Kind;
+using testing::SizeIs;
+using testing::StartsWith;
 
-class ReportTest : public testing::Test {
+constexpr const char* treadmillTest = "name A & B\ndevice treadmill\nstage 1:00 5 2\nstage 1:00 6 4\n";
+
+Load speed(float kmph, float percent) {
+  return {.speed = kmph, .grade = percent};
+}
+
+/// A session's journal, event by event, and the page that is made of it.
+class PageTest : public testing::Test {
  protected:
-  Report& report() {
-    if (!report_) report_.emplace(folder_.path(), protocol_, plan_, journal_, traffic_);
-    return *report_;
+  PageTest() {
+    journal_.head = {.began = std::chrono::system_clock::time_point(1709301909s),
+                     .facts = {{fact::protocol, treadmillTest},
+                               {fact::model, "LodeTreadmill"},
+                               {fact::port, "ttyUSB0"},
+                               {fact::reportsLoad, "yes"}}};
   }
 
-  std::string csv() const { return textOf(folder_ / "session.csv"); }
-  std::string script() const { return textOf(folder_ / "session.jsonl"); }
-  std::string page() const { return textOf(folder_ / "report.html"); }
+  void at(Duration time) { now_ = time; }
+  void happens(Source source, Event::What what) {
+    journal_.events.push_back({.at = Clock::Instant(now_), .source = source, .what = std::move(what)});
+  }
+  void ends(const char* outcome) { happens(Source::station, Noted{.word = "outcome", .text = outcome}); }
+  void phase(std::size_t index, const char* name) {
+    happens(Source::station, PhaseBegan{.index = index, .name = name, .target = {}});
+  }
 
-  VirtualTime time_;
-  ScratchFolder folder_;
-  const Protocol protocol_ =
-      readProtocol("name A & B\ndevice treadmill\nstage 1:00 5 2\nstage 1:00 6 4\n", "test");
-  const Station::Plan plan_{"LodeTreadmill", "tty0", "tty1", "tty2"};
+  std::string page() const { return reportPage(SessionRecord(journal_)); }
+  std::size_t count(const std::string& text) const {
+    const std::string whole = page();
+    std::size_t found = 0;
+    for (std::size_t i = whole.find(text); i != std::string::npos; i = whole.find(text, i + 1)) ++found;
+    return found;
+  }
+
   Journal journal_;
-  std::shared_ptr<Traffic> traffic_ = std::make_shared<Traffic>();
-  std::optional<Report> report_;
+  Duration now_{};
 };
 
-TEST_F(ReportTest, WritesEveryEntryAndEveryChunkAtOnce) {
-  report();
-  EXPECT_EQ(csv(), "time_s,role,kind,what,value1,value2,value3,text\n");
-  time_.advance(1500ms);
-  journal_.note(Role::exercise, Kind::asked, "setLoad", {2.74F, 10}, "set 2.74 km/h, 10.0 %");
-  EXPECT_THAT(csv(), HasSubstr("\n1.500,exercise,asked,setLoad,2.74,10.0,,\"set 2.74 km/h, 10.0 %\"\n"));
-  traffic_->note("tty1", Chunk::Direction::sent, Bytes{0x02, 0xFF});
-  traffic_->note("tty0", Chunk::Direction::received, Bytes{0x41});
-  time_.settle();
-  time_.advance(1ms);
-  journal_.note(Role::pressure, Kind::answered, "pressure", {120, 80, 0}, "120/80 mmHg, status 0");
-  journal_.note(Role::session, Kind::failure, "error", {}, "a \"quoted\"\nline");
-  EXPECT_EQ(csv(),
-            "time_s,role,kind,what,value1,value2,value3,text\n"
-            "1.500,exercise,asked,setLoad,2.74,10.0,,\"set 2.74 km/h, 10.0 %\"\n"
-            "1.500,pressure,sent,bytes,,,,02ff\n"
-            "1.500,exercise,received,bytes,,,,41\n"
-            "1.501,pressure,answered,pressure,120.0,80.0,0.0,\"120/80 mmHg, status 0\"\n"
-            "1.501,session,failure,error,,,,\"a \"\"quoted\"\"\nline\"\n");
+TEST_F(PageTest, NamesWhatWasRunAndWhatIsMissing) {
+  journal_.head.facts[fact::patient] = "P<17>";
+  journal_.head.facts[fact::operatorName] = "Dr. O";
+  journal_.head.facts[fact::program] = "tarsil 1.2.3";
+  at(65s);
+  happens(Source::station, Noted{.word = "missing", .text = "oximeter: nothing"});
+  ends("incomplete");
+  EXPECT_THAT(page(), HasSubstr("<h1>A &amp; B</h1>"));
+  EXPECT_THAT(page(), HasSubstr("<p class=\"result fair\">completed, but something is missing</p>"));
+  EXPECT_THAT(page(), HasSubstr("<dd>LodeTreadmill</dd>"));
+  EXPECT_THAT(page(), HasSubstr("<dt>Port</dt><dd>ttyUSB0</dd>"));
+  EXPECT_THAT(page(), HasSubstr("<dt>Patient</dt><dd>P&lt;17&gt;</dd>"));
+  EXPECT_THAT(page(), HasSubstr("<dt>Operator</dt><dd>Dr. O</dd>"));
+  EXPECT_THAT(page(), HasSubstr("<dt>Program</dt><dd>tarsil 1.2.3</dd>"));
+  EXPECT_THAT(page(), HasSubstr("<dt>Duration</dt><dd>1:05</dd>"));
+  EXPECT_THAT(page(), HasSubstr("<li>oximeter: nothing</li>"));
+  EXPECT_THAT(page(), Not(HasSubstr("http")));
+  EXPECT_THAT(page(), Not(HasSubstr("<script")));
 }
 
-TEST_F(ReportTest, LeavesPortsOfOthersOut) {
-  report();
-  traffic_->note("tty9", Chunk::Direction::received, Bytes{1});
-  time_.settle();
-  EXPECT_THAT(linesOf(csv()), testing::SizeIs(1));
+TEST_F(PageTest, SaysThatASimulatedSessionIsOne) {
+  ends("completed");
+  EXPECT_THAT(page(), Not(HasSubstr("SIMULATED")));
+  EXPECT_THAT(page(), HasSubstr("<p class=\"result good\">completed</p>"));
+  journal_.head.facts[fact::simulated] = "yes";
+  EXPECT_THAT(page(), HasSubstr("<p class=\"simulated\">SIMULATED"));
+  EXPECT_THAT(page(), HasSubstr("<p class=\"result good\">SIMULATED – completed</p>"));
 }
 
-TEST_F(ReportTest, WritesTheSessionAsAScript) {
-  report();
-  const auto ask = [&](Role role, const char* what, std::vector<float> values = {}) {
-    journal_.note(role, Kind::asked, what, std::move(values), "");
+TEST_F(PageTest, FoldsWhatRepeats) {
+  at(12s);
+  for (int i = 0; i < 49; ++i) {
+    happens(Source::exercise, DeviceRefused{.code = "04", .details = "<stop>"});
+    now_ += 1s;
+  }
+  at(5min);
+  happens(Source::exercise, DeviceRefused{.code = "04", .details = "<stop>"});
+  ends("incomplete");
+  EXPECT_THAT(page(), HasSubstr("<td>0:12</td><td>exercise: error 04: &lt;stop&gt;, 49 times, to 1:00</td>"));
+  EXPECT_THAT(page(), HasSubstr("<td>5:00</td><td>exercise: error 04: &lt;stop&gt;</td>"));
+}
+
+TEST_F(PageTest, ListsWhatEachPhaseReached) {
+  phase(0, "stage 1 of 2");
+  happens(Source::oximeter, SaturationMeasured{97});
+  at(30s);
+  happens(Source::monitor, PressureMeasured{.pressure = {131, 78}});
+  at(59s);
+  happens(Source::exercise, LoadMeasured{speed(4.9F, 2)});
+  at(60s);
+  phase(1, "stage 2 of 2");
+  at(61s);
+  happens(Source::exercise, LoadMeasured{speed(5, 2)});
+  at(100s);
+  happens(Source::exercise, Asked{.command = Command::setLoad, .load = speed(5, 2)});
+  happens(Source::exercise, Asked{.command = Command::stop});
+  ends("completed");
+  // 4.9 km/h at 2 %: 81.7 m/min, 8.17 + 2.94 + 3.5 ml
+  EXPECT_THAT(page(),
+              HasSubstr("<tr><th>stage 1 of 2</th><td>0:00</td><td>1:00</td><td>5.00</td><td>4.9</td>\n"
+                        "<td>2.0</td><td>2.0</td>\n<td>4.2</td>\n<td>131/78</td><td>97</td></tr>"));
+  // A load that was last reported 39 s before the end says nothing of the end.
+  EXPECT_THAT(page(), HasSubstr("<tr><th>stage 2 of 2</th><td>1:00</td><td>0:40</td><td>6.00</td><td>–</td>\n"
+                                "<td>4.0</td><td>–</td>\n<td>–</td>\n<td>–</td><td>97</td></tr>"));
+  EXPECT_THAT(page(), HasSubstr("<dt>Exercise time</dt><dd>1:40</dd>"));
+}
+
+TEST_F(PageTest, PeaksAreMeasuredWithWhatWasAskedBesideThem) {
+  phase(0, "stage 1 of 2");
+  happens(Source::exercise, Asked{.command = Command::setLoad, .load = speed(6, 3)});
+  at(2s);
+  happens(Source::exercise, LoadMeasured{speed(4.2F, 1)});
+  ends("stopped");
+  EXPECT_THAT(page(), HasSubstr("<span>Peak load</span><b>4.2</b><i>km/h</i><small>asked: 6.0 km/h</small>"));
+  EXPECT_THAT(page(), HasSubstr("<span>Peak grade</span><b>1.0</b><i>%</i><small>asked: 3.0 %</small>"));
+}
+
+TEST_F(PageTest, AModelThatReportsNothingHasNoMeasuredLine) {
+  journal_.head.facts[fact::reportsLoad] = "no";
+  phase(0, "stage 1 of 2");
+  happens(Source::exercise, Asked{.command = Command::setLoad, .load = speed(5, 2)});
+  at(60s);
+  ends("completed");
+  EXPECT_THAT(page(), HasSubstr("<span>Peak load</span><b>–</b><small>asked: 5.0 km/h</small>"));
+  EXPECT_THAT(page(), Not(HasSubstr("class=\"measured\"")));
+  EXPECT_THAT(page(), Not(HasSubstr(">measured<")));
+  EXPECT_THAT(page(), HasSubstr("This device does not report its load"));
+}
+
+TEST_F(PageTest, ASaturationEndsWhereItsOximeterFellSilent) {
+  phase(0, "stage 1 of 2");
+  happens(Source::oximeter, SaturationMeasured{97});
+  for (now_ = 1s; now_ <= 20s; now_ += 1s) happens(Source::oximeter, Received{{0x61}});
+  at(60s);
+  happens(Source::oximeter, Received{{0x61}});
+  happens(Source::oximeter, SaturationMeasured{96});
+  for (now_ = 61s; now_ <= 90s; now_ += 1s) happens(Source::oximeter, Received{{0x61}});
+  at(120s);
+  ends("completed");
+  const SessionRecord record(journal_);
+  std::vector<std::pair<Duration, float>> known;
+  for (const auto& sample : record.saturation()) known.emplace_back(sample.at, sample.value);
+  EXPECT_THAT(known, ElementsAre(std::pair{Duration(0s), 97.0F}, std::pair{Duration(20s), -1.0F},
+                                 std::pair{Duration(60s), 96.0F}, std::pair{Duration(90s), -1.0F}));
+  EXPECT_EQ(count("<polyline class=\"saturation\""), 2U);
+}
+
+TEST_F(PageTest, AFingerThatIsGoneIsNoSaturation) {
+  happens(Source::oximeter, SaturationMeasured{97});
+  at(10s);
+  happens(Source::oximeter, Implausible{"-1"});
+  at(20s);
+  ends("completed");
+  EXPECT_EQ(SessionRecord(journal_).saturation().back().at, 10s);
+}
+
+TEST_F(PageTest, EventsStandWithTheirTime) {
+  at(5s);
+  happens(Source::station, AlarmRaised{.kind = AlarmKind::exerciseSilent, .text = ""});
+  at(9s);
+  happens(Source::station, AlarmCleared{.kind = AlarmKind::exerciseSilent});
+  at(10s);
+  happens(Source::station, Marked{.word = "angina"});
+  at(11s);
+  happens(Source::exercise, LineVanished{.port = "ttyUSB0"});
+  happens(Source::station, ProtectiveStop{.cause = AlarmKind::lineLost});
+  at(15s);
+  happens(Source::station, WasReset{});
+  ends("lineLost");
+  EXPECT_THAT(page(), HasSubstr("<td>0:05</td><td>ALARM: the exercise device does not answer</td>"));
+  EXPECT_THAT(page(), HasSubstr("<td>0:09</td><td>over: the exercise device does not answer</td>"));
+  EXPECT_THAT(page(), HasSubstr("<td>0:10</td><td>angina</td>"));
+  EXPECT_THAT(page(), HasSubstr("<td>0:11</td><td>exercise: the port has vanished</td>"));
+  EXPECT_THAT(page(), HasSubstr("<td>0:11</td><td>PROTECTIVE STOP: "));
+  EXPECT_THAT(page(), HasSubstr("<td>0:15</td><td>the protective stop was reset</td>"));
+  EXPECT_EQ(count("<g class=\"flag"), 6U);
+}
+
+TEST_F(PageTest, AJournalThatBreaksOffIsNoCompletedTest) {
+  phase(0, "stage 1 of 2");
+  at(30s);
+  happens(Source::exercise, LoadMeasured{speed(5, 2)});
+  EXPECT_THAT(page(), HasSubstr("<p class=\"result bad\">broken off: the program was gone</p>"));
+  EXPECT_THAT(page(), HasSubstr("<td>0:30</td><td>the journal ends here"));
+}
+
+TEST_F(PageTest, ABicyclesEquivalentsNeedThePatientsMass) {
+  journal_.head.facts[fact::protocol] = "name R\ndevice bicycle\nstage 1:00 100\n";
+  phase(0, "stage 1 of 1");
+  at(59s);
+  happens(Source::exercise, LoadMeasured{{.power = 100}});
+  ends("completed");
+  EXPECT_THAT(page(), Not(HasSubstr("METs")));
+  journal_.head.facts[fact::mass] = "60.0";
+  // 10.8 * 100 / 60 + 7 ml
+  EXPECT_THAT(page(), HasSubstr("<span>Peak METs, estimated</span><b>7.1</b>"));
+}
+
+TEST(CsvLineTest, HasEveryValueAndEveryByte) {
+  const auto line = [](Source source, Event::What what) {
+    return csvLine({.at = {}, .source = source, .what = std::move(what)}, 1500ms,
+                   StressDeviceType::Treadmill);
   };
-  ask(Role::exercise, "openPort");
-  ask(Role::pressure, "openPort");
-  ask(Role::oximeter, "openPort");
-  time_.advance(1s);
-  ask(Role::exercise, "startStressDevice");
-  ask(Role::exercise, "setLoad", {1.4F, 0});
-  traffic_->note("tty0", Chunk::Direction::sent, Bytes{9});
-  traffic_->note("tty0", Chunk::Direction::received, Bytes{0x02, 0x80});
-  time_.settle();
-  journal_.note(Role::exercise, Kind::answered, "load", {1.4F, 0}, "");
-  time_.advance(250ms);
-  traffic_->note("tty2", Chunk::Direction::received, Bytes{0x61});
-  time_.settle();
-  ask(Role::exercise, "requestLoad");
-  ask(Role::pressure, "startBP");
-  ask(Role::exercise, "requestBP");
-  ask(Role::pressure, "breakBP");
-  journal_.note(Role::pressure, Kind::failure, "removed", {}, "the port has vanished");
-  ask(Role::exercise, "stopStressDevice");
-  time_.advance(2s);
-  journal_.note(Role::session, Kind::event, "over", {}, "");
-  report().finish(succeeded);
-
-  auto lines = linesOf(script());
-  EXPECT_EQ(lines.at(0), "# A & B on LodeTreadmill, 2024-03-01 14:05:09");
-  lines.erase(lines.begin());
-  EXPECT_THAT(
-      lines,
-      ElementsAre(R"({"op":"new","device":"manager","drive":true})",
-                  R"({"op":"ports","names":["tty0","tty1","tty2"]})", R"({"op":"getDeivceType"})",
-                  R"({"op":"getDeviceByType","args":["Treadmill"]})",
-                  R"({"op":"getSelected","args":["LodeTreadmill","device"]})",
-                  R"({"op":"getPort","args":[false]})", R"({"op":"port"})", R"({"op":"kiv","role":"device"})",
-                  R"({"op":"selectedPort","args":["tty0","device"]})",
-                  R"({"op":"selectedPort","args":["tty1","BP"]})", R"({"op":"kiv","role":"BP"})",
-                  R"({"op":"getSelected","args":["MEDXINGPort","SpO2"]})", R"({"op":"kiv","role":"SpO2"})",
-                  R"({"op":"getPort","args":[true]})", R"({"op":"selectedPort","args":["tty2","SpO2"]})",
-                  R"({"op":"openPort","args":["device"]})", R"({"op":"openPort","args":["BP"]})",
-                  R"({"op":"openPort","args":["SpO2"]})", R"({"op":"advance","s":1.0})",
-                  R"({"op":"startStressDevice"})", R"({"op":"setLoad","args":[1.4,0.0]})",
-                  R"({"op":"recv","role":"device","hex":"0280"})", R"({"op":"advance","s":0.25})",
-                  R"({"op":"recv","role":"SpO2","hex":"61"})", R"({"op":"requestLoad"})",
-                  R"({"op":"startBP","args":[true]})", R"({"op":"requestBP","args":[false]})",
-                  R"({"op":"breakBP","args":[true]})", R"({"op":"ports","names":["tty0","tty2"]})",
-                  R"({"op":"stopStressDevice"})", R"({"op":"advance","s":2.0})"));
+  EXPECT_EQ(line(Source::exercise, Asked{.command = Command::setLoad, .load = speed(2.74F, 10)}),
+            "1.500,exercise,asked,setLoad,2.74,10.0,,\"set 2.74 km/h, 10.0 %\"\n");
+  EXPECT_EQ(line(Source::monitor, Sent{{0x02, 0xFF}}), "1.500,pressure,sent,bytes,,,,02ff\n");
+  EXPECT_EQ(line(Source::exercise, Received{{0x41}}), "1.500,exercise,received,bytes,,,,41\n");
+  EXPECT_EQ(line(Source::monitor, PressureMeasured{.pressure = {120, 80}}),
+            "1.500,pressure,answered,pressure,120.0,80.0,0.0,\"120/80 mmHg, status 0\"\n");
+  EXPECT_EQ(line(Source::exercise, DeviceRefused{.code = "1", .details = "a \"quoted\"\nline"}),
+            "1.500,exercise,failure,error,,,,\"error 1: a \"\"quoted\"\"\nline\"\n");
 }
 
-TEST_F(ReportTest, ReplacesTheFilesOfAnEarlierSession) {
-  std::ofstream(folder_ / "session.csv") << "old\nold\n";
-  report();
-  EXPECT_EQ(csv(), "time_s,role,kind,what,value1,value2,value3,text\n");
+// The folder
+
+class SessionFolderTest : public testing::Test {
+ protected:
+  SessionFolder make() const {
+    return SessionFolder(folder_.path(),
+                         {.began = Clock::wallNow(), .facts = {{fact::protocol, treadmillTest}}});
+  }
+  static Event note(const std::string& text) {
+    return {.at = Clock::now(), .what = Noted{.word = "note", .text = text}};
+  }
+
+  VirtualTime time_;
+  const ScratchFolder folder_;
+};
+
+TEST_F(SessionFolderTest, IsDatedAndItsOwn) {
+  const SessionFolder first = make();
+  const SessionFolder second = make();
+  EXPECT_EQ(first.path(), folder_ / "2024-03-01 14.05.09");
+  EXPECT_EQ(second.path(), folder_ / "2024-03-01 14.05.09 (2)");
 }
 
-TEST_F(ReportTest, RefusesAFolderThatCannotBeMade) {
+TEST_F(SessionFolderTest, KeepsTheJournalAtOnceAndTheReportAtTheEnd) {
+  SessionFolder session = make();
+  time_.advance(1500ms);
+  session.hear(note("hello"));
+  const auto journal = readJournal(textOf(session.path() / "journal.jsonl"));
+  ASSERT_TRUE(journal);
+  ASSERT_THAT(journal->events, SizeIs(1));
+  EXPECT_EQ(journal->events[0].at, Clock::Instant(1500ms));
+  EXPECT_FALSE(std::filesystem::exists(session.path() / "report.html"));
+  session.finish();
+  EXPECT_EQ(textOf(session.path() / "session.csv"),
+            "time_s,role,kind,what,value1,value2,value3,text\n1.500,session,event,note,,,,hello\n");
+  EXPECT_THAT(textOf(session.path() / "report.html"), HasSubstr("<h1>A &amp; B</h1>"));
+  EXPECT_EQ(session.failure(), std::nullopt);
+}
+
+TEST_F(SessionFolderTest, RefusesAFolderThatCannotBeMade) {
   std::ofstream(folder_ / "file") << "x";
-  const auto make = [&] { Report(folder_ / "file/report", protocol_, plan_, journal_, traffic_); };
-  EXPECT_THAT(make,
-              testing::Throws<CommandFailure>(testing::AllOf(
+  EXPECT_THAT([&] { SessionFolder(folder_ / "file/sessions", {}); },
+              testing::Throws<CommandFailure>(AllOf(
                   testing::Property(&CommandFailure::code, reportFailed),
-                  testing::Property(&CommandFailure::what, HasSubstr("file/report: Not a directory")))));
-}
-
-TEST_F(ReportTest, RefusesAFileThatCannotBeMade) {
-  std::filesystem::create_directory(folder_ / "session.jsonl");
-  EXPECT_THAT([&] { report(); }, testing::Throws<CommandFailure>(testing::Property(
-                                     &CommandFailure::what, HasSubstr("session.jsonl: Is a directory"))));
-}
-
-TEST_F(ReportTest, RefusesAFullDiskBeforeAnythingMoves) {
-  std::filesystem::create_symlink("/dev/full", folder_ / "session.csv");
-  EXPECT_THAT([&] { report(); },
-              testing::Throws<CommandFailure>(testing::Property(
-                  &CommandFailure::what, HasSubstr("session.csv: No space left on device"))));
+                  testing::Property(&CommandFailure::what, HasSubstr("file/sessions: Not a directory")))));
 }
 
 /// While it exists, files of this process cannot grow beyond `bytes`.
 class SmallDisk {
  public:
   explicit SmallDisk(std::size_t bytes) {
-    signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     getrlimit(RLIMIT_FSIZE, &before_);
     const rlimit limit{bytes, before_.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);
@@ -169,86 +310,29 @@ class SmallDisk {
   rlimit before_{};
 };
 
-TEST_F(ReportTest, TellsOnceAndLaterThatTheDiskIsFullAndKeepsWholeLines) {
-  report();
+TEST_F(SessionFolderTest, AFullDiskIsToldOnceAndWhatCanBeKeptIsKept) {
+  SessionFolder session = make();
   std::vector<std::string> told;
-  report().onFailure = [&](const std::string& reason) { told.push_back(reason); };
-  const std::string text(1000, 'x');
+  session.onFailure = [&](const std::string& reason) { told.push_back(reason); };
   {
-    const SmallDisk disk(2500);
-    for (int i = 0; i < 4; ++i) journal_.note(Role::session, Kind::event, "note", {}, text);
-    EXPECT_THAT(told, IsEmpty()) << "whoever writes to the journal is in the middle of something";
-    time_.settle();
+    const SmallDisk disk(3000);
+    for (int i = 0; i < 4; ++i) session.hear(note(std::string(1000, 'x')));
   }
-  EXPECT_THAT(told, ElementsAre(HasSubstr("session.csv: File too large")));
-  EXPECT_THAT(report().failure(), Optional(told.at(0)));
-  const std::string row = "0.000,session,event,note,,,," + text + "\n";
-  EXPECT_EQ(csv(), "time_s,role,kind,what,value1,value2,value3,text\n" + row + row);
-  // The other files are whole.
-  journal_.note(Role::exercise, Kind::asked, "stopStressDevice", {}, "stop");
-  report().finish(reportFailed);
-  EXPECT_THAT(script(), HasSubstr("{\"op\":\"stopStressDevice\"}\n"));
-  EXPECT_THAT(page(), HasSubstr("stopped: the report could not be written"));
+  EXPECT_THAT(told, ElementsAre(HasSubstr("journal.jsonl: File too large")));
+  EXPECT_THAT(session.failure(), Optional(told.at(0)));
+  // There is room again: the report has everything that was heard.
+  session.finish();
+  EXPECT_THAT(linesOf(textOf(session.path() / "session.csv")), SizeIs(5));
+  EXPECT_THAT(textOf(session.path() / "report.html"), EndsWith("</html>\n"));
+  EXPECT_THAT(told, SizeIs(1));
 }
 
-TEST_F(ReportTest, SaysWhenThePageCannotBeWritten) {
-  std::filesystem::create_symlink("/dev/full", folder_ / "report.html");
-  report().finish(succeeded);
-  EXPECT_THAT(report().failure(), Optional(HasSubstr("report.html: No space left on device")));
-}
-
-TEST_F(ReportTest, RecordsNothingAfterItsEnd) {
-  report().finish(succeeded);
-  journal_.note(Role::session, Kind::event, "late", {}, "");
-  traffic_->note("tty0", Chunk::Direction::received, Bytes{1});
-  time_.settle();
-  EXPECT_THAT(linesOf(csv()), testing::SizeIs(1));
-}
-
-TEST_F(ReportTest, PageNamesWhatWasRunAndWhatIsMissing) {
-  report();
-  time_.advance(65s);
-  journal_.note(Role::exercise, Kind::failure, "error", {}, "error <01>");
-  journal_.note(Role::exercise, Kind::failure, "error", {}, "error <01>");
-  journal_.note(Role::session, Kind::event, "missing", {}, "oximeter: nothing");
-  report().finish(somethingMissing);
-  EXPECT_THAT(page(), HasSubstr("<h1>A &amp; B</h1>"));
-  EXPECT_THAT(page(), HasSubstr("completed, but something is missing"));
-  EXPECT_THAT(page(), HasSubstr("<dd>LodeTreadmill</dd>"));
-  EXPECT_THAT(page(), HasSubstr("<dd>2024-03-01 14:05</dd>"));
-  EXPECT_THAT(page(), HasSubstr("<dt>Duration</dt><dd>1:05</dd>"));
-  EXPECT_THAT(page(), HasSubstr("<li>oximeter: nothing</li>"));
-  EXPECT_THAT(page(), HasSubstr("<td>1:05</td><td>exercise: error &lt;01&gt; (2 times)</td>"));
-  EXPECT_THAT(page(), Not(HasSubstr("http")));
-  EXPECT_THAT(page(), Not(HasSubstr("<script")));
-}
-
-TEST_F(ReportTest, PageListsWhatEachPhaseReached) {
-  report();
-  const auto phase = [&](const char* name) { journal_.note(Role::session, Kind::event, "phase", {}, name); };
-  const auto load = [&](float speed, float grade) {
-    journal_.note(Role::exercise, Kind::answered, "load", {speed, grade}, "");
-  };
-  phase("stage 1 of 2");
-  journal_.note(Role::oximeter, Kind::answered, "saturation", {97, 0}, "");
-  time_.advance(30s);
-  journal_.note(Role::pressure, Kind::answered, "pressure", {131, 78, 0}, "");
-  time_.advance(29s);
-  load(4.9F, 2);
-  time_.advance(1s);
-  phase("stage 2 of 2");
-  journal_.note(Role::pressure, Kind::answered, "pressure", {0, 0, 4}, "a failed measurement");
-  time_.advance(1s);
-  load(5, 2);
-  time_.advance(39s);
-  journal_.note(Role::exercise, Kind::asked, "stopStressDevice", {}, "");
-  report().finish(succeeded);
-  EXPECT_THAT(page(),
-              HasSubstr("<tr><th>stage 1 of 2</th><td>0:00</td><td>1:00</td><td>5.00</td><td>4.9</td>\n"
-                        "<td>2.0</td><td>2.0</td>\n<td>131/78</td><td>97</td></tr>"));
-  // A load that was last reported 39 s before the end says nothing of the end.
-  EXPECT_THAT(page(), HasSubstr("<tr><th>stage 2 of 2</th><td>1:00</td><td>0:40</td><td>6.00</td><td>–</td>\n"
-                                "<td>4.0</td><td>–</td>\n<td>–</td><td>97</td></tr>"));
+TEST_F(SessionFolderTest, OneFileThatCannotBeWrittenLeavesTheOthersWhole) {
+  SessionFolder session = make();
+  std::filesystem::create_symlink("/dev/full", session.path() / "session.csv");
+  session.finish();
+  EXPECT_THAT(session.failure(), Optional(HasSubstr("session.csv: No space left on device")));
+  EXPECT_THAT(textOf(session.path() / "report.html"), EndsWith("</html>\n"));
 }
 
 }  // namespace

@@ -1,65 +1,77 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "simulators/hosting/SimulatedStation.hpp"
+#include "tarsil/exercise/ExerciseTest.hpp"
+#include "tarsil/exercise/Journal.hpp"
+#include "tarsil/guard/GuardedStation.hpp"
+#include "tarsil/runtime/Timer.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
-#include "tools/tarsil/run/Journal.hpp"
-#include "tools/tarsil/run/RecordingRegistry.hpp"
-#include "tools/tarsil/run/Session.hpp"
-#include "tools/tarsil/run/Station.hpp"
-#include "tools/tarsil/run/Traffic.hpp"
+#include "tools/tarsil/report/SessionRecord.hpp"
 
 namespace tarsil::cli {
 
-/// A session on virtual time with a simulated exercise device, monitor and oximeter. One in a process: the
-/// station behind it is the process's own.
+/// A session on virtual time with a simulated exercise device, monitor and oximeter, and a host that is
+/// alive. One in a process: the station behind it is the process's own.
 class SimulatedSession {
  public:
   SimulatedSession(const std::string& model, const std::string& protocol)
-      : plan{model, "exercise", "bp", "spo2"}, protocol_(readProtocol(protocol, "test")) {
-    // As the program does: before anything asks for a port.
-    SerialDeviceRegistry::exchangeShared(
-        std::make_shared<RecordingRegistry>(SerialDeviceRegistry::shared(), traffic));
+      : model_(model), protocol_(readProtocol(protocol, "test")) {
     simulated.emplace();
-    simulated->add(model, plan.port);
-    simulated->add("Tango", *plan.pressurePort);
-    simulated->add("MEDXINGPort", *plan.oximeterPort);
+    simulated->add(model, "exercise");
+    simulated->add("Tango", "bp");
+    simulated->add("MEDXINGPort", "spo2");
     time.settle();
+    journal.head = {.began = Clock::wallNow(),
+                    .facts = {{fact::protocol, protocolText(protocol_)},
+                              {fact::model, model},
+                              {fact::port, "exercise"},
+                              {fact::simulated, "yes"},
+                              {fact::reportsLoad, "yes"}}};
+    const auto opened = GuardedStation::open({.exercise = {.model = model, .port = "exercise"},
+                                              .monitor = "bp",
+                                              .oximeter = "spo2",
+                                              .watcher = std::nullopt});
+    station = opened.station();
+    station->onEvent([this, start = Clock::now()](Event event) {
+      event.at = Clock::Instant(event.at - start);
+      journal.events.push_back(std::move(event));
+    });
+    test.emplace(station, protocol_);
+    heartbeat_ = Timer::scheduled(std::chrono::milliseconds(100), true, [this](Timer&) { station->alive(); });
   }
 
   ~SimulatedSession() {
-    session.reset();
+    heartbeat_->invalidate();
+    test.reset();
     station.reset();
     simulated.reset();
   }
   SimulatedSession(const SimulatedSession&) = delete;
   SimulatedSession& operator=(const SimulatedSession&) = delete;
 
-  void begin() {
-    station.emplace(plan, journal);
-    session.emplace(protocol_, *station, journal);
-    session->begin();
-  }
+  void begin() { test->begin(); }
 
   /// Runs it to its end; false when it has none.
   bool finish() {
     using namespace std::chrono_literals;
-    for (Duration passed{}; passed < 1h && !session->isOver(); passed += 1s) time.advance(1s);
-    return session->isOver();
+    for (Duration passed{}; passed < 1h && !test->isOver(); passed += 1s) time.advance(1s);
+    return test->isOver();
   }
 
   const Protocol& protocol() const { return protocol_; }
+  const std::string& model() const { return model_; }
 
   VirtualTime& time = theTime();
-  const Station::Plan plan;
-  std::shared_ptr<Traffic> traffic = std::make_shared<Traffic>();
   Journal journal;
   std::optional<simulators::SimulatedStation> simulated;
-  std::optional<Station> station;
-  std::optional<Session> session;
+  std::shared_ptr<GuardedStation> station;
+  std::optional<ExerciseTest> test;
 
  private:
   // Never gone: the station's own timers live as long as the process.
@@ -68,7 +80,9 @@ class SimulatedSession {
     return time;
   }
 
+  const std::string model_;
   const Protocol protocol_;
+  std::shared_ptr<Timer> heartbeat_;
 };
 
 }  // namespace tarsil::cli

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/cli/Program.hpp"
@@ -22,6 +24,12 @@ Program::Ended runSimulated(std::vector<std::string> arguments) {
   const std::vector<std::string> common{"run", "--simulate", "--speedup", "100000"};
   arguments.insert(arguments.begin(), common.begin(), common.end());
   return run(arguments);
+}
+
+/// The one folder in there.
+std::filesystem::path onlySessionIn(const std::filesystem::path& folder) {
+  std::filesystem::directory_iterator found(folder);
+  return found == std::filesystem::directory_iterator() ? folder : found->path();
 }
 
 void expectCompleted(const Program::Ended& ended) {
@@ -48,45 +56,100 @@ TEST_P(ShippedProtocolTest, RunsToItsEnd) {
 
 INSTANTIATE_TEST_SUITE_P(All, ShippedProtocolTest, testing::ValuesIn(builtInProtocols()));
 
+// Each model with loads that its frames carry.
+constexpr const char* hill =
+    "name Hill\ndevice treadmill\nwarm-up 0:05 1.6 0\nstage 0:40 2.7 10\nrecovery 0:06 1.6 0\n";
+constexpr const char* plain =
+    "name Plain\ndevice treadmill\nwarm-up 0:05 1.6 0\nstage 0:40 2.7 0\nrecovery 0:06 1.6 0\n";
+constexpr const char* steep = "name Steep\ndevice treadmill\nstage 0:40 2.7 16\nstage 0:10 1.6 16\n";
+constexpr const char* ride = "name Ride\ndevice bicycle\nwarm-up 0:05 25\nstage 0:40 50\nrecovery 0:06 25\n";
+
 class SimulatedModelTest : public testing::TestWithParam<std::pair<const char*, const char*>> {};
 
 TEST_P(SimulatedModelTest, GoesThroughAShortTest) {
   const auto& [model, protocol] = GetParam();
-  expectCompleted(runSimulated({"--exercise", model, "--protocol", protocol}));
+  const ScratchFolder folder;
+  std::ofstream(folder / "protocol") << protocol;
+  expectCompleted(runSimulated({"--exercise", model, "--protocol", folder / "protocol"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, SimulatedModelTest,
-    testing::Values(std::pair{"TM-400V2", "demo-treadmill"}, std::pair{"LodeOEMTreadmill", "demo-treadmill"},
-                    std::pair{"LodeTreadmill", "demo-treadmill"}, std::pair{"TrackMaster", "demo-treadmill"},
-                    std::pair{"KivBicycle", "demo-bicycle"}, std::pair{"Ergometer38K4", "demo-bicycle"},
-                    std::pair{"ErgolineK2.4P10", "demo-bicycle"},
-                    std::pair{"ErgosanaK4.8P10", "demo-bicycle"},
-                    std::pair{"ErgometricsK2.4P3", "demo-bicycle"}));
+INSTANTIATE_TEST_SUITE_P(All, SimulatedModelTest,
+                         testing::Values(std::pair{"TM-400V2", plain}, std::pair{"LodeOEMTreadmill", steep},
+                                         std::pair{"LodeTreadmill", hill}, std::pair{"TrackMaster", hill},
+                                         std::pair{"ErgolineK2.4P10", ride},
+                                         std::pair{"ErgosanaK4.8P10", ride},
+                                         std::pair{"ErgometricsK2.4P3", ride}));
+
+class UndrivableModelTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(UndrivableModelTest, IsRefusedForAProtocol) {
+  const auto ended = runSimulated({"--exercise", GetParam(), "--protocol", "demo-bicycle"});
+  EXPECT_EQ(ended.code, 2);
+  EXPECT_THAT(ended.errors, HasSubstr(std::string(GetParam()) + " cannot be driven: none of its frames"));
+  EXPECT_THAT(ended.output, IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, UndrivableModelTest, testing::Values("KivBicycle", "Ergometer38K4"));
 
 TEST(RunCommandTest, TakesAnOximeterOverBluetooth) {
-  const ScratchFolder folder;
-  const auto ended =
-      runSimulated({"--protocol", "demo-treadmill", "--spo2", "bluetooth", "--report", folder.path()});
+  const auto ended = runSimulated({"--protocol", "demo-treadmill", "--spo2", "bluetooth"});
   expectCompleted(ended);
-  EXPECT_THAT(ended.output, HasSubstr("look for the Bluetooth oximeter"));
   EXPECT_THAT(ended.output, HasSubstr(" 98 %\n"));
-  // What it recorded can be run again.
-  const auto replayed = run({"replay", (folder / "session.jsonl").string()});
-  EXPECT_EQ(replayed.code, 0);
-  EXPECT_THAT(replayed.errors, IsEmpty());
-  EXPECT_THAT(replayed.output, HasSubstr("onReceivedTreadmillLoadWithSpeed:grade:"));
 }
 
 TEST(RunCommandTest, TakesAProtocolFromAFileAndLeavesAReport) {
   const ScratchFolder folder;
   std::ofstream(folder / "mine") << "name Mine\ndevice bicycle\nstage 0:30 60\n";
-  expectCompleted(runSimulated(
-      {"--exercise", "ErgolineK2.4P10", "--protocol", folder / "mine", "--report", folder / "deep/report"}));
-  EXPECT_THAT(textOf(folder / "deep/report/session.csv"),
-              EndsWith(",session,event,over,,,,the session is over\n"));
-  EXPECT_THAT(textOf(folder / "deep/report/session.jsonl"), StartsWith("# Mine on ErgolineK2.4P10, "));
-  EXPECT_THAT(textOf(folder / "deep/report/report.html"), HasSubstr("<h1>Mine</h1>"));
+  const auto ended =
+      runSimulated({"--exercise", "ErgolineK2.4P10", "--protocol", folder / "mine", "--report",
+                    folder / "deep/sessions", "--patient", "P17", "--operator", "Dr. O", "--mass", "70"});
+  EXPECT_EQ(ended.code, 0) << ended.errors;
+  const auto session = onlySessionIn(folder / "deep/sessions");
+  EXPECT_THAT(ended.output, EndsWith("The session's folder: " + session.string() + "\n"));
+  EXPECT_THAT(textOf(session / "session.csv"), EndsWith(",session,event,over,,,,the session is over\n"));
+  EXPECT_THAT(textOf(session / "journal.jsonl"), StartsWith("{\"tarsil-journal\":1,"));
+  const std::string page = textOf(session / "report.html");
+  EXPECT_THAT(page, HasSubstr("<h1>Mine</h1>"));
+  EXPECT_THAT(page, HasSubstr("SIMULATED"));
+  EXPECT_THAT(page, HasSubstr("<dd>P17</dd>"));
+  EXPECT_THAT(page, HasSubstr("<dd>Dr. O</dd>"));
+  EXPECT_THAT(page, HasSubstr("Peak METs"));
+}
+
+TEST(RunCommandTest, NeverWritesOverAnEarlierSession) {
+  const ScratchFolder folder;
+  for (int i = 0; i < 2; ++i) runSimulated({"--protocol", "demo-treadmill", "--report", folder.path()});
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 2);
+}
+
+TEST(RunCommandTest, MakesAReportAgainFromTheJournalAlsoOfAKilledSession) {
+  const ScratchFolder folder;
+  runSimulated({"--protocol", "demo-treadmill", "--report", folder.path()});
+  const auto session = onlySessionIn(folder.path());
+  const std::string page = textOf(session / "report.html");
+  std::filesystem::remove(session / "report.html");
+  const auto again = run({"report", session});
+  EXPECT_EQ(again.code, 0);
+  EXPECT_EQ(again.output, (session / "report.html").string() + "\n");
+  EXPECT_EQ(textOf(session / "report.html"), page);
+
+  // As a killed program leaves it, in the middle of a line.
+  std::filesystem::resize_file(session / "journal.jsonl",
+                               std::filesystem::file_size(session / "journal.jsonl") / 2);
+  const auto torn = run({"report", session});
+  EXPECT_EQ(torn.code, 0);
+  EXPECT_THAT(textOf(session / "report.html"), HasSubstr("broken off: the program was gone"));
+}
+
+TEST(ReportCommandTest, RefusesWhatIsNoSession) {
+  const ScratchFolder folder;
+  const auto none = run({"report", folder.path()});
+  EXPECT_EQ(none.code, 2);
+  EXPECT_EQ(none.errors,
+            "tarsil: cannot read " + (folder / "journal.jsonl").string() + ": No such file or directory\n");
+  std::ofstream(folder / "journal.jsonl") << "hello\n";
+  EXPECT_EQ(run({"report", folder.path()}).errors,
+            "tarsil: " + (folder / "journal.jsonl").string() + " is no journal of a session\n");
 }
 
 // Bad input: one line, and nothing moves.
@@ -118,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{}, "name the exercise device's port: --exercise MODEL@PORT"},
         Refused{{"--exercise", "LodeTreadmill@ttyNone"}, "there is no port \"ttyNone\"; see `tarsil ports`"},
         Refused{{"--exercise", "LodeTreadmill@/dev/null", "--bp", "/dev/null"},
-                "the port \"/dev/null\" cannot serve two devices"},
+                "one port cannot serve two devices"},
         Refused{{"--exercise", "LodeTreadmill@/dev/null", "--spo2", "ttyNone"},
                 "there is no port \"ttyNone\"; see `tarsil ports`"},
         Refused{{"--simulate", "--protocol", "nothing"},
@@ -127,6 +190,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "the protocol \"50 W steps, shortened\" is not for a device such as LodeTreadmill"},
         Refused{{"--exercise", "LodeTreadmill@/dev/null", "--speedup", "2"},
                 "only a simulated station can live faster: add --simulate"},
+        Refused{{"--simulate", "--exercise", "LodeTreadmill@ttyUSB0"},
+                "a simulated station has its own ports: leave out --simulate or the port"},
+        Refused{{"--simulate", "--bp", "ttyUSB0"},
+                "a simulated station has its own ports: leave out --simulate or the port"},
         Refused{{"--fly"}, "The following argument was not expected: --fly (see --help)"}));
 
 TEST(RunCommandTest, RefusesASpeedupOutOfItsRange) {
@@ -147,51 +214,56 @@ TEST(RunCommandTest, RefusesAFaultyProtocolWithItsLine) {
   EXPECT_THAT(ended.output, IsEmpty());
 }
 
-TEST(RunCommandTest, RefusesASpeedThatTheDriverDoesNotBringOver) {
+TEST(RunCommandTest, RefusesWhatTheModelsFramesDoNotCarryWithEveryLine) {
   const ScratchFolder folder;
   const std::string file = folder / "slow";
-  std::ofstream(file) << "name Slow\ndevice treadmill\nstage 0:10 1.5 0\n";
-  for (const std::string model : {"LodeOEMTreadmill", "TM-400V2"}) {
-    const auto ended = run({"run", "--simulate", "--exercise", model, "--protocol", file});
-    EXPECT_EQ(ended.code, 2);
-    EXPECT_EQ(ended.errors,
-              "tarsil: the protocol \"Slow\" has 1.5 km/h; " + model + " cannot be set below 1.6\n");
-    EXPECT_THAT(ended.output, IsEmpty());
-  }
+  std::ofstream(file) << "name Slow\ndevice treadmill\nstage 0:10 1.5 0\nstage 0:10 2 0\nstage 0:10 2 3\n";
+  const auto ended = run({"run", "--simulate", "--exercise", "TM-400V2", "--protocol", file});
+  EXPECT_EQ(ended.code, 2);
+  EXPECT_THAT(ended.errors,
+              StartsWith("tarsil: " + file + ": line 3, stage 1 of 3: speed 1.5 km/h: TM-400V2 carries "));
+  EXPECT_THAT(ended.errors, HasSubstr("; line 5, stage 3 of 3: grade 3.0 %: TM-400V2 carries nothing"));
+  EXPECT_THAT(ended.output, IsEmpty());
+}
+
+TEST(RunCommandTest, RefusesWhatIsAboveALimit) {
+  const auto ended = run({"run", "--simulate", "--protocol", "bruce", "--max-speed", "8"});
+  EXPECT_EQ(ended.code, 2);
+  EXPECT_THAT(ended.errors, HasSubstr("stage 5 of 7: speed 8.05 km/h is above the limit of 8.0 km/h"));
+  EXPECT_THAT(ended.output, IsEmpty());
 }
 
 // Output that cannot be written.
 
-TEST(RunCommandTest, RefusesAReportOnAFullDiskBeforeAnythingMoves) {
+TEST(RunCommandTest, RefusesAFolderThatCannotBeMadeBeforeAnythingMoves) {
   const ScratchFolder folder;
-  std::filesystem::create_symlink("/dev/full", folder / "session.csv");
-  const auto ended = runSimulated({"--protocol", "demo-treadmill", "--report", folder.path()});
+  std::ofstream(folder / "file") << "x";
+  const auto ended = runSimulated({"--protocol", "demo-treadmill", "--report", folder / "file/sessions"});
   EXPECT_EQ(ended.code, 7);
-  EXPECT_EQ(ended.errors,
-            "tarsil: cannot write " + (folder / "session.csv").string() + ": No space left on device\n");
+  EXPECT_EQ(ended.errors, "tarsil: cannot create a folder in " + (folder / "file/sessions").string() +
+                              ": Not a directory\n");
   EXPECT_THAT(ended.output, Not(HasSubstr("start")));
 }
 
-TEST(RunCommandTest, StopsTheExerciseWhenTheReportCannotGrow) {
+TEST(RunCommandTest, GoesOnWhenTheJournalCannotGrowAndSaysSo) {
   const ScratchFolder folder;
   // Blocks of 512 bytes: full in the middle of the exercise.
   Program program("/bin/sh", {"-c", "ulimit -f 16; exec " TARSIL_PROGRAM
-                                    " run --simulate --speedup 100000 --protocol bruce --report '" +
+                                    " run --simulate --speedup 100000 --protocol demo-treadmill --report '" +
                                         folder.path().string() + "'"});
   const auto ended = program.wait();
   EXPECT_EQ(ended.code, 7);
-  EXPECT_EQ(ended.errors,
-            "tarsil: cannot write " + (folder / "session.jsonl").string() + ": File too large\n");
-  const std::size_t stopped = ended.output.find("File too large");
-  ASSERT_NE(stopped, std::string::npos) << ended.output;
-  EXPECT_THAT(ended.output.substr(stopped), HasSubstr("  exercise  stop "));
-  EXPECT_THAT(ended.output, EndsWith(overLine));
+  const auto session = onlySessionIn(folder.path());
+  const std::string reason = "cannot write " + (session / "journal.jsonl").string() + ": File too large";
+  EXPECT_EQ(ended.errors, "tarsil: " + reason + "\n");
+  EXPECT_THAT(ended.output, HasSubstr("ALARM: " + reason));
+  EXPECT_THAT(ended.output, HasSubstr("-------- recovery\n"));
+  EXPECT_THAT(ended.output, HasSubstr(overLine));
   // What was written until then is whole, and used all the room there was.
-  const std::string script = textOf(folder / "session.jsonl");
-  EXPECT_THAT(script, EndsWith("}\n"));
-  EXPECT_GT(script.size(), 8192U - 200U);
-  EXPECT_LE(script.size(), 8192U);
-  EXPECT_THAT(textOf(folder / "session.csv"), EndsWith("\n"));
+  const std::string journal = textOf(session / "journal.jsonl");
+  EXPECT_THAT(journal, EndsWith("}\n"));
+  EXPECT_GT(journal.size(), 8192U - 200U);
+  EXPECT_LE(journal.size(), 8192U);
 }
 
 TEST(RunCommandTest, FinishesTheExerciseThoughNobodyReadsItsOutput) {
@@ -202,7 +274,8 @@ TEST(RunCommandTest, FinishesTheExerciseThoughNobodyReadsItsOutput) {
   const auto ended = program.wait();
   EXPECT_EQ(ended.code, 1);
   EXPECT_EQ(ended.errors, "tarsil: cannot write to standard output\n");
-  EXPECT_THAT(textOf(folder / "session.csv"), EndsWith(",session,event,over,,,,the session is over\n"));
+  EXPECT_THAT(textOf(onlySessionIn(folder.path()) / "session.csv"),
+              EndsWith(",session,event,over,,,,the session is over\n"));
 }
 
 }  // namespace

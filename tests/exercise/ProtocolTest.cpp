@@ -71,6 +71,21 @@ TEST(ProtocolTest, LeavesTheTimesOfPressuresOpenWhereTheTextDoes) {
   EXPECT_FALSE(protocol.pressures.nameExerciseTimes());
 }
 
+TEST(ProtocolTest, ReadsBackFromItsText) {
+  for (const char* text :
+       {"name Bruce, long\ndevice treadmill\nwarm-up 1:00 1.6 0\nstage 3:05 2.74 10.5\nstage 120:00 5 0\n"
+        "recovery 2:00 1.6 0\npressure rest\npressure at 2:00\npressure recovery every 1:30\n",
+        "name A\ndevice bicycle\nramp 10:00 25 225\nstage 1:00 50.5\npressure every 3:00\n"
+        "pressure recovery at 0:00\nrecovery 1:00 25\n"}) {
+    const Protocol protocol = readProtocol(text, "file");
+    const Protocol again = readProtocol(protocolText(protocol), "file");
+    EXPECT_EQ(again.name, protocol.name);
+    EXPECT_EQ(again.device, protocol.device);
+    EXPECT_EQ(again.phases, protocol.phases);
+    EXPECT_EQ(again.pressures, protocol.pressures);
+  }
+}
+
 TEST(ProtocolTest, NamesItsPhases) {
   const Protocol protocol = readProtocol(
       "name A\ndevice bicycle\nwarm-up 1:00 5\nstage 1:00 9\nstage 1:00 9\nrecovery 1:00 5", "file");

@@ -3,9 +3,11 @@
 #include "tools/tarsil/devices/DevicesCommand.hpp"
 #include "tools/tarsil/ports/PortsCommand.hpp"
 #include "tools/tarsil/replay/ReplayCommand.hpp"
+#include "tools/tarsil/report/ReportCommand.hpp"
 #include "tools/tarsil/run/RunCommand.hpp"
 #include "tools/tarsil/send/SendCommand.hpp"
 #include "tools/tarsil/simulate/SimulateCommand.hpp"
+#include "tools/tarsil/stop/StopCommand.hpp"
 
 namespace tarsil::cli {
 
@@ -15,6 +17,8 @@ std::vector<std::unique_ptr<Command>> commands() {
   all.push_back(std::make_unique<PortsCommand>());
   all.push_back(std::make_unique<SimulateCommand>());
   all.push_back(std::make_unique<RunCommand>());
+  all.push_back(std::make_unique<StopCommand>());
+  all.push_back(std::make_unique<ReportCommand>());
   all.push_back(std::make_unique<SendCommand>());
   all.push_back(std::make_unique<ReplayCommand>());
   return all;

@@ -18,10 +18,9 @@ enum ExitCode : int {
   interrupted = 5,
   /// It ran to its end, but something that the devices owed did not come, or an error came.
   somethingMissing = 6,
-  /// The report could not be written; the exercise was stopped.
+  /// The report could not be written; the exercise went on to its end.
   reportFailed = 7,
-  /// A device sent what its driver cannot go on with, where an application would have been stopped; the
-  /// exercise was stopped.
+  /// A protective stop, or a device that was not seen to stop.
   deviceFault = 8,
 };
 

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <utility>
 
+#include "tarsil/guard/eventText.hpp"
 #include "tools/tarsil/report/reportText.hpp"
-#include "tools/tarsil/run/clockText.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -68,11 +68,12 @@ const char* bandClass(Phase::Kind kind, std::size_t index) {
 
 }  // namespace
 
-SessionChart::SessionChart(const SessionRecord& record, const ModelTraits& traits)
-    : record_(record),
-      traits_(traits),
-      time_(Axis::ofTime(inSeconds(record.end()), 12)),
-      bottom_(panelsTop) {}
+SessionChart::SessionChart(const SessionRecord& record)
+    : record_(record), time_(Axis::ofTime(inSeconds(record.end()), 12)), bottom_(panelsTop) {}
+
+bool SessionChart::isTreadmill() const {
+  return record_.protocol().device == StressDeviceType::Treadmill;
+}
 
 double SessionChart::x(Duration at) const {
   return left + time_.fraction(inSeconds(at)) * (right - left);
@@ -80,7 +81,7 @@ double SessionChart::x(Duration at) const {
 
 std::string SessionChart::svg() {
   loadPanel();
-  if (traits_.kind == StressDeviceType::Treadmill) gradePanel();
+  if (isTreadmill()) gradePanel();
   if (!record_.pedalRate().empty()) pedalPanel();
   pressurePanel();
   saturationPanel();
@@ -92,17 +93,14 @@ std::string SessionChart::svg() {
 }
 
 void SessionChart::loadPanel() {
-  const bool isTreadmill = traits_.kind == StressDeviceType::Treadmill;
   const Axis axis =
       Axis::around(lowest({&record_.load()}, 0),
-                   highest({&record_.commandedLoad(), &record_.load()}, isTreadmill ? 2 : 50), 5);
+                   highest({&record_.commandedLoad(), &record_.load()}, isTreadmill() ? 2 : 50), 5);
   std::vector<std::pair<const char*, const char*>> legend{{"target", "target"}};
-  if (traits_.reportsFollow) legend.emplace_back("measured", "measured");
-  if (traits_.reportsLoad && !traits_.reportsFollow)
-    legend.emplace_back("repeated", "first report, repeated");
-  const Panel panel = beginPanel("load", isTreadmill ? "Speed, km/h" : "Power, W", 170, axis, legend);
+  if (record_.reportsLoad()) legend.emplace_back("measured", "measured");
+  const Panel panel = beginPanel("load", isTreadmill() ? "Speed, km/h" : "Power, W", 170, axis, legend);
   steps(panel, "target", record_.commandedLoad(), record_.end());
-  reports(panel, traits_.reportsFollow ? "measured" : "repeated", record_.load());
+  reports(panel, "measured", record_.load());
   endPanel();
 }
 
@@ -112,7 +110,7 @@ void SessionChart::gradePanel() {
   const Panel panel = beginPanel("grade", "Grade, %", 100, axis, {});
   const Duration end = record_.spans().empty() ? record_.end() : record_.spans().back().end;
   steps(panel, "target", record_.commandedGrade(), end);
-  reports(panel, traits_.reportsFollow ? "measured" : "repeated", record_.grade());
+  reports(panel, "measured", record_.grade());
   endPanel();
 }
 

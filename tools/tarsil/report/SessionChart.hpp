@@ -5,7 +5,6 @@
 
 #include "tools/tarsil/report/Axis.hpp"
 #include "tools/tarsil/report/SessionRecord.hpp"
-#include "tools/tarsil/run/ModelTraits.hpp"
 
 namespace tarsil::cli {
 
@@ -14,7 +13,7 @@ namespace tarsil::cli {
 /// carry their scales as data attributes.
 class SessionChart {
  public:
-  SessionChart(const SessionRecord& record, const ModelTraits& traits);
+  explicit SessionChart(const SessionRecord& record);
 
   std::string svg();
 
@@ -27,6 +26,7 @@ class SessionChart {
     double y(double value) const { return bottom - axis.fraction(value) * (bottom - top); }
   };
 
+  bool isTreadmill() const;
   double x(Duration at) const;
   void add(const std::string& line) { body_ += line + '\n'; }
 
@@ -51,7 +51,6 @@ class SessionChart {
   std::string timeAxis() const;
 
   const SessionRecord& record_;
-  const ModelTraits& traits_;
   const Axis time_;
   std::string body_;
   /// Where the next panel begins.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "tarsil/guard/eventText.hpp"
 #include "tarsil/support/floatText.hpp"
 #include "tools/tarsil/report/reportText.hpp"
 
@@ -22,23 +23,32 @@ std::string field(std::string_view text) {
   return quoted + '"';
 }
 
-std::string line(Duration at, Role role, std::string_view kind, std::string_view what,
-                 const std::vector<float>& values, std::string_view text) {
-  std::array<std::string, 3> cells;
-  for (std::size_t i = 0; i < std::min(values.size(), cells.size()); ++i) cells[i] = decimalText(values[i]);
-  return fmt::format("{:.3f},{},{},{},{},{},{},{}\n", inSeconds(at), nameOf(role), kind, field(what),
-                     cells[0], cells[1], cells[2], field(text));
+const char* kindOf(const EventText& told) {
+  switch (told.kind) {
+    case EventKind::asked:
+      return "asked";
+    case EventKind::answered:
+      return "answered";
+    case EventKind::notice:
+      return "event";
+    case EventKind::failure:
+      return "failure";
+    case EventKind::traffic:
+      return told.word == "sent" ? "sent" : "received";
+  }
+  return "";
 }
 
 }  // namespace
 
-std::string csvLine(const Entry& entry) {
-  return line(entry.at, entry.role, nameOf(entry.kind), entry.what, entry.values, entry.text);
-}
-
-std::string csvLine(const Chunk& chunk, Duration at, Role role) {
-  const bool isSent = chunk.direction == Chunk::Direction::sent;
-  return line(at, role, isSent ? "sent" : "received", "bytes", {}, hexText(chunk.bytes));
+std::string csvLine(const Event& event, Duration at, StressDeviceType kind) {
+  const EventText told = textOf(event, kind);
+  std::array<std::string, 3> cells;
+  for (std::size_t i = 0; i < std::min(told.values.size(), cells.size()); ++i)
+    cells[i] = decimalText(told.values[i]);
+  const std::string_view what = told.kind == EventKind::traffic ? "bytes" : std::string_view(told.word);
+  return fmt::format("{:.3f},{},{},{},{},{},{},{}\n", inSeconds(at), roleOf(event.source), kindOf(told),
+                     field(what), cells[0], cells[1], cells[2], field(told.text));
 }
 
 }  // namespace tarsil::cli

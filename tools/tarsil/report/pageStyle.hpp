@@ -17,7 +17,11 @@ h2 { margin: 28px 0 8px; font-size: 17px; }
 .good { background: #e2f2e6; color: #14622c; }
 .fair { background: #fdf0d2; color: #7a4b00; }
 .bad { background: #fbe3e1; color: #8c1d18; }
-dl { display: flex; gap: 28px; margin: 0 0 0 auto; }
+dl { display: flex; flex-wrap: wrap; gap: 4px 28px; margin: 0; flex-basis: 100%; }
+.simulated { margin: 0 0 14px; padding: 8px 14px; background: #1c2733; color: #ffd54a; font-size: 18px;
+  font-weight: 700; letter-spacing: 0.04em; text-align: center; }
+.remark { margin: 12px 0 0; }
+.summary small { display: block; color: var(--soft); font-size: 12px; }
 dt { color: var(--soft); font-size: 12px; }
 dd { margin: 0; font-weight: 600; }
 .missing { margin: 14px 0 0; padding: 10px 14px 10px 32px; background: #fdf0d2; color: #7a4b00; border-radius: 6px; }
@@ -41,10 +45,8 @@ svg { display: block; width: 100%; height: auto; font-family: inherit; }
 polyline { fill: none; stroke-linejoin: round; }
 polyline.target, .key.target { stroke: #6b7783; stroke-width: 1.6; stroke-dasharray: 5 3; }
 polyline.measured, .key.measured { stroke: var(--blue); stroke-width: 2; }
-polyline.repeated, .key.repeated { stroke: #9aa6b1; stroke-width: 1.2; stroke-dasharray: 1 3; }
 polyline.saturation { stroke: var(--teal); stroke-width: 2; }
 circle.measured { fill: var(--blue); }
-circle.repeated { fill: #9aa6b1; }
 .cuff line { stroke: #8d5a57; stroke-width: 1.2; }
 .cuff text { fill: var(--ink); font-size: 12px; text-anchor: middle; }
 path.systolic { fill: var(--red); }

@@ -1,19 +1,11 @@
 #include "tools/tarsil/report/reportText.hpp"
 
-#include <fmt/format.h>
-
 #include <chrono>
 
 namespace tarsil::cli {
 
 double inSeconds(Duration duration) {
   return std::chrono::duration<double>(duration).count();
-}
-
-std::string hexText(ByteView bytes) {
-  std::string text;
-  for (const std::uint8_t byte : bytes) text += fmt::format("{:02x}", byte);
-  return text;
 }
 
 std::string markup(std::string_view text) {

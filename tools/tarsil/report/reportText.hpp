@@ -4,15 +4,11 @@
 #include <string_view>
 
 #include "tarsil/runtime/Clock.hpp"
-#include "tarsil/support/bytes.hpp"
 
 namespace tarsil::cli {
 
 /// For calculations and charts.
 double inSeconds(Duration duration);
-
-/// Lower-case hexadecimal digits, two a byte.
-std::string hexText(ByteView bytes);
 
 /// The text as it stands between tags and in quoted attributes of HTML and SVG. Control characters, which
 /// have no place there, become blanks.

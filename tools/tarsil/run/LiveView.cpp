@@ -6,8 +6,9 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <utility>
 
-#include "tools/tarsil/run/clockText.hpp"
+#include "tarsil/guard/eventText.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -16,7 +17,6 @@ using namespace std::chrono_literals;
 
 constexpr Duration frameTime = 250ms;
 constexpr std::size_t newsLines = 6;
-constexpr Duration oldLoad = 3s;
 
 /// "0.4 s ago", "1:12 ago".
 std::string ageText(Duration age) {
@@ -24,8 +24,14 @@ std::string ageText(Duration age) {
   return clockText(age) + " ago";
 }
 
-const char* oldMark(bool isOld) {
-  return isOld ? "  OLD" : "";
+template <class Value>
+std::string ageText(const Reading<Value>& reading) {
+  return ageText(Clock::now() - reading.at) + (reading.isFresh() ? "" : "  OLD");
+}
+
+template <class Value>
+bool isKnown(const Reading<Value>& reading) {
+  return reading.state == Reading<Value>::State::fresh || reading.state == Reading<Value>::State::stale;
 }
 
 /// At most `columns` characters of the text; what cannot be seen is not counted.
@@ -46,6 +52,13 @@ std::string harmless(std::string text) {
   return text;
 }
 
+/// What happens every second would hide the rest.
+bool isNews(const EventText& told) {
+  return told.kind != EventKind::traffic && told.word != "requestLoad" && told.word != "load" &&
+         told.word != "power" && told.word != "rpm" && told.word != "accepted" && told.word != "saturation" &&
+         told.word != "outcome" && told.word != "printed";
+}
+
 std::string bar(double fraction, int width) {
   const int full = static_cast<int>(std::lround(std::clamp(fraction, 0.0, 1.0) * width));
   std::string text;
@@ -55,15 +68,17 @@ std::string bar(double fraction, int width) {
 
 }  // namespace
 
-LiveView::LiveView(Session& session, const Station& station, Journal& journal, int input, int output)
-    : session_(session), station_(station), input_(input), terminal_(input, output) {
-  journal.addReader([news = news_](const Entry& entry) {
-    // What happens every second would hide the rest.
-    if (entry.what == "requestLoad" || entry.what == "load" || entry.what == "power" || entry.what == "rpm" ||
-        entry.what == "accepted" || entry.what == "saturation") {
-      return;
-    }
-    news->push_back(entry);
+template <class Value>
+LiveView::Style LiveView::styleOf(const Reading<Value>& reading) {
+  return reading.isFresh() ? Style::plain : Style::warning;
+}
+
+LiveView::LiveView(ExerciseTest& test, GuardedStation& station, std::string model, int input, int output)
+    : test_(test), station_(station), model_(std::move(model)), input_(input), terminal_(input, output) {
+  const auto since = [start = Clock::now()](const Event& event) { return event.at - start; };
+  station.onEvent([news = news_, since, kind = test.protocol().device](const Event& event) {
+    if (!isNews(textOf(event, kind))) return;
+    news->push_back({since(event), event});
     if (news->size() > newsLines) news->pop_front();
   });
   timer_ = Timer::scheduled(frameTime, true, [this](Timer&) { draw(); });
@@ -94,13 +109,13 @@ void LiveView::readKeys() {
 void LiveView::press(char key) {
   switch (key) {
     case 'h':
-      return session_.hold(!session_.isHeld());
+      return test_.hold(!test_.isHeld());
     case 'n':
-      return session_.advance();
+      return test_.advance();
     case 'b':
-      return session_.measurePressure();
+      return test_.measurePressure();
     case 's':
-      return session_.stop(interrupted, "stopped at the keyboard");
+      return test_.stop("stopped at the keyboard");
     default:
       return;
   }
@@ -108,7 +123,7 @@ void LiveView::press(char key) {
 
 void LiveView::draw() {
   const auto [rows, columns] = terminal_.size();
-  constexpr std::array styles{"", "\x1b[1m", "\x1b[2m", "\x1b[1;33m"};
+  constexpr std::array styles{"", "\x1b[1m", "\x1b[2m", "\x1b[1;33m", "\x1b[1;97;41m"};
   std::vector<Line> lines = picture();
   lines.push_back({});
   lines.push_back({" h hold   n next phase   b blood pressure   s stop   Ctrl-C stop, twice: close at once",
@@ -125,98 +140,101 @@ void LiveView::draw() {
 }
 
 std::vector<LiveView::Line> LiveView::picture() const {
-  std::vector<Line> lines{titleLine(), progressLine(terminal_.size().columns), {}};
+  const Readings readings = station_.readings();
+  std::vector<Line> lines{titleLine(), progressLine(terminal_.size().columns)};
+  addAlarms(lines);
+  lines.push_back({});
   addLoad(lines);
-  if (station_.pedalRate()) lines.push_back(pedalLine());
-  lines.push_back(pressureLine());
-  lines.push_back(saturationLine());
+  if (isKnown(readings.pedalRate)) lines.push_back(pedalLine(readings.pedalRate));
+  lines.push_back(pressureLine(readings.pressure));
+  lines.push_back(saturationLine(readings.saturation));
   lines.push_back({});
   addNews(lines);
   return lines;
 }
 
 LiveView::Line LiveView::titleLine() const {
-  return {fmt::format(" {} on {}", harmless(session_.protocol().name), station_.traits().model),
-          Style::strong};
+  return {fmt::format(" {} on {}", harmless(test_.protocol().name), model_), Style::strong};
 }
 
 LiveView::Line LiveView::progressLine(int columns) const {
-  switch (session_.state()) {
-    case Session::State::connecting:
+  switch (test_.state()) {
+    case ExerciseTest::State::checking:
       return {" connecting: every device has to answer", Style::strong};
-    case Session::State::stopping:
+    case ExerciseTest::State::resting:
+      return {" at rest: blood pressure before the exercise", Style::strong};
+    case ExerciseTest::State::levelling:
+      return {" the belt goes down to level", Style::strong};
+    case ExerciseTest::State::stopping:
       return {" stopping: waiting until the device stands", Style::warning};
-    case Session::State::closing:
+    case ExerciseTest::State::closing:
       return {" closing the ports", Style::strong};
-    case Session::State::over:
+    case ExerciseTest::State::over:
       return {" over", Style::strong};
-    case Session::State::exercising:
+    case ExerciseTest::State::exercising:
       break;
   }
-  const Phase& phase = session_.protocol().phases[session_.phaseIndex()];
-  const std::string name = session_.protocol().phaseName(session_.phaseIndex());
-  const double passed = 1 - std::chrono::duration<double>(session_.phaseLeft()) / phase.duration;
-  const std::string left = fmt::format("{} left, {} in all{}", clockText(session_.phaseLeft()),
-                                       clockText(session_.exerciseLeft()), session_.isHeld() ? "  HELD" : "");
+  const Phase& phase = test_.protocol().phases[test_.phaseIndex()];
+  const std::string name = test_.protocol().phaseName(test_.phaseIndex());
+  const double passed = 1 - std::chrono::duration<double>(test_.phaseLeft()) / phase.duration;
+  const std::string held = test_.isHeld() ? "  HELD " + clockText(test_.heldFor()) : "";
+  const std::string left = fmt::format("{} left, {} in all{}", clockText(test_.phaseLeft()),
+                                       clockText(test_.exerciseLeft()), held);
   const int room = std::clamp(columns - static_cast<int>(name.size() + left.size()) - 6, 0, 30);
   return {fmt::format(" {}  {}  {}", name, bar(passed, room), left),
-          session_.isHeld() ? Style::warning : Style::strong};
+          test_.isHeld() ? Style::warning : Style::strong};
+}
+
+void LiveView::addAlarms(std::vector<Line>& lines) const {
+  for (const AlarmKind kind : station_.alarms()) {
+    if (priorityOf(kind) == Priority::low) continue;
+    lines.push_back({fmt::format(" ALARM: {}", shortText(kind)), Style::alarm});
+  }
 }
 
 void LiveView::addLoad(std::vector<Line>& lines) const {
-  const Load target = session_.state() == Session::State::exercising ? session_.target() : Load{};
-  const Load commanded = session_.commanded();
-  const bool isTreadmill = station_.traits().kind == StressDeviceType::Treadmill;
-  lines.push_back(loadLine(isTreadmill ? "speed" : "power", isTreadmill ? "km/h" : "W", target.load,
-                           commanded.load, &Load::load));
-  if (isTreadmill) lines.push_back(loadLine("grade", "%", target.grade, commanded.grade, &Load::grade));
+  const Load target = test_.state() == ExerciseTest::State::exercising ? test_.target() : Load{};
+  const Load commanded = station_.commanded();
+  const Readings readings = station_.readings();
+  if (!isTreadmill())
+    return lines.push_back(loadLine("power", "W", target.power, commanded.power, readings.power));
+  lines.push_back(loadLine("speed", "km/h", target.speed, commanded.speed, readings.speed));
+  lines.push_back(loadLine("grade", "%", target.grade, commanded.grade, readings.grade));
 }
 
 LiveView::Line LiveView::loadLine(const char* name, const char* unit, float target, float commanded,
-                                  float Load::*part) const {
+                                  const Reading<float>& reading) const {
   const std::string asked = fmt::format(" {:<9} target {:5.1f}   asked {:5.1f}   ", name, target, commanded);
-  if (!station_.traits().reportsLoad) return {fmt::format("{}{} (not reported)", asked, unit)};
-  if (!station_.load()) return {fmt::format("{}reported     – {}", asked, unit), Style::faint};
-  const Duration age = Clock::now() - station_.load()->at;
-  const bool isOld = age > oldLoad;
-  return {fmt::format("{}reported {:5.1f} {:<4}  {}{}", asked, station_.load()->value.*part, unit,
-                      ageText(age), oldMark(isOld)),
-          isOld ? Style::warning : Style::plain};
+  if (!station_.reportsLoad()) return {fmt::format("{}{} (not reported)", asked, unit)};
+  if (!isKnown(reading)) return {fmt::format("{}reported     – {}", asked, unit), Style::faint};
+  return {fmt::format("{}reported {:5.1f} {:<4}  {}", asked, reading.value, unit, ageText(reading)),
+          styleOf(reading)};
 }
 
-LiveView::Line LiveView::pedalLine() const {
-  const Duration age = Clock::now() - station_.pedalRate()->at;
-  const bool isOld = age > oldLoad;
-  return {fmt::format(" {:<9} {:.0f} rpm  {}{}", "pedals", station_.pedalRate()->value, ageText(age),
-                      oldMark(isOld)),
-          isOld ? Style::warning : Style::plain};
+LiveView::Line LiveView::pedalLine(const Reading<float>& rate) {
+  return {fmt::format(" {:<9} {:.0f} rpm  {}", "pedals", rate.value, ageText(rate)), styleOf(rate)};
 }
 
-// A pressure is good for the length of a stage.
-LiveView::Line LiveView::pressureLine() const {
-  if (!station_.pressure()) return {fmt::format(" {:<9} – mmHg", "pressure"), Style::faint};
-  const auto& [pressure, at] = *station_.pressure();
-  const Duration age = Clock::now() - at;
-  const bool isOld = age > session_.protocol().phases[session_.phaseIndex()].duration;
-  return {fmt::format(" {:<9} {:.0f}/{:.0f} mmHg  {}{}", "pressure", pressure.systolic, pressure.diastolic,
-                      ageText(age), oldMark(isOld)),
-          isOld ? Style::warning : Style::plain};
+LiveView::Line LiveView::pressureLine(const Reading<Pressure>& reading) const {
+  const char* const cuff = station_.isMeasuringPressure() ? "  cuff inflating" : "";
+  if (!isKnown(reading)) return {fmt::format(" {:<9} – mmHg{}", "pressure", cuff), Style::faint};
+  return {fmt::format(" {:<9} {:.0f}/{:.0f} mmHg  {}{}", "pressure", reading.value.systolic,
+                      reading.value.diastolic, ageText(reading), cuff),
+          styleOf(reading)};
 }
 
-// An oximeter reports changes only, so silence says that the value is the same, not that it is old.
-LiveView::Line LiveView::saturationLine() const {
-  if (!station_.saturation()) return {fmt::format(" {:<9} – %", "SpO2"), Style::faint};
-  const auto& [saturation, at] = *station_.saturation();
-  const std::string unchanged = clockText(Clock::now() - at);
-  if (saturation < 0) return {fmt::format(" {:<9} no finger for {}", "SpO2", unchanged), Style::warning};
-  return {fmt::format(" {:<9} {:.0f} %  unchanged for {}", "SpO2", saturation, unchanged)};
+LiveView::Line LiveView::saturationLine(const Reading<float>& saturation) {
+  if (!isKnown(saturation)) return {fmt::format(" {:<9} – %", "SpO2"), Style::faint};
+  return {fmt::format(" {:<9} {:.0f} %  {}", "SpO2", saturation.value, ageText(saturation)),
+          styleOf(saturation)};
 }
 
 void LiveView::addNews(std::vector<Line>& lines) const {
-  for (const Entry& entry : *news_) {
-    const bool isFailure = entry.kind == Entry::Kind::failure;
+  for (const auto& [at, event] : *news_) {
+    const EventText told = textOf(event, test_.protocol().device);
+    const bool isFailure = told.kind == EventKind::failure;
     lines.push_back(
-        {fmt::format(" {:>6}  {:<9} {}", clockText(entry.at), nameOf(entry.role), harmless(entry.text)),
+        {fmt::format(" {:>6}  {:<9} {}", clockText(at), roleOf(event.source), harmless(told.text)),
          isFailure ? Style::warning : Style::plain});
   }
 }

@@ -8,32 +8,34 @@
 #include <string_view>
 #include <vector>
 
+#include "tarsil/exercise/ExerciseTest.hpp"
+#include "tarsil/guard/GuardedStation.hpp"
 #include "tarsil/runtime/DispatchSource.hpp"
 #include "tarsil/runtime/Timer.hpp"
-#include "tools/tarsil/run/Journal.hpp"
 #include "tools/tarsil/run/KeyTerminal.hpp"
-#include "tools/tarsil/run/Session.hpp"
-#include "tools/tarsil/run/Station.hpp"
 
 namespace tarsil::cli {
 
 /// A session on a terminal: redrawn in place four times a second, every value with its age, and keys to
-/// control it. Main thread; it goes before the session, and leaves the last picture behind.
+/// control it. Main thread; it goes before the test, and leaves the last picture behind.
 class LiveView {
  public:
   /// `input` and `output` are terminals; throws std::system_error for others.
-  LiveView(Session& session, const Station& station, Journal& journal, int input = STDIN_FILENO,
+  LiveView(ExerciseTest& test, GuardedStation& station, std::string model, int input = STDIN_FILENO,
            int output = STDOUT_FILENO);
   ~LiveView();
   LiveView(const LiveView&) = delete;
   LiveView& operator=(const LiveView&) = delete;
 
  private:
-  enum class Style { plain, strong, faint, warning };
+  enum class Style { plain, strong, faint, warning, alarm };
   struct Line {
     std::string text;
     Style style = Style::plain;
   };
+
+  template <class Value>
+  static Style styleOf(const Reading<Value>& reading);
 
   void draw();
   void readKeys();
@@ -43,16 +45,26 @@ class LiveView {
   Line titleLine() const;
   Line progressLine(int columns) const;
   void addLoad(std::vector<Line>& lines) const;
-  Line loadLine(const char* name, const char* unit, float target, float commanded, float Load::*part) const;
-  Line pedalLine() const;
-  Line pressureLine() const;
-  Line saturationLine() const;
+  Line loadLine(const char* name, const char* unit, float target, float commanded,
+                const Reading<float>& reading) const;
+  static Line pedalLine(const Reading<float>& rate);
+  Line pressureLine(const Reading<Pressure>& reading) const;
+  static Line saturationLine(const Reading<float>& saturation);
+  void addAlarms(std::vector<Line>& lines) const;
   void addNews(std::vector<Line>& lines) const;
+  bool isTreadmill() const { return test_.protocol().device == StressDeviceType::Treadmill; }
 
-  Session& session_;
-  const Station& station_;
-  /// The journal keeps its readers for good, so it shares this.
-  const std::shared_ptr<std::deque<Entry>> news_ = std::make_shared<std::deque<Entry>>();
+  /// What is new, and when it came.
+  struct News {
+    Duration at{};
+    Event event;
+  };
+
+  ExerciseTest& test_;
+  GuardedStation& station_;
+  const std::string model_;
+  /// The station keeps its listeners for good, so it shares this.
+  const std::shared_ptr<std::deque<News>> news_ = std::make_shared<std::deque<News>>();
   const int input_;
   KeyTerminal terminal_;
   std::shared_ptr<Timer> timer_;

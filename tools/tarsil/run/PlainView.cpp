@@ -7,7 +7,7 @@
 #include <iostream>
 #include <utility>
 
-#include "tools/tarsil/run/clockText.hpp"
+#include "tarsil/guard/eventText.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -20,28 +20,33 @@ std::string onOneLine(std::string text) {
   return text;
 }
 
-}  // namespace
-
-PlainView::PlainView(Journal& journal) {
-  std::cout << fmt::format("{:>7}  {:<9} {:<34} {}\n", "TIME", "DEVICE", "ASKED", "CAME BACK") << std::flush;
-  journal.addReader([this](const Entry& entry) { show(entry); });
+bool isForPeople(const EventText& told) {
+  return told.kind != EventKind::traffic && told.word != "requestLoad" && told.word != "accepted" &&
+         told.word != "outcome" && told.word != "printed";
 }
 
-void PlainView::show(const Entry& entry) {
-  if (entry.what == "requestLoad" || entry.what == "accepted") return;
-  const bool isAnswer = entry.kind == Entry::Kind::answered;
-  if (isAnswer && std::exchange(lastAnswers_[entry.what], entry.text) == entry.text) return;
+}  // namespace
 
-  const bool isAsked = entry.kind == Entry::Kind::asked;
-  const std::string asked = isAsked ? entry.text : "";
-  std::string cameBack = isAsked ? "" : onOneLine(entry.text);
-  if (entry.kind == Entry::Kind::failure) cameBack = "FAILURE: " + cameBack;
-  if (entry.role == Role::session) {
-    std::cout << fmt::format("{:>7}  {:-<9} {}\n", clockText(entry.at), "", cameBack) << std::flush;
+PlainView::PlainView(StressDeviceType kind) : kind_(kind) {
+  std::cout << fmt::format("{:>7}  {:<9} {:<34} {}\n", "TIME", "DEVICE", "ASKED", "CAME BACK") << std::flush;
+}
+
+void PlainView::show(const Event& event) {
+  const EventText told = textOf(event, kind_);
+  if (!isForPeople(told)) return;
+  const bool isAnswer = told.kind == EventKind::answered;
+  if (isAnswer && std::exchange(lastAnswers_[told.word], told.text) == told.text) return;
+
+  const bool isAsked = told.kind == EventKind::asked;
+  const std::string time = clockText(event.at - start_);
+  const std::string asked = isAsked ? told.text : "";
+  std::string cameBack = isAsked ? "" : onOneLine(told.text);
+  if (told.kind == EventKind::failure) cameBack = "FAILURE: " + cameBack;
+  if (event.source == Source::station && !isAsked) {
+    std::cout << fmt::format("{:>7}  {:-<9} {}\n", time, "", cameBack) << std::flush;
     return;
   }
-  std::cout << fmt::format("{:>7}  {:<9} {:<34} {}\n", clockText(entry.at), nameOf(entry.role), asked,
-                           cameBack)
+  std::cout << fmt::format("{:>7}  {:<9} {:<34} {}\n", time, roleOf(event.source), asked, cameBack)
             << std::flush;
 }
 

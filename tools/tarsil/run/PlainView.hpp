@@ -3,19 +3,24 @@
 #include <map>
 #include <string>
 
-#include "tools/tarsil/run/Journal.hpp"
+#include "tarsil/core/StressDeviceType.hpp"
+#include "tarsil/guard/Event.hpp"
+#include "tarsil/runtime/Clock.hpp"
 
 namespace tarsil::cli {
 
 /// Shows a session as lines of a table on standard output: time, whom it is about, what was asked, what came
-/// back. Requests that repeat every second, and answers that say the same again, are left out.
+/// back. Bytes, requests that repeat every second, and
+/// answers that say the same again, are left out.
 class PlainView {
  public:
-  explicit PlainView(Journal& journal);
+  explicit PlainView(StressDeviceType kind);
+
+  void show(const Event& event);
 
  private:
-  void show(const Entry& entry);
-
+  const StressDeviceType kind_;
+  const Clock::Instant start_ = Clock::now();
   std::map<std::string, std::string> lastAnswers_;
 };
 

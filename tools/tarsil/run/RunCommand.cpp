@@ -7,27 +7,25 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <iostream>
 #include <thread>
 
 #include "simulators/bluetooth/hostCentral.hpp"
 #include "simulators/physics/Patient.hpp"
-#include "tarsil/core/StressECGDeviceManager.hpp"
-#include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
+#include "tarsil/station/standardCatalogue.hpp"
+#include "tarsil/support/floatText.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
 #include "tools/tarsil/numberBetween.hpp"
-#include "tools/tarsil/report/Report.hpp"
-#include "tools/tarsil/run/LibraryStopped.hpp"
+#include "tools/tarsil/report/SessionFolder.hpp"
+#include "tools/tarsil/report/SessionRecord.hpp"
 #include "tools/tarsil/run/LiveView.hpp"
 #include "tools/tarsil/run/PartnerProcesses.hpp"
 #include "tools/tarsil/run/PartnersInProcess.hpp"
 #include "tools/tarsil/run/PlainView.hpp"
-#include "tools/tarsil/run/RecordingRegistry.hpp"
-#include "tools/tarsil/run/Session.hpp"
-#include "tools/tarsil/run/SessionHooks.hpp"
-#include "tools/tarsil/run/Traffic.hpp"
+#include "tools/tarsil/run/PrintedLines.hpp"
 #include "tools/tarsil/run/chosenPort.hpp"
 #include "tools/tarsil/run/protocolNamed.hpp"
 
@@ -36,27 +34,32 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// The station is told this often that the program lives.
+constexpr Duration heartbeatInterval = 100ms;
+
 /// Tells the simulated monitors what the commanded load demands of the patient.
 class DemandTeller {
  public:
-  DemandTeller(Journal& journal, StressDeviceType kind, Partners& partners) {
-    journal.addReader([this, kind, &partners](const Entry& entry) {
-      if (entry.what == "setLoad") tell(kind, partners, entry.values.at(0), entry.values.at(1));
-      if (entry.what == "stopStressDevice") tell(kind, partners, 0, 0);
-    });
+  explicit DemandTeller(Partners& partners) : partners_(partners) {}
+
+  void hear(const Event& event, StressDeviceType kind) {
+    const auto* asked = std::get_if<Asked>(&event.what);
+    if (!asked || (asked->command != tarsil::Command::setLoad && asked->command != tarsil::Command::stop))
+      return;
+    // A stop has no load: the patient rests.
+    if (kind == StressDeviceType::Treadmill) patient_.walk(asked->load.speed, asked->load.grade);
+    if (kind == StressDeviceType::Ergometer) patient_.cycle(asked->load.power);
+    partners_.demand(std::max(1.0, patient_.demand()));
   }
 
  private:
-  void tell(StressDeviceType kind, Partners& partners, float load, float grade) {
-    if (kind == StressDeviceType::Treadmill) patient_.walk(load, grade);
-    if (kind == StressDeviceType::Ergometer) patient_.cycle(load);
-    partners.demand(std::max(1.0, patient_.demand()));
-  }
-
+  Partners& partners_;
   simulators::Patient patient_;
 };
 
 constexpr const char* overBluetooth = "bluetooth";
+/// Stands for the demo protocol that the model carries.
+constexpr const char* anyDemo = "demo";
 
 /// What a simulated Bluetooth oximeter measures: a patient at rest, with a finger that moves now and then.
 std::uint8_t restingSaturation() {
@@ -68,26 +71,42 @@ std::string modelOf(const std::string& exercise) {
   return exercise.substr(0, exercise.find('@'));
 }
 
-StressDeviceType kindOf(const std::string& model) {
-  auto& station = StressECGDeviceManager::share();
-  for (const std::string& kind : station.getDeivceType()) {
-    const auto devices = station.getDeviceByType(kind).value();
-    for (const auto& device : devices) {
-      if (device->name == model) return *stressDeviceTypeFromRawValue(kind);
-    }
+StressDeviceType kindOf(const std::string& name) {
+  const auto model = standardCatalogue().modelNamed(name);
+  if (!model || !model->exercise) {
+    throw CommandFailure(badInput,
+                         fmt::format("no exercise device is called \"{}\"; see `tarsil devices`", name));
   }
-  throw CommandFailure(badInput,
-                       fmt::format("no exercise device is called \"{}\"; see `tarsil devices`", model));
+  return model->kind == DeviceKind::treadmill ? StressDeviceType::Treadmill : StressDeviceType::Ergometer;
 }
 
-void checkSpeeds(const Protocol& protocol, const std::string& model) {
-  const float slowest = traitsOf(model, protocol.device).slowest;
-  for (const Phase& phase : protocol.phases) {
-    if (phase.load == 0 || phase.load >= slowest) continue;
-    throw CommandFailure(badInput,
-                         fmt::format("the protocol \"{}\" has {:.1f} km/h; {} cannot be set below {:.1f}",
-                                     protocol.name, phase.load, model, slowest));
+/// The short protocols that are there to be watched.
+std::vector<Protocol> demoProtocols(StressDeviceType kind) {
+  std::vector<Protocol> protocols;
+  for (const std::string& name : builtInProtocols()) {
+    if (!name.starts_with("demo-")) continue;
+    if (Protocol protocol = protocolNamed(name); protocol.device == kind)
+      protocols.insert(protocols.begin(), std::move(protocol));
   }
+  return protocols;
+}
+
+ExitCode exitCodeOf(ExerciseTest::Outcome outcome) {
+  switch (outcome) {
+    case ExerciseTest::Outcome::completed:
+      return succeeded;
+    case ExerciseTest::Outcome::incomplete:
+      return somethingMissing;
+    case ExerciseTest::Outcome::notBegun:
+      return portNotOpened;
+    case ExerciseTest::Outcome::stopped:
+      return interrupted;
+    case ExerciseTest::Outcome::lineLost:
+      return portVanished;
+    case ExerciseTest::Outcome::protectiveStop:
+      return deviceFault;
+  }
+  return failed;
 }
 
 }  // namespace
@@ -98,16 +117,32 @@ void RunCommand::declare(CLI::App& command) {
   command.add_option("--bp", bp_, "Port of a Tango blood-pressure monitor");
   command.add_option("--spo2", spo2_, "Port of a MEDXING pulse oximeter, or bluetooth");
   command.add_option("--protocol", protocol_,
-                     fmt::format("One of {}, or a file", fmt::join(builtInProtocols(), ", ")));
+                     fmt::format("One of {}, or a file; demo: a short one that the model carries",
+                                 fmt::join(builtInProtocols(), ", ")));
   command.add_flag("--simulate", simulate_, "Drive a simulated station: exercise device, Tango and oximeter");
   command.add_option("--speedup", speedup_, "Let a simulated station live this much faster")
       ->check(numberBetween(1, 1e6));
-  command.add_option("--report", report_, "Folder for session.csv, session.jsonl and report.html");
+  command.add_flag("--strict", isStrict_, "Stop the exercise when the monitor or the oximeter is lost, too");
+  command.add_option("--max-speed", limits_.speed.highest, "Refuse higher speeds, km/h")
+      ->check(numberBetween(0.1, 25))
+      ->capture_default_str();
+  command.add_option("--max-grade", limits_.grade.highest, "Refuse higher grades, percent")
+      ->check(numberBetween(0.1, 30))
+      ->capture_default_str();
+  command.add_option("--max-power", limits_.power.highest, "Refuse higher powers, watts")
+      ->check(numberBetween(1, 999))
+      ->capture_default_str();
+  command.add_option("--report", report_, "Folder in which the session gets a folder of its own");
+  command.add_flag("--no-report", keepsNothing_, "Keep nothing of the session");
+  command.add_option("--patient", patient_, "Patient's id, for the report");
+  command.add_option("--operator", operator_, "Operator's name, for the report");
+  command.add_option("--note", note_, "A remark, for the report");
+  command.add_option("--mass", mass_, "Patient's mass, kilograms: a bicycle's METs depend on it")
+      ->check(numberBetween(10, 400));
 }
 
 ExitCode RunCommand::run() {
-  if (speedup_ != 1 && !simulate_)
-    throw CommandFailure(badInput, "only a simulated station can live faster: add --simulate");
+  checkOptions();
   // A reader of our output, or a simulated device, that goes away must not take the process with it, nor a
   // report that is not allowed to grow.
   std::signal(SIGPIPE, SIG_IGN);
@@ -115,62 +150,101 @@ ExitCode RunCommand::run() {
   std::optional<VirtualTime> time;
   if (speedup_ != 1) time.emplace(std::chrono::system_clock::now());
 
-  // Before anything asks for a port.
-  const auto traffic = std::make_shared<Traffic>();
-  SerialDeviceRegistry::exchangeShared(
-      std::make_shared<RecordingRegistry>(SerialDeviceRegistry::shared(), traffic));
-
-  const Protocol protocol = chosenProtocol();
-  Session* running = nullptr;
-  int interruptions = 0;
-  const Interruption interruption([&] {
-    if (!running) return;
-    if (++interruptions == 1) return running->stop(interrupted, "interrupted");
-    running->abandon(interrupted, "interrupted again: closing at once");
-  });
-
+  const auto candidates = chosenProtocols();
   const auto partners = makePartners();
-  Journal journal;
-  const SessionHooks hooks(journal);
+  const GuardedStation::Plan plan = planFor(partners.get());
+  const Protocol protocol = carriedOne(candidates, plan);
+  PrintedLines printed;
+  const auto opened = GuardedStation::open(plan);
+  if (!opened) {
+    const bool isPort = opened.answer().code() == Answer::Code::noSuchPort;
+    throw CommandFailure(badInput, opened.answer().reason() + (isPort ? "; see `tarsil ports`" : ""));
+  }
+  GuardedStation& station = *opened.station();
+  printed.setStation(opened.station());
+
   const bool isLive = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
   std::optional<PlainView> plainView;
-  if (!isLive) plainView.emplace(journal);
-  const Station::Plan plan = planFor(partners.get());
-  std::optional<Report> report;
-  if (!report_.empty()) report.emplace(report_, protocol, plan, journal, traffic);
-  Station station(plan, journal);
+  if (!isLive) plainView.emplace(protocol.device);
+  const auto folder = makeFolder(protocol, plan);
   std::optional<DemandTeller> teller;
-  if (partners) teller.emplace(journal, protocol.device, *partners);
-  Session session(protocol, station, journal);
-  if (report) report->onFailure = [&](const std::string& reason) { session.stop(reportFailed, reason); };
+  if (partners) teller.emplace(*partners);
+  station.onEvent([&](const Event& event) {
+    if (plainView) plainView->show(event);
+    if (folder) folder->hear(event);
+    if (teller) teller->hear(event, protocol.device);
+  });
+  // After those who write down what has happened so far.
+  ExerciseTest test(opened.station(), protocol);
   std::optional<LiveView> liveView;
-  if (isLive) liveView.emplace(session, station, journal);
-  running = &session;
-  session.begin();
-  while (!session.isOver()) keepGoing(session, time ? &*time : nullptr);
-  running = nullptr;
+  if (isLive) liveView.emplace(test, station, plan.exercise.model);
+  const ExitCode result = go(station, test, folder.get(), time ? &*time : nullptr);
   liveView.reset();
-  if (report) finish(*report, session.result());
-  if (session.result() != succeeded) throw CommandFailure(session.result(), session.reason());
+
+  if (folder) {
+    folder->finish();
+    if (folder->failure()) throw CommandFailure(reportFailed, *folder->failure());
+    std::cout << "The session's folder: " << folder->path().string() << std::endl;
+  }
+  if (result != succeeded) throw CommandFailure(result, test.reason());
   return succeeded;
 }
 
-void RunCommand::finish(Report& report, ExitCode result) {
-  report.onFailure = nullptr;
-  report.finish(result);
-  if (report.failure()) throw CommandFailure(reportFailed, *report.failure());
+ExitCode RunCommand::go(GuardedStation& station, ExerciseTest& test, SessionFolder* folder,
+                        VirtualTime* time) const {
+  int interruptions = 0;
+  const Interruption interruption([&] {
+    if (++interruptions == 1) return test.stop("interrupted");
+    test.abandon("interrupted again: closing at once");
+  });
+  // The exercise goes on: what a patient needs is no file.
+  if (folder) {
+    folder->onFailure = [&](const std::string& reason) {
+      station.note(AlarmRaised{.kind = AlarmKind::journalFailed, .text = reason});
+    };
+  }
+  const auto heartbeat = Timer::scheduled(heartbeatInterval, true, [&](Timer&) { station.alive(); });
+  test.begin();
+  if (time) {
+    liveFaster(test, *time);
+  } else {
+    RunLoop::main().runUntil([&] { return test.isOver(); }, 24h);
+  }
+  heartbeat->invalidate();
+  if (folder) folder->onFailure = nullptr;
+  return exitCodeOf(test.outcome());
 }
 
-Protocol RunCommand::chosenProtocol() const {
+void RunCommand::checkOptions() const {
+  if (speedup_ != 1 && !simulate_)
+    throw CommandFailure(badInput, "only a simulated station can live faster: add --simulate");
+  if (!simulate_) return;
+  const bool namesPort =
+      exercise_.find('@') != std::string::npos || !bp_.empty() || (!spo2_.empty() && spo2_ != overBluetooth);
+  if (namesPort)
+    throw CommandFailure(badInput, "a simulated station has its own ports: leave out --simulate or the port");
+}
+
+Protocol RunCommand::carriedOne(const std::vector<Protocol>& candidates,
+                                const GuardedStation::Plan& plan) const {
+  for (const Protocol& candidate : candidates) {
+    if (objectionsTo(candidate, plan).empty()) return candidate;
+  }
+  throw CommandFailure(badInput,
+                       fmt::format("{}: {}", protocol_.empty() ? candidates.front().name : protocol_,
+                                   fmt::join(objectionsTo(candidates.front(), plan), "; ")));
+}
+
+std::vector<Protocol> RunCommand::chosenProtocols() const {
   const StressDeviceType kind = kindOf(modelOf(exercise_));
+  if (protocol_ == anyDemo) return demoProtocols(kind);
   const std::string standard = kind == StressDeviceType::Treadmill ? "bruce" : "25-watt-steps";
   Protocol protocol = protocolNamed(protocol_.empty() ? standard : protocol_);
   if (protocol.device != kind) {
     throw CommandFailure(badInput, fmt::format("the protocol \"{}\" is not for a device such as {}",
                                                protocol.name, modelOf(exercise_)));
   }
-  checkSpeeds(protocol, modelOf(exercise_));
-  return protocol;
+  return {std::move(protocol)};
 }
 
 std::unique_ptr<Partners> RunCommand::makePartners() const {
@@ -179,17 +253,37 @@ std::unique_ptr<Partners> RunCommand::makePartners() const {
   return std::make_unique<PartnerProcesses>();
 }
 
-Station::Plan RunCommand::planFor(Partners* partners) const {
-  Station::Plan plan = planWithoutOximeter(partners);
+GuardedStation::Plan RunCommand::planFor(Partners* partners) const {
+  GuardedStation::Plan plan{.exercise = {.model = modelOf(exercise_), .port = ""},
+                            .limits = limits_,
+                            .auxiliariesAreVital = isStrict_};
+  // Nothing real moves in virtual time, and no process could follow it.
+  if (speedup_ != 1) plan.watcher = std::nullopt;
+  if (partners) {
+    plan.exercise.port = "simulated-exercise";
+    plan.monitor = "simulated-bp";
+    partners->add(plan.exercise.model, plan.exercise.port);
+    partners->add("Tango", plan.monitor);
+  } else {
+    const std::size_t at = exercise_.find('@');
+    if (at == std::string::npos)
+      throw CommandFailure(badInput, "name the exercise device's port: --exercise MODEL@PORT");
+    plan.exercise.port = chosenPort(exercise_.substr(at + 1));
+    if (!bp_.empty()) plan.monitor = chosenPort(bp_);
+  }
+  chooseOximeter(plan, partners);
+  return plan;
+}
+
+void RunCommand::chooseOximeter(GuardedStation::Plan& plan, Partners* partners) const {
   if (spo2_ == overBluetooth) {
     plan.makeCentral = [this] { return oximeterCentral(); };
   } else if (partners) {
-    partners->add("MEDXINGPort", "simulated-spo2");
-    plan.oximeterPort = "simulated-spo2";
+    plan.oximeter = "simulated-spo2";
+    partners->add("MEDXINGPort", plan.oximeter);
   } else if (!spo2_.empty()) {
-    plan.oximeterPort = chosenPort(spo2_);
+    plan.oximeter = chosenPort(spo2_);
   }
-  return plan;
 }
 
 std::shared_ptr<BluetoothCentral> RunCommand::oximeterCentral() const {
@@ -201,35 +295,35 @@ std::shared_ptr<BluetoothCentral> RunCommand::oximeterCentral() const {
   return found.central;
 }
 
-Station::Plan RunCommand::planWithoutOximeter(Partners* partners) const {
-  const std::string model = modelOf(exercise_);
-  if (partners) {
-    partners->add(model, "simulated-exercise");
-    partners->add("Tango", "simulated-bp");
-    return {.model = model, .port = "simulated-exercise", .pressurePort = "simulated-bp"};
-  }
-  const std::size_t at = exercise_.find('@');
-  if (at == std::string::npos)
-    throw CommandFailure(badInput, "name the exercise device's port: --exercise MODEL@PORT");
-  Station::Plan plan{.model = model, .port = chosenPort(exercise_.substr(at + 1))};
-  if (!bp_.empty()) plan.pressurePort = chosenPort(bp_);
-  return plan;
+std::unique_ptr<SessionFolder> RunCommand::makeFolder(const Protocol& protocol,
+                                                      const GuardedStation::Plan& plan) const {
+  // Simulated sessions are kept only where somebody asks for them.
+  if (keepsNothing_ || (simulate_ && report_.empty())) return nullptr;
+  JournalHead head{.began = Clock::wallNow()};
+  const auto state = [&head](const char* key, const std::string& value) {
+    if (!value.empty()) head.facts[key] = value;
+  };
+  const auto model = standardCatalogue().modelNamed(plan.exercise.model);
+  state(fact::program, "tarsil " TARSIL_VERSION);
+  state(fact::protocol, protocolText(protocol));
+  state(fact::model, plan.exercise.model);
+  state(fact::port, plan.exercise.port);
+  state(fact::monitorPort, plan.monitor);
+  state(fact::oximeterPort, plan.oximeter);
+  state(fact::simulated, simulate_ ? "yes" : "no");
+  state(fact::reportsLoad, model && model->exercise->loadReport != LoadReport::none ? "yes" : "no");
+  state(fact::patient, patient_);
+  state(fact::operatorName, operator_);
+  state(fact::note, note_);
+  if (mass_) state(fact::mass, decimalText(*mass_));
+  return std::make_unique<SessionFolder>(
+      report_.empty() ? standardSessionsFolder() : std::filesystem::path(report_), std::move(head));
 }
 
-void RunCommand::keepGoing(Session& session, VirtualTime* time) const {
-  try {
-    if (time) return liveFaster(session, *time);
-    RunLoop::main().runUntil([&] { return session.isOver(); }, 24h);
-  } catch (const LibraryStopped& stopped) {
-    // The drivers stay usable, and a belt that moves must be stopped first.
-    session.stop(deviceFault, stopped.what());
-  }
-}
-
-void RunCommand::liveFaster(const Session& session, VirtualTime& time) const {
+void RunCommand::liveFaster(const ExerciseTest& test, VirtualTime& time) const {
   constexpr Duration step = 100ms;
   auto next = std::chrono::steady_clock::now();
-  while (!session.isOver()) {
+  while (!test.isOver()) {
     time.advance(step);
     next += std::chrono::duration_cast<std::chrono::steady_clock::duration>(step / speedup_);
     std::this_thread::sleep_until(next);

@@ -3,12 +3,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "tools/tarsil/Command.hpp"
-#include "tools/tarsil/run/Journal.hpp"
-#include "tools/tarsil/run/Partners.hpp"
+#include "tarsil/exercise/ExerciseTest.hpp"
+#include "tarsil/exercise/Journal.hpp"
 #include "tarsil/exercise/Protocol.hpp"
-#include "tools/tarsil/run/Station.hpp"
+#include "tarsil/guard/GuardedStation.hpp"
+#include "tools/tarsil/Command.hpp"
+#include "tools/tarsil/run/Partners.hpp"
 
 namespace tarsil {
 class BluetoothCentral;
@@ -17,10 +19,9 @@ class VirtualTime;
 
 namespace tarsil::cli {
 
-class Report;
-class Session;
+class SessionFolder;
 
-/// `tarsil run`: a whole exercise test, on real devices or simulated ones.
+/// `tarsil run`: a whole exercise test on a guarded station, of real devices or simulated ones.
 class RunCommand final : public Command {
  public:
   std::string name() const override { return "run"; }
@@ -29,22 +30,31 @@ class RunCommand final : public Command {
   ExitCode run() override;
 
  private:
-  Protocol chosenProtocol() const;
-  Station::Plan planFor(Partners* partners) const;
-  Station::Plan planWithoutOximeter(Partners* partners) const;
+  void checkOptions() const;
+  /// The one that was named, or several of which the first one that the station carries is meant.
+  std::vector<Protocol> chosenProtocols() const;
+  Protocol carriedOne(const std::vector<Protocol>& candidates, const GuardedStation::Plan& plan) const;
+  GuardedStation::Plan planFor(Partners* partners) const;
+  void chooseOximeter(GuardedStation::Plan& plan, Partners* partners) const;
   /// Throws CommandFailure where there is none.
   std::shared_ptr<BluetoothCentral> oximeterCentral() const;
   std::unique_ptr<Partners> makePartners() const;
-  static void finish(Report& report, ExitCode result);
-  /// Lets time pass until the session is over, or something has cut in.
-  void keepGoing(Session& session, VirtualTime* time) const;
-  void liveFaster(const Session& session, VirtualTime& time) const;
+  std::unique_ptr<SessionFolder> makeFolder(const Protocol& protocol, const GuardedStation::Plan& plan) const;
+  ExitCode go(GuardedStation& station, ExerciseTest& test, SessionFolder* folder, VirtualTime* time) const;
+  void liveFaster(const ExerciseTest& test, VirtualTime& time) const;
 
   std::string exercise_ = "LodeTreadmill";
   std::string bp_;
   std::string spo2_;
   std::string protocol_;
   std::string report_;
+  std::string patient_;
+  std::string operator_;
+  std::string note_;
+  std::optional<float> mass_;
+  Limits limits_;
+  bool keepsNothing_ = false;
+  bool isStrict_ = false;
   bool simulate_ = false;
   double speedup_ = 1;
 };

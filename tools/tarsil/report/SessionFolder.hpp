@@ -1,0 +1,51 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tarsil/exercise/Journal.hpp"
+#include "tarsil/runtime/Clock.hpp"
+
+namespace tarsil::cli {
+
+/// The folder of one session, dated and its own: journal.jsonl, written as things happen, and the report that
+/// is made of it at the end. Main thread.
+class SessionFolder {
+ public:
+  /// Makes a folder below `parent`, and the journal in it; no earlier session is ever touched. Throws
+  /// CommandFailure when one of them cannot be made.
+  SessionFolder(const std::filesystem::path& parent, JournalHead head);
+
+  const std::filesystem::path& path() const { return path_; }
+
+  /// Called once, from within `hear`, when an event could not be written.
+  std::function<void(const std::string& reason)> onFailure;
+
+  void hear(const Event& event);
+  /// Makes the report from everything heard, also from what the journal had no room for.
+  void finish();
+  /// Why a file could not be written: the first reason.
+  const std::optional<std::string>& failure() const { return failure_; }
+
+ private:
+  void fail(const std::string& reason);
+
+  std::filesystem::path path_;
+  const Clock::Instant start_ = Clock::now();
+  Journal journal_;
+  std::unique_ptr<JournalWriter> writer_;
+  std::optional<std::string> failure_;
+};
+
+/// Below the user's documents, where sessions are kept when nobody says where.
+std::filesystem::path standardSessionsFolder();
+
+/// Writes session.csv and report.html into the folder, over those that are there. Every file
+/// is tried. Throws ReportError for the first one that cannot be written, and ProtocolError for a journal
+/// without its protocol.
+void writeReport(const std::filesystem::path& folder, const Journal& journal);
+
+}  // namespace tarsil::cli
