@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "simulators/hosting/PseudoTerminal.hpp"
+#include "simulators/lines/PseudoTerminal.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"

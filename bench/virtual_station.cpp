@@ -7,7 +7,7 @@
 #include <memory>
 #include <string_view>
 
-#include "simulators/hosting/SimulatedStation.hpp"
+#include "simulators/lines/SimulatedStation.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
 #include "tarsil/platform/UserFolders.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"

@@ -9,11 +9,11 @@
 #include <memory>
 #include <string_view>
 
-#include "simulators/bluetooth/hostCentral.hpp"
 #include "tarsil/core/KivStressPortDelegate.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
 #include "tarsil/drivers/vitals/MEDXINGSpO2.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
+#include "tools/bluetooth/hostCentral.hpp"
 
 namespace {
 
@@ -49,8 +49,8 @@ int main(int argc, char** argv) {
   }
 
   // An application writes tarsil::makeBluezCentral() here and links Tarsil::bluez.
-  const auto [central, isSimulated] =
-      simulated ? tarsil::simulatedCentral(restingSaturation) : tarsil::hostCentral(restingSaturation);
+  const auto [central, isSimulated] = simulated ? tarsil::cli::simulatedCentral(restingSaturation)
+                                                : tarsil::cli::hostCentral(restingSaturation);
   std::puts(isSimulated ? "a simulated oximeter" : "the machine's own Bluetooth");
 
   // The oximeter scans with this central, and hears from it. It looks for itself again after a lost link.

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "simulators/devices/medxingFrame.hpp"
 #include "simulators/physics/Patient.hpp"
 
 namespace tarsil::simulators {
@@ -40,8 +41,7 @@ void SimulatedMEDXINGOximeter::sendFrame() {
   const int noise = random() % 8 == 0 ? -1 : 0;
   saturation_ = static_cast<int>(std::lround(patient().oxygenSaturation())) + noise;
   const auto pulse = static_cast<std::uint8_t>(std::lround(patient().heartRate()));
-  sendInOnePiece(
-      Bytes{0xFF, 0xFE, 0x0A, 0x01, 0x23, 0x95, 0x00, 0x00, static_cast<std::uint8_t>(saturation_), pulse});
+  sendInOnePiece(medxingFrame(static_cast<std::uint8_t>(saturation_), pulse));
 }
 
 }  // namespace tarsil::simulators

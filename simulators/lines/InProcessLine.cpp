@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/scriptedDevice.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/DispatchQueue.hpp"
 

@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
+#include "doubles/ScriptedTerminal.hpp"
 #include "simulators/SimulatedDevice.hpp"
 #include "simulators/lines/CableBehaviour.hpp"
 #include "simulators/lines/CabledDevice.hpp"
-#include "simulators/scripted/ScriptedTerminal.hpp"
 #include "tarsil/platform/SerialDevice.hpp"
 
 namespace tarsil::simulators {

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "simulators/SimulatedDevice.hpp"
-#include "simulators/hosting/PseudoTerminal.hpp"
 #include "simulators/lines/CableBehaviour.hpp"
 #include "simulators/lines/CabledDevice.hpp"
+#include "simulators/lines/PseudoTerminal.hpp"
 #include "tarsil/runtime/DispatchSource.hpp"
 #include "tarsil/runtime/Timer.hpp"
 

@@ -1,4 +1,4 @@
-#include "simulators/bluetooth/ScriptedCentral.hpp"
+#include "doubles/ScriptedCentral.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

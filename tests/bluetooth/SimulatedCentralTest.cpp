@@ -1,4 +1,4 @@
-#include "simulators/bluetooth/SimulatedCentral.hpp"
+#include "simulators/devices/SimulatedCentral.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +15,7 @@ namespace tarsil {
 namespace {
 
 using namespace std::chrono_literals;
+using simulators::SimulatedCentral;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

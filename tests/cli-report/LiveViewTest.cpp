@@ -12,7 +12,7 @@
 #include <csignal>
 #include <regex>
 
-#include "simulators/hosting/PseudoTerminal.hpp"
+#include "simulators/lines/PseudoTerminal.hpp"
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/cli-report/SimulatedSession.hpp"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "simulators/hosting/SimulatedStation.hpp"
+#include "simulators/lines/SimulatedStation.hpp"
 #include "tarsil/exercise/ExerciseTest.hpp"
 #include "tarsil/exercise/Journal.hpp"
 #include "tarsil/guard/GuardedStation.hpp"

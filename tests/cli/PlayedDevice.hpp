@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "simulators/hosting/PseudoTerminal.hpp"
+#include "simulators/lines/PseudoTerminal.hpp"
 
 namespace tarsil::cli {
 

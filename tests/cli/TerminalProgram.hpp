@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "simulators/hosting/PseudoTerminal.hpp"
+#include "simulators/lines/PseudoTerminal.hpp"
 
 namespace tarsil::cli {
 

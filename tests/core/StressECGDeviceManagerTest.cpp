@@ -12,9 +12,9 @@
 #include <map>
 #include <thread>
 
-#include "simulators/bluetooth/ScriptedCentral.hpp"
-#include "simulators/scripted/ScriptedTerminal.hpp"
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/ScriptedCentral.hpp"
+#include "doubles/ScriptedTerminal.hpp"
+#include "doubles/scriptedDevice.hpp"
 #include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"

@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "simulators/hosting/SimulatedStation.hpp"
+#include "simulators/lines/SimulatedStation.hpp"
 #include "tarsil/guard/GuardedStation.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tests/helpers/PrintedLines.hpp"

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/scriptedDevice.hpp"
 
 namespace tarsil {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "simulators/scripted/ScriptedTerminal.hpp"
+#include "doubles/ScriptedTerminal.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/support/bytes.hpp"

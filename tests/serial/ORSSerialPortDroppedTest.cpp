@@ -9,8 +9,8 @@
 #include <ostream>
 #include <string>
 
-#include "simulators/scripted/ScriptedTerminal.hpp"
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/ScriptedTerminal.hpp"
+#include "doubles/scriptedDevice.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/serial/ORSSerialRequest.hpp"

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "simulators/scripted/ScriptedTerminal.hpp"
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/ScriptedTerminal.hpp"
+#include "doubles/scriptedDevice.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tests/helpers/RecordingPortDelegate.hpp"

@@ -16,9 +16,9 @@
 #include <thread>
 #include <vector>
 
-#include "simulators/hosting/PseudoTerminal.hpp"
-#include "simulators/scripted/ScriptedTerminal.hpp"
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/ScriptedTerminal.hpp"
+#include "doubles/scriptedDevice.hpp"
+#include "simulators/lines/PseudoTerminal.hpp"
 #include "tarsil/platform/SerialDeviceRegistry.hpp"
 #include "tarsil/platform/linux/LinuxTerminal.hpp"
 #include "tarsil/runtime/RunLoop.hpp"

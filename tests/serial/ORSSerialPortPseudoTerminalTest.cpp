@@ -14,7 +14,7 @@
 #include <string>
 #include <utility>
 
-#include "simulators/hosting/PseudoTerminal.hpp"
+#include "simulators/lines/PseudoTerminal.hpp"
 #include "tarsil/platform/SystemPlatform.hpp"
 #include "tarsil/platform/linux/LinuxTerminal.hpp"
 #include "tarsil/runtime/RunLoop.hpp"

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "simulators/scripted/ScriptedTerminal.hpp"
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/ScriptedTerminal.hpp"
+#include "doubles/scriptedDevice.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingPortDelegate.hpp"

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "simulators/scripted/ScriptedTerminal.hpp"
+#include "doubles/ScriptedTerminal.hpp"
 #include "tests/helpers/hex.hpp"
 
 namespace tarsil::detail {

@@ -1,4 +1,4 @@
-#include "simulators/hosting/SimulatedStation.hpp"
+#include "simulators/lines/SimulatedStation.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "simulators/bluetooth/ScriptedCentral.hpp"
+#include "doubles/ScriptedCentral.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingHost.hpp"
 #include "tests/helpers/ScriptedPort.hpp"

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "simulators/bluetooth/SimulatedOximeter.hpp"
+#include "simulators/radio/SimulatedOximeter.hpp"
 #include "tarsil/bluetooth/bluez/makeBluezCentral.hpp"
 #include "tarsil/drivers/vitals/MEDXINGSpO2.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
@@ -383,7 +383,7 @@ TEST_F(BluezGuestTest, MeasuresTheTimeFromANotificationToTheDelegate) {
   station.host->onReport = [&] {
     const auto now = steadyNanoseconds();
     const auto value = station.oximeter->SpO2service->characteristics().back()->value();
-    delays.push_back(now - SimulatedOximeter::timeIn(value.value()));
+    delays.push_back(now - simulators::SimulatedOximeter::timeIn(value.value()));
   };
   guest->radio().writeLine("interval 20");
   guest->radio().writeLine("measure " + std::to_string(count));

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "simulators/bluetooth/SimulatedOximeter.hpp"
+#include "simulators/radio/SimulatedOximeter.hpp"
 
 int main() {
   const auto connection = sdbus::createSystemBusConnection();
@@ -32,7 +32,7 @@ int main() {
         const auto value = properties.find("Value");
         if (interface != "org.bluez.GattCharacteristic1" || value == properties.end()) return;
         const auto frame = value->second.get<std::vector<std::uint8_t>>();
-        const auto sent = tarsil::SimulatedOximeter::timeIn(frame);
+        const auto sent = tarsil::simulators::SimulatedOximeter::timeIn(frame);
         const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
         lines.push_back(std::to_string(frame.at(8)) + " " +
                         std::to_string(static_cast<std::uint64_t>(now) - sent));

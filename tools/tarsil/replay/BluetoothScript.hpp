@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "simulators/bluetooth/ScriptedCentral.hpp"
+#include "doubles/ScriptedCentral.hpp"
 #include "tarsil/drivers/vitals/MEDXINGSpO2.hpp"
 #include "tools/tarsil/replay/Events.hpp"
 #include "tools/tarsil/replay/Operation.hpp"

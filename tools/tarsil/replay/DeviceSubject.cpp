@@ -1,6 +1,6 @@
 #include "tools/tarsil/replay/DeviceSubject.hpp"
 
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/scriptedDevice.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
 #include "tools/tarsil/replay/ReplayHost.hpp"
 #include "tools/tarsil/replay/ScriptError.hpp"

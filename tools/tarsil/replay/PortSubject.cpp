@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/scriptedDevice.hpp"
 #include "tarsil/serial/ORSSerialBuffer.hpp"
 #include "tools/tarsil/replay/ScriptError.hpp"
 #include "tools/tarsil/replay/descriptorFor.hpp"

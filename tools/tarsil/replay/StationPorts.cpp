@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "simulators/scripted/ScriptedTerminal.hpp"
+#include "doubles/ScriptedTerminal.hpp"
 #include "tarsil/serial/ORSSerialPortManager.hpp"
 
 namespace tarsil::cli {

@@ -2,9 +2,9 @@
 
 #include <functional>
 
-#include "simulators/bluetooth/ScriptedCentral.hpp"
-#include "simulators/scripted/ScriptedTerminal.hpp"
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/ScriptedCentral.hpp"
+#include "doubles/ScriptedTerminal.hpp"
+#include "doubles/scriptedDevice.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tools/tarsil/replay/BluetoothScript.hpp"
 #include "tools/tarsil/replay/ReplayHost.hpp"

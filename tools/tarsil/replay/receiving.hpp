@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulators/scripted/ScriptedTerminal.hpp"
+#include "doubles/ScriptedTerminal.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/support/bytes.hpp"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulators/hosting/SimulatedStation.hpp"
+#include "simulators/lines/SimulatedStation.hpp"
 #include "tools/tarsil/run/Partners.hpp"
 
 namespace tarsil::cli {

@@ -10,12 +10,12 @@
 #include <iostream>
 #include <thread>
 
-#include "simulators/bluetooth/hostCentral.hpp"
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/station/standardCatalogue.hpp"
 #include "tarsil/support/floatText.hpp"
+#include "tools/bluetooth/hostCentral.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
 #include "tools/tarsil/numberBetween.hpp"

@@ -11,8 +11,8 @@
 #include <stdexcept>
 
 #include "simulators/devices/simulatedDevices.hpp"
-#include "simulators/hosting/Orders.hpp"
 #include "simulators/lines/CableBehaviour.hpp"
+#include "simulators/lines/Orders.hpp"
 #include "simulators/lines/PseudoTerminalLine.hpp"
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/runtime/RunLoop.hpp"

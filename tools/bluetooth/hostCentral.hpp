@@ -6,7 +6,7 @@
 
 #include "tarsil/bluetooth/BluetoothCentral.hpp"
 
-namespace tarsil {
+namespace tarsil::cli {
 
 /// A central for a demonstration, and whether its oximeter is a simulated one.
 struct HostCentral {
@@ -21,4 +21,4 @@ HostCentral hostCentral(std::function<std::uint8_t()> saturation);
 /// Always the simulated one.
 HostCentral simulatedCentral(std::function<std::uint8_t()> saturation);
 
-}  // namespace tarsil
+}  // namespace tarsil::cli

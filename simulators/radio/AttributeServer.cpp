@@ -1,10 +1,10 @@
-#include "simulators/bluetooth/AttributeServer.hpp"
+#include "simulators/radio/AttributeServer.hpp"
 
 #include <algorithm>
 
-#include "simulators/bluetooth/littleEndian.hpp"
+#include "simulators/radio/littleEndian.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 namespace {
 
 // Types of attributes.
@@ -211,4 +211,4 @@ Bytes AttributeServer::write(ByteView request) {
   return wantsAnswer ? Bytes{writeRequest + 1} : Bytes{};
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-#include "simulators/bluetooth/AttributeServer.hpp"
+#include "simulators/radio/AttributeServer.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 
 /// Something in the air that advertises itself and can be connected to.
 struct RadioPeripheral {
@@ -22,4 +22,4 @@ struct RadioPeripheral {
   bool tellsName = true;
 };
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

@@ -5,12 +5,12 @@
 #include <memory>
 #include <string>
 
-#include "simulators/bluetooth/RadioPeripheral.hpp"
-#include "simulators/bluetooth/VirtualController.hpp"
+#include "simulators/radio/RadioPeripheral.hpp"
+#include "simulators/radio/VirtualController.hpp"
 #include "tarsil/runtime/Clock.hpp"
 #include "tarsil/runtime/Timer.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 
 /// A MEDXING pulse oximeter in the air: notifies a measurement at a steady rate while somebody has
 /// subscribed. Main thread.
@@ -50,4 +50,4 @@ class SimulatedOximeter {
   unsigned sent_ = 0;
 };
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "simulators/bluetooth/BluetoothCall.hpp"
+#include "doubles/BluetoothCall.hpp"
 #include "tarsil/bluetooth/BluetoothPeripheral.hpp"
 
 namespace tarsil {

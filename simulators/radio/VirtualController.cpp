@@ -1,4 +1,4 @@
-#include "simulators/bluetooth/VirtualController.hpp"
+#include "simulators/radio/VirtualController.hpp"
 
 #include <unistd.h>
 
@@ -8,9 +8,9 @@
 #include <map>
 #include <utility>
 
-#include "simulators/bluetooth/littleEndian.hpp"
+#include "simulators/radio/littleEndian.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 namespace {
 
 using namespace std::chrono_literals;
@@ -351,4 +351,4 @@ void VirtualController::l2cap(std::uint16_t channel, ByteView payload) const {
   send(packet);
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

@@ -5,10 +5,10 @@
 #include <memory>
 #include <optional>
 
-#include "simulators/bluetooth/ScriptedCentral.hpp"
+#include "doubles/ScriptedCentral.hpp"
 #include "tarsil/runtime/Timer.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 
 /// A central with a MEDXING oximeter in reach, without any radio: for demonstrations and whole-station tests
 /// where there is no adapter. It is switched on; it finds the oximeter, connects to it and notifies a
@@ -56,4 +56,4 @@ class SimulatedCentral final : public BluetoothCentral,
   std::shared_ptr<Timer> measuring_;
 };
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "simulators/bluetooth/BluetoothCall.hpp"
-#include "simulators/bluetooth/ScriptedPeripheral.hpp"
+#include "doubles/BluetoothCall.hpp"
+#include "doubles/ScriptedPeripheral.hpp"
 #include "tarsil/bluetooth/BluetoothCentral.hpp"
 
 namespace tarsil {

@@ -1,4 +1,4 @@
-#include "simulators/bluetooth/ScriptedCentral.hpp"
+#include "doubles/ScriptedCentral.hpp"
 
 namespace tarsil {
 

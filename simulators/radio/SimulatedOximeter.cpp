@@ -1,10 +1,10 @@
-#include "simulators/bluetooth/SimulatedOximeter.hpp"
+#include "simulators/radio/SimulatedOximeter.hpp"
 
 #include <chrono>
 
-#include "simulators/bluetooth/medxingFrame.hpp"
+#include "simulators/devices/medxingFrame.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 namespace {
 
 constexpr std::uint16_t genericAccess = 0x1800;
@@ -76,4 +76,4 @@ void SimulatedOximeter::tick() {
   if (left_ > 0 && --left_ == 0) said_("measured");
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

@@ -1,4 +1,4 @@
-#include "simulators/bluetooth/ScriptedPeripheral.hpp"
+#include "doubles/ScriptedPeripheral.hpp"
 
 namespace tarsil {
 

@@ -1,4 +1,4 @@
-#include "simulators/scripted/ScriptedTerminal.hpp"
+#include "doubles/ScriptedTerminal.hpp"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>

@@ -6,7 +6,7 @@
 
 #include "tarsil/support/bytes.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 
 /// Bluetooth's byte order: the low byte first.
 constexpr std::uint16_t read16(ByteView bytes, std::size_t position) {
@@ -29,4 +29,4 @@ inline Bytes littleEndian16(std::initializer_list<unsigned> values) {
   return bytes;
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

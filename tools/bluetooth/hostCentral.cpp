@@ -1,15 +1,15 @@
-#include "simulators/bluetooth/hostCentral.hpp"
+#include "tools/bluetooth/hostCentral.hpp"
 
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
-#include "simulators/bluetooth/SimulatedCentral.hpp"
+#include "simulators/devices/SimulatedCentral.hpp"
 #ifdef TARSIL_HAS_BLUEZ
 #include "tarsil/bluetooth/bluez/makeBluezCentral.hpp"
 #endif
 
-namespace tarsil {
+namespace tarsil::cli {
 namespace {
 
 #ifdef TARSIL_HAS_BLUEZ
@@ -30,7 +30,7 @@ HostCentral hostCentral(std::function<std::uint8_t()> saturation) {
 }
 
 HostCentral simulatedCentral(std::function<std::uint8_t()> saturation) {
-  return {SimulatedCentral::create(std::move(saturation)), true};
+  return {simulators::SimulatedCentral::create(std::move(saturation)), true};
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::cli

@@ -26,14 +26,15 @@
 #include <string>
 #include <system_error>
 
-#include "simulators/bluetooth/SimulatedOximeter.hpp"
-#include "simulators/bluetooth/VirtualController.hpp"
+#include "simulators/radio/SimulatedOximeter.hpp"
+#include "simulators/radio/VirtualController.hpp"
 #include "tarsil/runtime/DispatchSource.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 
 namespace {
 
 using namespace tarsil;
+using namespace tarsil::simulators;
 
 void say(const std::string& line) {
   std::puts(line.c_str());

@@ -1,4 +1,4 @@
-#include "simulators/hosting/PseudoTerminal.hpp"
+#include "simulators/lines/PseudoTerminal.hpp"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "simulators/hosting/Orders.hpp"
+#include "simulators/lines/Orders.hpp"
 
 #include <unistd.h>
 

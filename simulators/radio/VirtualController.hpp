@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "simulators/bluetooth/RadioPeripheral.hpp"
+#include "simulators/radio/RadioPeripheral.hpp"
 #include "tarsil/runtime/DispatchSource.hpp"
 #include "tarsil/runtime/Timer.hpp"
 #include "tarsil/support/bytes.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 
 /// A Bluetooth LE adapter that exists in software only, with the peripherals that its radio hears. To the
 /// kernel it is a controller like any other, plugged in while this object exists; the kernel's Host
@@ -75,4 +75,4 @@ class VirtualController {
   std::shared_ptr<RadioPeripheral> connected_;
 };
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

@@ -8,7 +8,7 @@
 
 #include "tarsil/support/bytes.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 
 /// The attribute server of a simulated peripheral: answers what a central asks about its services,
 /// characteristics and values. Speaks the Attribute Protocol; pure bytes in, bytes out.
@@ -54,4 +54,4 @@ class AttributeServer {
   std::size_t mtu_ = 23;
 };
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

@@ -1,12 +1,12 @@
-#include "simulators/bluetooth/SimulatedCentral.hpp"
+#include "simulators/devices/SimulatedCentral.hpp"
 
 #include <chrono>
 #include <utility>
 
-#include "simulators/bluetooth/medxingFrame.hpp"
+#include "simulators/devices/medxingFrame.hpp"
 #include "tarsil/runtime/DispatchQueue.hpp"
 
-namespace tarsil {
+namespace tarsil::simulators {
 namespace {
 
 using namespace std::chrono_literals;
@@ -123,4 +123,4 @@ bool SimulatedCentral::isConnected() {
   return air_.peripheral(oximeter)->state() == BluetoothPeripheralState::connected;
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::simulators

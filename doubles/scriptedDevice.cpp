@@ -1,4 +1,4 @@
-#include "simulators/scripted/scriptedDevice.hpp"
+#include "doubles/scriptedDevice.hpp"
 
 #include <utility>
 
