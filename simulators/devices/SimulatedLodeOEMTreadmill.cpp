@@ -1,6 +1,5 @@
 #include "simulators/devices/SimulatedLodeOEMTreadmill.hpp"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -78,7 +77,7 @@ void SimulatedLodeOEMTreadmill::onFrame() {
 }
 
 void SimulatedLodeOEMTreadmill::answer(std::uint8_t code) {
-  const auto speed = static_cast<std::uint8_t>(std::max(1L, std::lround(belt_.speed())));
+  const auto speed = static_cast<std::uint8_t>(std::lround(belt_.speed()));
   const auto grade = static_cast<std::uint8_t>(std::lround(belt_.grade()));
   send(Bytes{0xAC, 0x01, code, 0x0E, 0x0D, 0x01, 0x01, 0x01, 0x00, speed, 0x00, grade, 0x00, 0x00});
 }

@@ -14,7 +14,7 @@
 #include <variant>
 #include <vector>
 
-#include "simulators/hosting/SimulatedStation.hpp"
+#include "simulators/lines/SimulatedStation.hpp"
 #include "tarsil/guard/eventText.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 

@@ -66,6 +66,7 @@ TEST_P(EveryModelTest, IsDrivenBehindAnAdapterAndSeenToStop) {
 
 INSTANTIATE_TEST_SUITE_P(Models, EveryModelTest,
                          testing::Values(Way{"LodeTreadmill", {.speed = 5, .grade = 10}},
+                                         Way{"LodeOEMTreadmill", {.speed = 5, .grade = 16}},
                                          Way{"TrackMaster", {.speed = 4.8F, .grade = 10}},
                                          Way{"TM-400V2", {.speed = 5}},
                                          Way{"ErgolineK2.4P10", {.power = 150}},
@@ -357,8 +358,8 @@ TEST_P(DamagedCableTest, CostsNoMoreThanThreePollsOfReadings) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, DamagedCableTest,
-                         testing::Values("LodeTreadmill", "TrackMaster", "ErgolineK2.4P10",
-                                         "ErgosanaK4.8P10"));
+                         testing::Values("LodeTreadmill", "LodeOEMTreadmill", "TrackMaster",
+                                         "ErgolineK2.4P10", "ErgosanaK4.8P10"));
 
 // Auxiliary devices
 

@@ -100,8 +100,8 @@ std::string Player::randomCable() {
 }
 
 GuardedSession::Setting Player::randomSetting() {
-  static const std::array models{"LodeTreadmill",   "TrackMaster",     "TM-400V2",
-                                 "ErgolineK2.4P10", "ErgosanaK4.8P10", "ErgometricsK2.4P3"};
+  static const std::array models{"LodeTreadmill",   "LodeOEMTreadmill", "TrackMaster",      "TM-400V2",
+                                 "ErgolineK2.4P10", "ErgosanaK4.8P10",  "ErgometricsK2.4P3"};
   setting_.exercise = models.at(below(models.size()));
   model_ = standardCatalogue().modelNamed(setting_.exercise);
   setting_.limits.speed = {.highest = 4.0F + static_cast<float>(below(10)), .step = 1, .perSecond = 1};

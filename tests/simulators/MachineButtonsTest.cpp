@@ -98,8 +98,8 @@ TEST_P(TreadmillButtonsTest, StoppedAtTheMachineTheBeltStandsAndNoCommandMovesIt
 
   Bytes refusedStart = GetParam().refusedStart;
   Bytes refusedSpeed = GetParam().refusedSpeed;
-  // The refusal carries the speed, which this machine never reports as zero.
-  if (GetParam().model == std::string("LodeOEMTreadmill")) refusedStart[9] = refusedSpeed[9] = 1;
+  // This machine's refusal carries the speed.
+  if (GetParam().model == std::string("LodeOEMTreadmill")) refusedStart[9] = refusedSpeed[9] = 0;
   EXPECT_EQ(machine_.ask(start_), refusedStart);
   EXPECT_EQ(machine_.ask(fiveKilometres_), refusedSpeed);
   machine_.pass(10s);

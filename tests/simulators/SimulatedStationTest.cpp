@@ -177,6 +177,10 @@ TEST_F(SimulatedStationTest, LodeOEMCannotReadATargetOfOneDigit) {
 
 TEST_F(SimulatedStationTest, LodeOEMRefusesTheFirstRequest) {
   SimulatedDevice& device = openExercise("Treadmill", "LodeOEMTreadmill");
+  // The bare driver takes a standing belt's zeros for the end of the reply, and stops.
+  station_.startStressDevice();
+  station_.setLoad(5.0F, 16.0F);
+  time().advance(60s);
   device.refuseCommands("EF");
   station_.requestLoad();
   EXPECT_THAT(callsWithin(1s), AllOf(testing::Not(IsEmpty()), Each(error("", "send failure"))));

@@ -60,8 +60,11 @@ pid_t spawnSimulator(const std::string& model, const Pipe& orders, const Pipe& a
   std::string command = "simulate";
   std::string modelArgument = model;
   std::string ordersOption = "--orders";
-  std::array<char*, 5> arguments{program.data(), command.data(), modelArgument.data(), ordersOption.data(),
-                                 nullptr};
+  std::string cableOption = "--cable";
+  std::string cable = "adapter";  // what stands before most machines
+  std::array<char*, 7> arguments{
+      program.data(), command.data(), modelArgument.data(), ordersOption.data(), cableOption.data(),
+      cable.data(),   nullptr};
   pid_t process = -1;
   const int error = posix_spawn(&process, "/proc/self/exe", &files, &attributes, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&files);

@@ -5,10 +5,13 @@
 
 namespace tarsil::cli {
 
-/// Simulated devices in this process, in the library's time: virtual, as a rule.
+/// Simulated devices in this process, each behind a USB adapter of the usual kind, in the
+/// library's time: virtual, as a rule.
 class PartnersInProcess final : public Partners {
  public:
-  void add(const std::string& model, const std::string& portName) override { station_.add(model, portName); }
+  void add(const std::string& model, const std::string& portName) override {
+    station_.add(model, portName, simulators::CableBehaviour::adapter());
+  }
   void demand(double /*effort*/) override {}  // they share the patient
 
  private:
