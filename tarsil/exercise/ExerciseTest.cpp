@@ -352,6 +352,8 @@ void ExerciseTest::endPressure() {
 void ExerciseTest::level() {
   if (isLevel()) return requestStop();
   const Load level{.speed = protocol_.phases.back().endLoad, .grade = 0};
+  // Some belts cannot be told to be level.
+  if (!station_->check(level).isAccepted()) return requestStop();
   if (!station_->setLoad(level).isAccepted()) return requestStop();
   station_->note(Noted{.word = "levelling", .text = "the belt goes down to level"});
   enter(State::levelling);

@@ -86,9 +86,9 @@ class GuardedStation : public std::enable_shared_from_this<GuardedStation> {
   GuardedStation(const GuardedStation&) = delete;
   GuardedStation& operator=(const GuardedStation&) = delete;
 
-  /// Hears every event from now on, in order; those of the opening, too, when it is called before the run
-  /// loop runs. Several listeners are called in the order of joining. A listener may call every method here,
-  /// and drop the station.
+  /// Hears every event from now on, in order; those of the opening, too, within this call, when it joins in
+  /// the station's first second. Several listeners are called in the order of joining. A listener may call
+  /// every method here, and drop the station.
   void onEvent(std::function<void(const Event&)> listener);
   /// Puts an event of a layer above (a step of an exercise test) among the station's own.
   void note(Event::What what);

@@ -76,7 +76,7 @@ TEST_P(DrivenModelTest, DoesAsItIsTold) {
 
 constexpr const char* walk = "name Walk\ndevice treadmill\nstage 0:05 2 2\n";
 constexpr const char* levelWalk = "name Walk\ndevice treadmill\nstage 0:05 2 0\n";
-constexpr const char* steepWalk = "name Walk\ndevice treadmill\nstage 0:11 2 16\n";
+constexpr const char* steepWalk = "name Walk\ndevice treadmill\nstage 0:18 2 16\n";
 constexpr const char* ride = "name Ride\ndevice bicycle\nstage 0:05 50\n";
 INSTANTIATE_TEST_SUITE_P(
     All, DrivenModelTest,

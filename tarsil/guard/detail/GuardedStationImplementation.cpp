@@ -258,13 +258,14 @@ void GuardedStation::Implementation::lookAfterAuxiliaries() {
 void GuardedStation::Implementation::onEvent(std::function<void(const Event&)> listener) {
   const auto self = shared_from_this();
   const auto added = listeners_.emplace_back(std::make_shared<const Listener>(std::move(listener)));
-  for (const Event& event : std::exchange(early_, {})) (*added)(event);
+  const auto early = early_;
+  for (const Event& event : early) (*added)(event);
 }
 
 void GuardedStation::Implementation::emitAt(Clock::Instant at, Source source, Event::What what) {
   const auto self = shared_from_this();
   const Event event{at, source, std::move(what)};
-  if (listeners_.empty() && !hasBeaten_) early_.push_back(event);
+  if (!hasBeaten_) early_.push_back(event);
   // A listener may add another, or drop them all.
   for (std::size_t i = 0; i < listeners_.size(); ++i) {
     const auto listener = listeners_[i];
@@ -504,6 +505,7 @@ Answer GuardedStation::Implementation::measurePressure() {
     answer = Answer::refused(Code::alreadyMeasuring, "a blood pressure is being measured");
   }
   if (!answer.isAccepted()) return refuse(Command::startPressure, answer);
+  clear(AlarmKind::pressureMissing);
   pressures_->measure();
   return answer;
 }

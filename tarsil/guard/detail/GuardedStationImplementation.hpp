@@ -157,7 +157,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   detail::Containment containment_;
   using Listener = std::function<void(const Event&)>;
   std::vector<std::shared_ptr<const Listener>> listeners_;
-  /// What happened before anybody listened, until the first beat.
+  /// What happened before the first beat, for those who join until then.
   std::vector<Event> early_;
   std::shared_ptr<Timer> beat_;
   bool hasBeaten_ = false;
