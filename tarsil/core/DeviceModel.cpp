@@ -20,7 +20,7 @@ bool CarriedRange::carries(float value) const {
 
 std::string CarriedRange::text(const std::string& unit) const {
   if (!bounds_) return "nothing";
-  const std::string range = shortText(lowest()) + " to " + shortText(highest()) + " " + unit;
+  std::string range = shortText(lowest()) + " to " + shortText(highest()) + " " + unit;
   if (!carriesZero()) return range;
   if (lowest() <= step()) return "0 to " + shortText(highest()) + " " + unit;
   return "0 and " + range;

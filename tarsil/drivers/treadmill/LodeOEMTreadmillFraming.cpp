@@ -63,7 +63,7 @@ class LodeOEMTreadmillFraming final : public ReplyFraming {
     auto& treadmill = dynamic_cast<LodeOEMTreadmill&>(decoder);
     treadmill.result.clear();
     treadmill.isState = false;
-    const auto receive = [&](Bytes chunk) { treadmill.serialPortDidReceiveData(port, chunk); };
+    const auto receive = [&](const Bytes& chunk) { treadmill.serialPortDidReceiveData(port, chunk); };
     const auto& bytes = reply.bytes;
     receive({bytes[0], bytes[1]});
     receive({bytes[1]});
