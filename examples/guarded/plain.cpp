@@ -11,7 +11,6 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
-#include <optional>
 
 using namespace std::chrono_literals;
 using namespace tarsil;
@@ -43,8 +42,8 @@ class Walk {
   explicit Walk(GuardedStation& station) : station_(station) {}
 
   void goOn() {
-    if (!endsAt_ && station_.readiness().isAccepted()) begin();
-    if (endsAt_ && Clock::now() > *endsAt_) end();
+    if (endsAt_ == never && station_.readiness().isAccepted()) begin();
+    if (Clock::now() > endsAt_) end();
   }
   void end() {
     if (!isOver_) station_.close();
@@ -60,7 +59,8 @@ class Walk {
   }
 
   GuardedStation& station_;
-  std::optional<Clock::Instant> endsAt_;
+  static constexpr Clock::Instant never = Clock::Instant::max();
+  Clock::Instant endsAt_ = never;
   bool isOver_ = false;
 };
 

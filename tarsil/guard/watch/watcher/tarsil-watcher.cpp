@@ -72,7 +72,7 @@ bool sharePage() {
 bool detach() {
   sigset_t all;
   sigfillset(&all);
-  sigprocmask(SIG_SETMASK, &all, nullptr);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
   if (setsid() < 0 || chdir("/") < 0) return false;
   const pid_t child = fork();
   if (child > 0) _exit(0);
