@@ -13,10 +13,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-void letTimePass(Duration duration) {
-  RunLoop::main().runUntil([] { return false; }, duration);
-}
-
 /// `tarsil simulate`: the machine under the patient.
 class Treadmill {
  public:
