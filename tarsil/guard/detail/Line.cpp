@@ -26,6 +26,11 @@ bool isSameAdapter(const SerialDevice& one, const SerialDevice& other) {
   return one.calloutPath == other.calloutPath;
 }
 
+/// Whether it can be told from another one that gets its name.
+bool hasIdentity(const SerialDevice& device) {
+  return (device.usb && !device.usb->serialNumber.empty()) || device.stablePath;
+}
+
 LineFailed::Reason reasonOf(int error) {
   using enum LineFailed::Reason;
   switch (error) {
@@ -125,6 +130,8 @@ void Line::tick() {
 }
 
 Device Line::findAgain() const {
+  // What comes under the name of a device that went may be anybody's.
+  if (vanished_ && !hasIdentity(*device_)) return nullptr;
   for (const Device& device : SerialDeviceRegistry::shared()->devices()) {
     if (isSameAdapter(*device_, *device)) return device;
   }
