@@ -190,6 +190,11 @@ void ExerciseTest::checkingTick() {
     if (inState() >= openingTime) fail(lineFailure_.value_or(readiness.reason()));
     return;
   }
+  if (readiness.code() == Answer::Code::alreadyRunning) {
+    // A belt that an earlier host left is stopped first; `reason_` tells when it was not seen to stop.
+    if (standstillIsSettled_) fail(reason_);
+    return;
+  }
   if (isOpen && !readiness.isAccepted() && readiness.code() != Answer::Code::notHeard) {
     if (inState() >= openingTime + checkingTime) fail(readiness.reason());
     return;

@@ -253,6 +253,37 @@ TEST_F(RunOnDevicesTest, ABeltThatMovesAlreadyIsNotStartedOn) {
   EXPECT_THAT(ended.output, Not(HasSubstr("  start ")));
 }
 
+TEST_F(RunOnDevicesTest, ABeltThatAKilledHostLeftIsStoppedBeforeTheNextExercise) {
+  SimulatedProcess device("LodeTreadmill");
+  {
+    Program killed(arguments("LodeTreadmill@" + device.path(), longWalk));
+    device.waitFor("belt running");
+    killed.signal(SIGKILL);
+  }
+  device.waitFor("0.0 km/h");
+  const std::string told = "the watcher process of an earlier host has sent the stop";
+  const auto next = run(arguments("LodeTreadmill@" + device.path(), walk));
+  EXPECT_EQ(next.code, 0) << next.output << next.errors;
+  EXPECT_THAT(next.output, HasSubstr(told));
+  const auto third = run(arguments("LodeTreadmill@" + device.path(), walk));
+  EXPECT_EQ(third.code, 0) << third.output << third.errors;
+  EXPECT_THAT(third.output, Not(HasSubstr(told)));
+}
+
+TEST_F(RunOnDevicesTest, AKilledHostsDeviceThatIsSilentIsNotStoodOn) {
+  SimulatedProcess device("LodeTreadmill");
+  {
+    Program killed(arguments("LodeTreadmill@" + device.path(), longWalk));
+    device.waitFor("belt running");
+    killed.signal(SIGKILL);
+  }
+  device.order("silence on");
+  const auto ended = run(arguments("LodeTreadmill@" + device.path(), longWalk));
+  EXPECT_EQ(ended.code, 8);
+  EXPECT_EQ(ended.errors, "tarsil: LodeTreadmill was not seen to stop\n");
+  EXPECT_THAT(ended.output, Not(HasSubstr("  start ")));
+}
+
 TEST_F(RunOnDevicesTest, StopStopsABeltThatSomebodyLeftRunning) {
   SimulatedProcess device("LodeTreadmill");
   setMoving(device.path());

@@ -350,6 +350,17 @@ TEST_F(WatcherTest, KeepsTheLineOfADeadHostLockedAndHandsItOver) {
   ASSERT_TRUE(start(plan()).isAccepted());
 }
 
+TEST_F(WatcherTest, WhatIsForgottenIsNotToldAgain) {
+  forgetWatch(name, records);
+  EXPECT_EQ(lastWatch(name, records), std::nullopt);
+  ASSERT_TRUE(start(endless()).isAccepted());
+  watcher.reset();
+  treadmill.read(3);
+  takeLineFromWatcher(name, records);
+  forgetWatch(name, records);
+  EXPECT_EQ(lastWatch(name, records), std::nullopt);
+}
+
 TEST_F(WatcherTest, NobodyTakesTheLineOfALivingHost) {
   ASSERT_TRUE(start(plan()).isAccepted());
   EXPECT_EQ(takeLineFromWatcher(name, records)->outcome, Outcome::watching);

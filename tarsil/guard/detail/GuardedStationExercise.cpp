@@ -70,19 +70,22 @@ void GuardedStation::Implementation::exerciseOpened(const std::shared_ptr<ORSSer
     raise(AlarmKind::notSeenToStop, model_.name + " was not seen to stop before its port was closed");
     return beginStop();
   }
-  if (std::exchange(earlierWatcherActed_, false)) beginStop();
+  if (std::exchange(earlierHostDied_, false)) beginStop();
 }
 
 /// A watcher that still stops the belt of a dead host has the line locked, and hands it over with its duty.
 void GuardedStation::Implementation::takeLineOver() {
   if (!plan_.watcher) return;
   const auto report = takeLineFromWatcher(line_->identity());
-  const bool hasActed = report && report->cause != WatchReport::Cause::none;
-  if (!hasActed || toldWatch_ == report->startedAt) return;
+  if (!report || toldWatch_ == report->startedAt) return;
+  const bool isUnknown = report->outcome == WatchReport::Outcome::unknown;
+  if (!isUnknown && report->cause == WatchReport::Cause::none) return;
   toldWatch_ = report->startedAt;
-  earlierWatcherActed_ = true;
-  emit(Source::station, WatcherActed{"the watcher process of an earlier host has sent the stop " +
-                                     std::to_string(report->stopsSent) + " times"});
+  earlierHostDied_ = true;
+  emit(Source::station,
+       WatcherActed{isUnknown ? "an earlier host and its watcher process ended without a word"
+                              : "the watcher process of an earlier host has sent the stop " +
+                                    std::to_string(report->stopsSent) + " times"});
 }
 
 void GuardedStation::Implementation::exerciseLost() {
@@ -288,6 +291,8 @@ void GuardedStation::Implementation::exerciseIsOver() {
     hostWatch_->disarm();
     if (returned) emit(Source::station, HostReturned{});
   }
+  // What an earlier host left is dealt with: the next one is not told of it again.
+  if (toldWatch_) forgetWatch(line_->identity());
   state_ = State::ready;
   updateOpening();
   if (wantsToClose_) closeLines();

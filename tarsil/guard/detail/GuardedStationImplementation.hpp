@@ -172,7 +172,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   detail::StopFrames stopFrames_;
   detail::LoadJudge judge_;
   /// Its host died: whether the device stands has to be seen first.
-  bool earlierWatcherActed_ = false;
+  bool earlierHostDied_ = false;
   /// Begin of the earlier watch that was told.
   std::optional<WatchReport::Time> toldWatch_;
   std::shared_ptr<detail::HostWatch> hostWatch_ = std::make_shared<detail::HostWatch>();

@@ -121,4 +121,8 @@ std::optional<WatchReport> takeLineFromWatcher(const std::string& line, const st
   return report(line, records, WatcherMail::handOver);
 }
 
+void forgetWatch(const std::string& line, const std::string& records) {
+  unlink(detail::recordPath(line, records).c_str());
+}
+
 }  // namespace tarsil
