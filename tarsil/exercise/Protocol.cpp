@@ -210,7 +210,8 @@ class Reader {
     const auto number = readFloat(word);
     if (!number) fail(quoted(word) + " is no " + std::string(what));
     if (*number < 0 || *number > greatest) {
-      fail("the " + std::string(what) + " must be from 0 to " + numberText(greatest));
+      fail("the " + std::string(what) + " must be from 0 to " + numberText(greatest) + ", not " +
+           std::string(word));
     }
     return *number;
   }

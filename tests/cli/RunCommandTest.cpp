@@ -179,13 +179,23 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"--simulate", "--exercise", "Tango"},
                 "no exercise device is called \"Tango\"; see `tarsil devices`"},
         Refused{{}, "name the exercise device's port: --exercise MODEL@PORT"},
-        Refused{{"--exercise", "LodeTreadmill@ttyNone"}, "there is no port \"ttyNone\"; see `tarsil ports`"},
-        Refused{{"--exercise", "LodeTreadmill@/dev/null", "--bp", "/dev/null"},
+        Refused{{"--exercise", "LodeTredmill@ttyNone"},
+                "no exercise device is called \"LodeTredmill\"; see `tarsil devices`; did you mean "
+                "\"LodeTreadmill\"?"},
+        Refused{
+            {"--exercise", "LodeTreadmill@/dev/null"},
+            "name the protocol: --protocol bruce, modified-bruce, naughton, usafsam, or a file; see `tarsil "
+            "protocols`"},
+        Refused{{"--exercise", "LodeTreadmill@ttyNone", "--protocol", "bruce"},
+                "there is no port \"ttyNone\"; see `tarsil ports`"},
+        Refused{{"--exercise", "LodeTreadmill@/dev/null", "--protocol", "bruce", "--bp", "/dev/null"},
                 "one port cannot serve two devices"},
-        Refused{{"--exercise", "LodeTreadmill@/dev/null", "--spo2", "ttyNone"},
+        Refused{{"--exercise", "LodeTreadmill@/dev/null", "--protocol", "bruce", "--spo2", "ttyNone"},
                 "there is no port \"ttyNone\"; see `tarsil ports`"},
         Refused{{"--simulate", "--protocol", "nothing"},
                 "cannot read the protocol \"nothing\": No such file or directory"},
+        Refused{{"--simulate", "--protocol", "Brucee"},
+                "cannot read the protocol \"Brucee\": No such file or directory; did you mean \"bruce\"?"},
         Refused{{"--simulate", "--protocol", "demo-bicycle"},
                 "the protocol \"50 W steps, shortened\" is not for a device such as LodeTreadmill"},
         Refused{{"--exercise", "LodeTreadmill@/dev/null", "--speedup", "2"},
@@ -210,7 +220,7 @@ TEST(RunCommandTest, RefusesAFaultyProtocolWithItsLine) {
   std::ofstream(file) << "name A\ndevice treadmill\nstage 3:00 99 0\n";
   const auto ended = run({"run", "--simulate", "--protocol", file});
   EXPECT_EQ(ended.code, 2);
-  EXPECT_EQ(ended.errors, "tarsil: " + file + ":3: the speed must be from 0 to 25\n");
+  EXPECT_EQ(ended.errors, "tarsil: " + file + ":3: the speed must be from 0 to 25, not 99\n");
   EXPECT_THAT(ended.output, IsEmpty());
 }
 

@@ -18,7 +18,8 @@ class RunInTerminalTest : public testing::Test {
   RunInTerminalTest() { program_.waitFor("\x1b[?1049h\x1b[?25l"); }
 
   SimulatedProcess device_{"LodeTreadmill"};
-  TerminalProgram program_{{"run", "--no-report", "--exercise", "LodeTreadmill@" + device_.path()}};
+  TerminalProgram program_{
+      {"run", "--no-report", "--exercise", "LodeTreadmill@" + device_.path(), "--protocol", "bruce"}};
 };
 
 TEST_F(RunInTerminalTest, KeysHoldAdvanceAndStop) {

@@ -2,6 +2,7 @@
 
 #include "tools/tarsil/devices/DevicesCommand.hpp"
 #include "tools/tarsil/ports/PortsCommand.hpp"
+#include "tools/tarsil/protocols/ProtocolsCommand.hpp"
 #include "tools/tarsil/replay/ReplayCommand.hpp"
 #include "tools/tarsil/report/ReportCommand.hpp"
 #include "tools/tarsil/run/RunCommand.hpp"
@@ -15,6 +16,7 @@ std::vector<std::unique_ptr<Command>> commands() {
   std::vector<std::unique_ptr<Command>> all;
   all.push_back(std::make_unique<DevicesCommand>());
   all.push_back(std::make_unique<PortsCommand>());
+  all.push_back(std::make_unique<ProtocolsCommand>());
   all.push_back(std::make_unique<SimulateCommand>());
   all.push_back(std::make_unique<RunCommand>());
   all.push_back(std::make_unique<StopCommand>());

@@ -18,6 +18,7 @@
 #include "tools/bluetooth/hostCentral.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
+#include "tools/tarsil/exerciseModel.hpp"
 #include "tools/tarsil/numberBetween.hpp"
 #include "tools/tarsil/report/SessionFolder.hpp"
 #include "tools/tarsil/report/SessionRecord.hpp"
@@ -71,13 +72,13 @@ std::string modelOf(const std::string& exercise) {
   return exercise.substr(0, exercise.find('@'));
 }
 
-StressDeviceType kindOf(const std::string& name) {
-  const auto model = standardCatalogue().modelNamed(name);
-  if (!model || !model->exercise) {
-    throw CommandFailure(badInput,
-                         fmt::format("no exercise device is called \"{}\"; see `tarsil devices`", name));
+/// Those that come with the program and are for such a device, without the ones to be watched only.
+std::vector<std::string> protocolsFor(StressDeviceType kind) {
+  std::vector<std::string> names;
+  for (const std::string& name : builtInProtocols()) {
+    if (!name.starts_with("demo-") && protocolNamed(name).device == kind) names.push_back(name);
   }
-  return model->kind == DeviceKind::treadmill ? StressDeviceType::Treadmill : StressDeviceType::Ergometer;
+  return names;
 }
 
 /// The short protocols that are there to be watched.
@@ -218,7 +219,18 @@ ExitCode RunCommand::go(GuardedStation& station, ExerciseTest& test, SessionFold
 void RunCommand::checkOptions() const {
   if (speedup_ != 1 && !simulate_)
     throw CommandFailure(badInput, "only a simulated station can live faster: add --simulate");
-  if (!simulate_) return;
+  if (!simulate_) {
+    if (exercise_.find('@') == std::string::npos)
+      throw CommandFailure(badInput, "name the exercise device's port: --exercise MODEL@PORT");
+    // What a patient is taken through is somebody's decision.
+    if (protocol_.empty()) {
+      const auto names = protocolsFor(kindOf(exerciseModel(modelOf(exercise_))));
+      throw CommandFailure(badInput, fmt::format("name the protocol: --protocol {}, or a file; see `tarsil "
+                                                 "protocols`",
+                                                 fmt::join(names, ", ")));
+    }
+    return;
+  }
   const bool namesPort =
       exercise_.find('@') != std::string::npos || !bp_.empty() || (!spo2_.empty() && spo2_ != overBluetooth);
   if (namesPort)
@@ -236,7 +248,7 @@ Protocol RunCommand::carriedOne(const std::vector<Protocol>& candidates,
 }
 
 std::vector<Protocol> RunCommand::chosenProtocols() const {
-  const StressDeviceType kind = kindOf(modelOf(exercise_));
+  const StressDeviceType kind = kindOf(exerciseModel(modelOf(exercise_)));
   if (protocol_ == anyDemo) return demoProtocols(kind);
   const std::string standard = kind == StressDeviceType::Treadmill ? "bruce" : "25-watt-steps";
   Protocol protocol = protocolNamed(protocol_.empty() ? standard : protocol_);
@@ -265,10 +277,7 @@ GuardedStation::Plan RunCommand::planFor(Partners* partners) const {
     partners->add(plan.exercise.model, plan.exercise.port);
     partners->add("Tango", plan.monitor);
   } else {
-    const std::size_t at = exercise_.find('@');
-    if (at == std::string::npos)
-      throw CommandFailure(badInput, "name the exercise device's port: --exercise MODEL@PORT");
-    plan.exercise.port = chosenPort(exercise_.substr(at + 1));
+    plan.exercise.port = chosenPort(exercise_.substr(exercise_.find('@') + 1));
     if (!bp_.empty()) plan.monitor = chosenPort(bp_);
   }
   chooseOximeter(plan, partners);

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "tools/tarsil/CommandFailure.hpp"
+#include "tools/tarsil/didYouMean.hpp"
 #include "tools/tarsil/run/protocolTexts.hpp"
 
 namespace tarsil::cli {
@@ -21,7 +22,7 @@ std::string textOf(const std::string& path) {
   const auto fail = [&](const std::string& reason) {
     throw CommandFailure(badInput, fmt::format("cannot read the protocol \"{}\": {}", path, reason));
   };
-  if (!file) fail(std::generic_category().message(errno));
+  if (!file) fail(std::generic_category().message(errno) + didYouMean(path, builtInProtocols()));
   try {
     text.assign(std::istreambuf_iterator<char>(file), {});
   } catch (const std::ios_base::failure&) {
@@ -37,6 +38,14 @@ std::vector<std::string> builtInProtocols() {
   std::vector<std::string> names;
   for (const ProtocolText& entry : protocolTexts()) names.emplace_back(entry.name);
   return names;
+}
+
+std::string_view builtInProtocolText(const std::string& name) {
+  for (const ProtocolText& entry : protocolTexts()) {
+    if (entry.name == name) return entry.text;
+  }
+  throw CommandFailure(badInput, fmt::format("no protocol is called \"{}\"; see `tarsil protocols`{}", name,
+                                             didYouMean(name, builtInProtocols())));
 }
 
 Protocol protocolNamed(const std::string& nameOrFile) try {
