@@ -233,7 +233,7 @@ std::string CableBehaviour::text() const {
 }
 
 CableBehaviour usualCable() {
-  return CableBehaviour::gentleLine();
+  return CableBehaviour::adapter();
 }
 
 }  // namespace tarsil::simulators

@@ -39,9 +39,8 @@ struct WayBehaviour {
 ///     wire                the bytes arrive one after the other as they travel (what no words mean)
 ///     adapter             a USB adapter of the usual kind: latency=16ms,packet=62
 ///     gentle              commands arrive at once, each byte of a reply waits until the host has read the
-///     one
-///                         before it, and a reply that its driver wants in one piece arrives so: what bare
-///                         drivers need, and no real line does
+///                         one before it, and a reply that its driver wants in one piece arrives so: what
+///                         some bare drivers need, and no real line does
 ///     latency=16ms        the adapter hands over what it has each time that this has passed (us, ms or s)
 ///     packet=62           ... and as soon as it has this many bytes; 62 when only a latency is given
 ///     delay=30ms          what is handed over comes up to this much later, in its order
@@ -81,7 +80,8 @@ struct CableBehaviour {
   bool operator==(const CableBehaviour&) const = default;
 };
 
-/// The cable of a simulated device when nobody says which.
+/// The cable of a simulated device when nobody says which: the adapter that stands before most machines. On a
+/// wire that nothing delays a host gets each byte by itself, and hides what it makes of pieces.
 CableBehaviour usualCable();
 
 }  // namespace tarsil::simulators

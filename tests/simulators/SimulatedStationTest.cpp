@@ -21,8 +21,10 @@ using namespace std::chrono_literals;
 using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
+using testing::Ge;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 TEST(SimulatedDevices, ThereIsOneForEveryModelWithALine) {
   std::vector<std::string> models;
@@ -32,8 +34,12 @@ TEST(SimulatedDevices, ThereIsOneForEveryModelWithALine) {
   EXPECT_THAT(simulatedModels(), testing::UnorderedElementsAreArray(models));
 }
 
-/// The real library, facade to terminal, against simulated devices in this process. Everything that lives as
-/// long as the process is made once.
+/// What some bare drivers need, and no real line does: both Lode treadmills' count the chunks that they get
+/// as if each were one byte, and the oximeter's takes each chunk for a whole frame.
+const CableBehaviour gentle = CableBehaviour::gentleLine();
+
+/// The real library, facade to terminal, against simulated devices in this process, behind USB adapters where
+/// a test does not ask for another line. Everything that lives as long as the process is made once.
 class SimulatedStationTest : public testing::Test {
  protected:
   static VirtualTime& time() { return simulatedTime(); }
@@ -41,9 +47,10 @@ class SimulatedStationTest : public testing::Test {
   SimulatedStationTest() { time(); }
 
   /// Binds and opens the model, and starts with its calls forgotten.
-  SimulatedDevice& openExercise(const std::string& kind, const std::string& model) {
+  SimulatedDevice& openExercise(const std::string& kind, const std::string& model,
+                                const CableBehaviour& cable = usualCable()) {
     simulated_.emplace();
-    SimulatedDevice& device = simulated_->add(model, "exercise");
+    SimulatedDevice& device = simulated_->add(model, "exercise", cable);
     station_.getDeviceByType(kind);
     listPorts();
     const auto driver = station_.getSelected(model, PortType::device);
@@ -86,7 +93,7 @@ class SimulatedStationTest : public testing::Test {
 };
 
 TEST_F(SimulatedStationTest, LodeTreadmillMovesItsBeltAndReportsTenths) {
-  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill");
+  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill", gentle);
   station_.startStressDevice();
   station_.setLoad(5.0F, 2.5F);
   time().advance(10s);
@@ -103,7 +110,7 @@ TEST_F(SimulatedStationTest, LodeTreadmillMovesItsBeltAndReportsTenths) {
 }
 
 TEST_F(SimulatedStationTest, LodeTreadmillAcceleratesByOneKilometreAnHourEachSecond) {
-  openExercise("Treadmill", "LodeTreadmill");
+  openExercise("Treadmill", "LodeTreadmill", gentle);
   station_.startStressDevice();
   station_.setLoad(6.0F, 0.0F);
   time().advance(3s);
@@ -114,7 +121,7 @@ TEST_F(SimulatedStationTest, LodeTreadmillAcceleratesByOneKilometreAnHourEachSec
 }
 
 TEST_F(SimulatedStationTest, LodeTreadmillRefusesWithTheTextsOfItsStatuses) {
-  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill");
+  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill", gentle);
   device.refuseCommands("02");
   station_.startStressDevice();
   EXPECT_THAT(callsWithin(1s),
@@ -124,13 +131,25 @@ TEST_F(SimulatedStationTest, LodeTreadmillRefusesWithTheTextsOfItsStatuses) {
   EXPECT_THAT(callsWithin(1s), ElementsAre(treadmillLoad(0.0F, 0.0F)));
 }
 
+TEST_F(SimulatedStationTest, LodeTreadmillIsNotHeardBehindAnAdapter) {
+  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill");
+  station_.startStressDevice();
+  station_.setLoad(5.0F, 2.5F);
+  time().advance(10s);
+  station_.requestLoad();
+  EXPECT_THAT(callsWithin(10s), IsEmpty());
+  EXPECT_EQ(device.status(), "belt running, 5.0 km/h, grade 2.5 %");
+}
+
 TEST_F(SimulatedStationTest, TrackMasterReportsKilometresAndStopsByRampingDown) {
   SimulatedDevice& device = openExercise("Treadmill", "TrackMaster");
   station_.startStressDevice();
   station_.setLoad(5.0F, 2.0F);
-  EXPECT_THAT(callsWithin(10s), ElementsAre(successfully(), successfully(), successfully()));
+  // The adapter hands over two of the three acknowledgements together, of which the bare driver hears one;
+  // the other stays in front of its next reply.
+  EXPECT_THAT(callsWithin(10s), ElementsAre(successfully(), successfully()));
   station_.requestLoad();
-  EXPECT_THAT(callsWithin(1s), ElementsAre(treadmillLoad(5.0F, 2.0F)));
+  EXPECT_THAT(callsWithin(1s), ElementsAre(successfully(), treadmillLoad(5.0F, 2.0F)));
 
   station_.stopStressDevice();
   EXPECT_THAT(callsWithin(30s), ElementsAre(successfully(), successfully(), successfully()));
@@ -151,7 +170,7 @@ TEST_F(SimulatedStationTest, TrackMasterAnswersThatItIsReady) {
 }
 
 TEST_F(SimulatedStationTest, LodeOEMReportsItsFirstAnswerForEver) {
-  SimulatedDevice& device = openExercise("Treadmill", "LodeOEMTreadmill");
+  SimulatedDevice& device = openExercise("Treadmill", "LodeOEMTreadmill", gentle);
   station_.startStressDevice();
   station_.setLoad(5.0F, 16.0F);
   time().advance(60s);
@@ -176,7 +195,7 @@ TEST_F(SimulatedStationTest, LodeOEMCannotReadATargetOfOneDigit) {
 }
 
 TEST_F(SimulatedStationTest, LodeOEMRefusesTheFirstRequest) {
-  SimulatedDevice& device = openExercise("Treadmill", "LodeOEMTreadmill");
+  SimulatedDevice& device = openExercise("Treadmill", "LodeOEMTreadmill", gentle);
   // The bare driver takes a standing belt's zeros for the end of the reply, and stops.
   station_.startStressDevice();
   station_.setLoad(5.0F, 16.0F);
@@ -233,12 +252,12 @@ TEST_F(SimulatedStationTest, ErgolineReportsTheFirstNumberOfItsLifeToTheManagers
   station_.setLoad(100.0F, 0.0F);
   time().advance(10s);
   station_.requestLoad();
+  // The rate comes first, and stays the number of all that follows. Each chunk becomes a call, so the adapter
+  // decides how many there are.
   const RecordedCalls calls = callsWithin(1s);
-  ASSERT_EQ(calls.size(), 3U);
-  // The rate comes first, and stays the number of all that follows.
-  EXPECT_THAT(calls[0], testing::AnyOf(ergometerRpm(58.0F), ergometerRpm(59.0F), ergometerRpm(60.0F),
-                                       ergometerRpm(61.0F), ergometerRpm(62.0F)));
-  EXPECT_EQ(calls[2], calls[0]);
+  ASSERT_THAT(calls, SizeIs(Ge(3)));
+  EXPECT_EQ(calls[0], ergometerRpm(58.0F));
+  EXPECT_THAT(calls, Each(testing::AnyOf(ergometerRpm(58.0F), ergometerPower(58.0F))));
 }
 
 TEST_F(SimulatedStationTest, ErgometricsObeysAndIsNotHeard) {
@@ -278,7 +297,7 @@ TEST_F(SimulatedStationTest, TangoInitialisesThenMeasures) {
 
 TEST_F(SimulatedStationTest, OximeterReportsEachChange) {
   simulated_.emplace();
-  simulated_->add("MEDXINGPort", "finger");
+  simulated_->add("MEDXINGPort", "finger", gentle);
   listPorts();
   station_.getSelected("MEDXINGPort", PortType::SpO2)->kiv_delegate = host_;
   station_.selectedPort("finger", PortType::SpO2);
@@ -300,7 +319,7 @@ TEST_F(SimulatedStationTest, PulledCableReachesTheHost) {
 }
 
 TEST_F(SimulatedStationTest, AnAdapterComesBackUnderAnotherNameAsTheSameAdapter) {
-  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill");
+  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill", gentle);
   station_.startStressDevice();
   station_.setLoad(5.0F, 0.0F);
   time().advance(10s);
@@ -341,7 +360,7 @@ TEST_F(SimulatedStationTest, AnOpenerOfTheOldPortHearsNothingOfTheNewOne) {
 }
 
 TEST_F(SimulatedStationTest, SilentDeviceSaysNothingAndRecovers) {
-  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill");
+  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill", gentle);
   device.beSilent(true);
   station_.requestLoad();
   EXPECT_THAT(callsWithin(1s), IsEmpty());
@@ -352,7 +371,7 @@ TEST_F(SimulatedStationTest, SilentDeviceSaysNothingAndRecovers) {
 
 TEST_F(SimulatedStationTest, DroppedByteSilencesALodeTreadmillForGood) {
   // The driver keeps what it could not read and tests it together with all that follows.
-  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill");
+  SimulatedDevice& device = openExercise("Treadmill", "LodeTreadmill", gentle);
   device.dropAByte();
   station_.requestLoad();
   time().advance(1s);
