@@ -1,5 +1,6 @@
 #include "tools/tarsil/commands.hpp"
 
+#include "tools/tarsil/check/CheckCommand.hpp"
 #include "tools/tarsil/devices/DevicesCommand.hpp"
 #include "tools/tarsil/ports/PortsCommand.hpp"
 #include "tools/tarsil/protocols/ProtocolsCommand.hpp"
@@ -16,6 +17,7 @@ std::vector<std::unique_ptr<Command>> commands() {
   std::vector<std::unique_ptr<Command>> all;
   all.push_back(std::make_unique<DevicesCommand>());
   all.push_back(std::make_unique<PortsCommand>());
+  all.push_back(std::make_unique<CheckCommand>());
   all.push_back(std::make_unique<ProtocolsCommand>());
   all.push_back(std::make_unique<SimulateCommand>());
   all.push_back(std::make_unique<RunCommand>());
