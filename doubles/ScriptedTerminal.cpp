@@ -16,11 +16,6 @@ namespace {
 // A port reads at most this many bytes at once, and the socket drops what one read leaves of a message.
 constexpr std::size_t longestMessage = 1024;
 
-int failed(int errorNumber) {
-  errno = errorNumber;
-  return -1;
-}
-
 }  // namespace
 
 ScriptedTerminal::ScriptedTerminal(const TerminalAttributes& initial) : attributes_(initial) {}
@@ -181,45 +176,46 @@ bool ScriptedTerminal::isStray(int descriptor) {
   return true;
 }
 
-int ScriptedTerminal::open(const std::string& path) {
+Result<int> ScriptedTerminal::open(const std::string& path) {
   const std::lock_guard lock(mutex_);
   openedPath_ = path;
-  if (const int error = begin(Call::open)) return failed(error);
-  if (vanished_) return failed(ENOENT);
-  if (portEnd_ != closed) return failed(EAGAIN);
+  if (const int error = begin(Call::open)) return Failure{error};
+  if (vanished_) return Failure{ENOENT};
+  if (portEnd_ != closed) return Failure{EAGAIN};
   std::array<int, 2> ends{};
-  if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) != 0) return -1;
+  if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) != 0) {
+    return Failure{errno};
+  }
   portEnd_ = ends[0];
   deviceEnd_ = ends[1];
   arrivals_.emplace(portEnd_);
   return portEnd_;
 }
 
-int ScriptedTerminal::clearStatusFlags(int descriptor) {
+Result<> ScriptedTerminal::clearStatusFlags(int descriptor) {
   const std::lock_guard lock(mutex_);
-  if (const int error = beginOn(descriptor, Call::clearStatusFlags)) return failed(error);
-  return 0;
+  if (const int error = beginOn(descriptor, Call::clearStatusFlags)) return Failure{error};
+  return {};
 }
 
-int ScriptedTerminal::getAttributes(int descriptor, TerminalAttributes& attributes) {
+Result<TerminalAttributes> ScriptedTerminal::getAttributes(int descriptor) {
   const std::lock_guard lock(mutex_);
-  if (const int error = beginOn(descriptor, Call::getAttributes)) return failed(error);
-  attributes = attributes_;
-  return 0;
+  if (const int error = beginOn(descriptor, Call::getAttributes)) return Failure{error};
+  return attributes_;
 }
 
-int ScriptedTerminal::setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) {
+Result<> ScriptedTerminal::setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) {
   const std::lock_guard lock(mutex_);
-  if (const int error = beginOn(descriptor, Call::setAttributes)) return failed(error);
+  if (const int error = beginOn(descriptor, Call::setAttributes)) return Failure{error};
   apply(when, false, attributes);
-  return 0;
+  return {};
 }
 
-int ScriptedTerminal::setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) {
+Result<> ScriptedTerminal::setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) {
   const std::lock_guard lock(mutex_);
-  if (const int error = beginOn(descriptor, Call::setSpecialSpeed)) return failed(error);
+  if (const int error = beginOn(descriptor, Call::setSpecialSpeed)) return Failure{error};
   apply(Apply::now, true, attributes);
-  return 0;
+  return {};
 }
 
 void ScriptedTerminal::apply(Apply when, bool special, const TerminalAttributes& attributes) {
@@ -227,38 +223,39 @@ void ScriptedTerminal::apply(Apply when, bool special, const TerminalAttributes&
   applied_.push_back({when, special, attributes});
 }
 
-int ScriptedTerminal::getModemLines(int descriptor, int& lines) {
+Result<int> ScriptedTerminal::getModemLines(int descriptor) {
   const std::lock_guard lock(mutex_);
-  if (const int error = beginOn(descriptor, Call::getModemLines)) return failed(error);
-  lines = inputLines_ | outputLines_;
-  return 0;
+  if (const int error = beginOn(descriptor, Call::getModemLines)) return Failure{error};
+  return inputLines_ | outputLines_;
 }
 
-int ScriptedTerminal::setModemLines(int descriptor, int lines) {
+Result<> ScriptedTerminal::setModemLines(int descriptor, int lines) {
   const std::lock_guard lock(mutex_);
-  if (const int error = beginOn(descriptor, Call::setModemLines)) return failed(error);
+  if (const int error = beginOn(descriptor, Call::setModemLines)) return Failure{error};
   outputLines_ = lines & (TIOCM_RTS | TIOCM_DTR);
-  return 0;
+  return {};
 }
 
 // Never waits, although a real terminal's would: whoever reads was told that there is something to read.
-ssize_t ScriptedTerminal::read(int descriptor, void* buffer, std::size_t size) {
+Result<std::size_t> ScriptedTerminal::read(int descriptor, void* buffer, std::size_t size) {
   const std::lock_guard lock(mutex_);
   const int cue = begin(Call::read);
-  if (isStray(descriptor)) return failed(EBADF);
-  if (vanished_) return 0;
-  if (cue != 0) return failed(cue);
+  if (isStray(descriptor)) return Failure{EBADF};
+  if (vanished_) return std::size_t{0};
+  if (cue != 0) return Failure{cue};
   const ssize_t count = ::recv(descriptor, buffer, size, 0);
+  const int error = errno;
   feedSocket();
-  return count;
+  if (count < 0) return Failure{error};
+  return static_cast<std::size_t>(count);
 }
 
-ssize_t ScriptedTerminal::write(int descriptor, const void* bytes, std::size_t size) {
+Result<std::size_t> ScriptedTerminal::write(int descriptor, const void* bytes, std::size_t size) {
   Bytes taken;
   std::function<void(const Bytes&)> device;
   {
     const std::lock_guard lock(mutex_);
-    if (const int error = beginOn(descriptor, Call::write)) return failed(error);
+    if (const int error = beginOn(descriptor, Call::write)) return Failure{error};
     if (!takeNextWrite_.empty()) {
       size = std::min(size, takeNextWrite_.front());
       takeNextWrite_.pop_front();
@@ -269,23 +266,26 @@ ssize_t ScriptedTerminal::write(int descriptor, const void* bytes, std::size_t s
     device = device_;
   }
   if (device && !taken.empty()) device(taken);
-  return static_cast<ssize_t>(taken.size());
+  return taken.size();
 }
 
-int ScriptedTerminal::duplicate(int descriptor) {
+Result<int> ScriptedTerminal::duplicate(int descriptor) {
   const std::lock_guard lock(mutex_);
-  if (const int error = beginOn(descriptor, Call::duplicate)) return failed(error);
-  return ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (const int error = beginOn(descriptor, Call::duplicate)) return Failure{error};
+  const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (copy < 0) return Failure{errno};
+  return copy;
 }
 
-int ScriptedTerminal::close(int descriptor) {
+Result<> ScriptedTerminal::close(int descriptor) {
   const std::lock_guard lock(mutex_);
   const int cue = begin(Call::close);
-  if (isStray(descriptor)) return failed(EBADF);
+  if (isStray(descriptor)) return Failure{EBADF};
   closeDeviceEnd();
   arrivals_.reset();
   ::close(std::exchange(portEnd_, closed));
-  return cue == 0 ? 0 : failed(cue);
+  if (cue != 0) return Failure{cue};
+  return {};
 }
 
 const char* name(ScriptedTerminal::Call call) {

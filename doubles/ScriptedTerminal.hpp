@@ -101,17 +101,17 @@ class ScriptedTerminal : public Terminal {
 
   // The port's side.
 
-  int open(const std::string& path) override;
-  int clearStatusFlags(int descriptor) override;
-  int getAttributes(int descriptor, TerminalAttributes& attributes) override;
-  int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) override;
-  int setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) override;
-  int getModemLines(int descriptor, int& lines) override;
-  int setModemLines(int descriptor, int lines) override;
-  ssize_t read(int descriptor, void* buffer, std::size_t size) override;
-  ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
-  int duplicate(int descriptor) override;
-  int close(int descriptor) override;
+  Result<int> open(const std::string& path) override;
+  Result<> clearStatusFlags(int descriptor) override;
+  Result<TerminalAttributes> getAttributes(int descriptor) override;
+  Result<> setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) override;
+  Result<> setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) override;
+  Result<int> getModemLines(int descriptor) override;
+  Result<> setModemLines(int descriptor, int lines) override;
+  Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) override;
+  Result<std::size_t> write(int descriptor, const void* bytes, std::size_t size) override;
+  Result<int> duplicate(int descriptor) override;
+  Result<> close(int descriptor) override;
 
  private:
   static constexpr int closed = -1;

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+
+#include "tarsil/support/Result.hpp"
 
 namespace tarsil {
 
@@ -35,8 +35,8 @@ struct TerminalAttributes {
   bool stickParity = false;
 };
 
-/// The system's serial terminals, as the few calls that a port makes. Each call answers as POSIX does: -1
-/// with the reason in errno. A device that vanished answers ENXIO on every system. Any thread.
+/// The system's serial terminals, as the few calls that a port makes. A device that vanished answers ENXIO on
+/// every system. Any thread.
 class Terminal {
  public:
   enum class Apply { now, afterOutputDrains };
@@ -45,32 +45,32 @@ class Terminal {
 
   /// Opens for reading and writing, not as controlling terminal, non-blocking, and locked for this opener
   /// alone: while the descriptor is open, a second opener fails. Returns the descriptor.
-  virtual int open(const std::string& path) = 0;
+  virtual Result<int> open(const std::string& path) = 0;
   /// Clears all file status flags, which makes the descriptor blocking.
-  virtual int clearStatusFlags(int descriptor) = 0;
+  virtual Result<> clearStatusFlags(int descriptor) = 0;
 
-  virtual int getAttributes(int descriptor, TerminalAttributes& attributes) = 0;
+  virtual Result<TerminalAttributes> getAttributes(int descriptor) = 0;
   /// Applies all that the system can do, then fails with EINVAL when the driver did not take a setting, and
   /// with ENOTSUP when the system has no such flow control. A speed that is neither one of the
   /// terminal layer's own nor in force already fails with EINVAL and applies nothing; but after output has
   /// drained attributes of old are put back, and their speed is taken whatever it is. Output that stands
   /// still is given up after a while, with the writes that wait for it.
-  virtual int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) = 0;
+  virtual Result<> setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) = 0;
   /// The driver's special request for a speed that the terminal layer rejects. It gets the whole settings,
   /// because some systems set speed and modes in one call only.
-  virtual int setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) = 0;
+  virtual Result<> setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) = 0;
 
   /// TIOCM_ bits of all modem lines. A terminal with no lines behind it has none set.
-  virtual int getModemLines(int descriptor, int& lines) = 0;
-  virtual int setModemLines(int descriptor, int lines) = 0;
+  virtual Result<int> getModemLines(int descriptor) = 0;
+  virtual Result<> setModemLines(int descriptor, int lines) = 0;
 
-  virtual ssize_t read(int descriptor, void* buffer, std::size_t size) = 0;
+  virtual Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) = 0;
   /// Waits until all bytes are taken. Fewer, or ESHUTDOWN when there were none, if output was given up.
-  virtual ssize_t write(int descriptor, const void* bytes, std::size_t size) = 0;
+  virtual Result<std::size_t> write(int descriptor, const void* bytes, std::size_t size) = 0;
   /// A further descriptor of the same opening, closed on exec.
-  virtual int duplicate(int descriptor) = 0;
+  virtual Result<int> duplicate(int descriptor) = 0;
   /// Ends the opening's lock too, whoever else still holds a duplicate.
-  virtual int close(int descriptor) = 0;
+  virtual Result<> close(int descriptor) = 0;
 };
 
 }  // namespace tarsil

@@ -14,31 +14,29 @@ class TerminalWrapper : public Terminal {
   /// `terminal` must not be null.
   explicit TerminalWrapper(std::shared_ptr<Terminal> terminal) : terminal_(std::move(terminal)) {}
 
-  int open(const std::string& path) override { return terminal_->open(path); }
-  int clearStatusFlags(int descriptor) override { return terminal_->clearStatusFlags(descriptor); }
-  int getAttributes(int descriptor, TerminalAttributes& attributes) override {
-    return terminal_->getAttributes(descriptor, attributes);
+  Result<int> open(const std::string& path) override { return terminal_->open(path); }
+  Result<> clearStatusFlags(int descriptor) override { return terminal_->clearStatusFlags(descriptor); }
+  Result<TerminalAttributes> getAttributes(int descriptor) override {
+    return terminal_->getAttributes(descriptor);
   }
-  int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) override {
+  Result<> setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) override {
     return terminal_->setAttributes(descriptor, when, attributes);
   }
-  int setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) override {
+  Result<> setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) override {
     return terminal_->setSpecialSpeed(descriptor, attributes);
   }
-  int getModemLines(int descriptor, int& lines) override {
-    return terminal_->getModemLines(descriptor, lines);
-  }
-  int setModemLines(int descriptor, int lines) override {
+  Result<int> getModemLines(int descriptor) override { return terminal_->getModemLines(descriptor); }
+  Result<> setModemLines(int descriptor, int lines) override {
     return terminal_->setModemLines(descriptor, lines);
   }
-  ssize_t read(int descriptor, void* buffer, std::size_t size) override {
+  Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) override {
     return terminal_->read(descriptor, buffer, size);
   }
-  ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
+  Result<std::size_t> write(int descriptor, const void* bytes, std::size_t size) override {
     return terminal_->write(descriptor, bytes, size);
   }
-  int duplicate(int descriptor) override { return terminal_->duplicate(descriptor); }
-  int close(int descriptor) override { return terminal_->close(descriptor); }
+  Result<int> duplicate(int descriptor) override { return terminal_->duplicate(descriptor); }
+  Result<> close(int descriptor) override { return terminal_->close(descriptor); }
 
  private:
   const std::shared_ptr<Terminal> terminal_;

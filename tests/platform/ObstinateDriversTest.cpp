@@ -107,7 +107,7 @@ class ObstinateDriversTest : public testing::Test {
   }
   /// 0, or the errno.
   int apply(const TerminalAttributes& attributes, Apply when = Apply::now) {
-    return terminal.setAttributes(3, when, attributes) == 0 ? 0 : errno;
+    return terminal.setAttributes(3, when, attributes).error();
   }
   void drop(tcflag_t modes) {
     driver->change = [modes](TerminalAttributes& settings) { settings.modes.c_cflag &= ~modes; };
@@ -129,8 +129,7 @@ TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAnotherSpeed) {
   EXPECT_EQ(apply(line(9600)), 0);
   EXPECT_EQ(apply(line(4000000)), EINVAL);
   EXPECT_EQ(apply(line(4800)), EINVAL);
-  EXPECT_EQ(terminal.setSpecialSpeed(3, line(250000)), -1);
-  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(terminal.setSpecialSpeed(3, line(250000)).error(), EINVAL);
 }
 
 TEST_F(ObstinateDriversTest, TakesAnAdaptersQuotientForTheSpeed) {
@@ -211,38 +210,28 @@ TEST_F(ObstinateDriversTest, ComplainsOfNothingWithoutALine) {
 }
 
 TEST_F(ObstinateDriversTest, TellsTheModemLinesAsTheyAre) {
-  int lines = 0;
-  EXPECT_EQ(terminal.getModemLines(3, lines), 0);
-  EXPECT_EQ(lines, TIOCM_CTS);
-  EXPECT_EQ(terminal.setModemLines(3, TIOCM_CTS | TIOCM_RTS), 0);
+  EXPECT_EQ(terminal.getModemLines(3), TIOCM_CTS);
+  EXPECT_TRUE(terminal.setModemLines(3, TIOCM_CTS | TIOCM_RTS));
   EXPECT_EQ(driver->lines, TIOCM_CTS | TIOCM_RTS);
 }
 
 TEST_F(ObstinateDriversTest, CallsEveryVanishedDeviceNotConfigured) {
   for (const int reason : {EIO, ENODEV, ENXIO}) {
     driver->failure = reason;
-    TerminalAttributes attributes;
-    int lines = 0;
-    EXPECT_EQ(terminal.getAttributes(3, attributes), -1);
-    EXPECT_EQ(errno, ENXIO);
+    EXPECT_EQ(terminal.getAttributes(3).error(), ENXIO);
     EXPECT_EQ(apply(line(9600)), ENXIO);
     EXPECT_EQ(apply(line(9600), Apply::afterOutputDrains), ENXIO);
     EXPECT_EQ(apply(line(12345)), ENXIO);
-    EXPECT_EQ(terminal.setSpecialSpeed(3, line(12345)), -1);
-    EXPECT_EQ(errno, ENXIO);
-    EXPECT_EQ(terminal.getModemLines(3, lines), -1);
-    EXPECT_EQ(errno, ENXIO);
-    EXPECT_EQ(terminal.setModemLines(3, 0), -1);
-    EXPECT_EQ(errno, ENXIO);
+    EXPECT_EQ(terminal.setSpecialSpeed(3, line(12345)).error(), ENXIO);
+    EXPECT_EQ(terminal.getModemLines(3).error(), ENXIO);
+    EXPECT_EQ(terminal.setModemLines(3, 0).error(), ENXIO);
   }
 }
 
 TEST_F(ObstinateDriversTest, PassesOtherReasonsOn) {
   driver->failure = EPERM;
   EXPECT_EQ(apply(line(9600)), EPERM);
-  int lines = 0;
-  EXPECT_EQ(terminal.getModemLines(3, lines), -1);
-  EXPECT_EQ(errno, EPERM);
+  EXPECT_EQ(terminal.getModemLines(3).error(), EPERM);
 }
 
 TEST_F(ObstinateDriversTest, AsksAgainAfterASignal) {
@@ -250,8 +239,7 @@ TEST_F(ObstinateDriversTest, AsksAgainAfterASignal) {
   driver->failures = 3;
   EXPECT_EQ(apply(line(9600)), 0);
   driver->failures = 1;
-  int lines = 0;
-  EXPECT_EQ(terminal.getModemLines(3, lines), 0);
+  EXPECT_TRUE(terminal.getModemLines(3));
 }
 
 TEST_F(ObstinateDriversTest, AppliesAtOnceWithoutWaitingForOutput) {

@@ -127,11 +127,11 @@ TEST_F(ORSSerialPortLineTest, ASecondOpenerFailsWithTheLocksError) {
 
 TEST_F(ORSSerialPortLineTest, DescriptorZeroIsNotOpen) {
   struct FirstDescriptor : ScriptedTerminal {
-    int open(const std::string&) override { return 0; }
-    int close(int descriptor) override {
+    Result<int> open(const std::string&) override { return 0; }
+    Result<> close(int descriptor) override {
       EXPECT_EQ(descriptor, 0);
       ++closed;
-      return 0;
+      return {};
     }
     int closed = 0;
   };
@@ -372,13 +372,10 @@ TEST_F(ORSSerialPortLineTest, DrivesOutputLinesWhenTheyChange) {
 
 TEST_F(ORSSerialPortLineTest, OpeningDrivesTheOutputLinesAndLeavesTheOtherBitsAsTheyAre) {
   struct LinesOfItsOwn : ScriptedTerminal {
-    int getModemLines(int, int& lines) override {
-      lines = TIOCM_RTS | TIOCM_RI | TIOCM_CTS;
-      return 0;
-    }
-    int setModemLines(int, int lines) override {
+    Result<int> getModemLines(int) override { return TIOCM_RTS | TIOCM_RI | TIOCM_CTS; }
+    Result<> setModemLines(int, int lines) override {
       written.push_back(lines);
-      return 0;
+      return {};
     }
     std::vector<int> written;
   };

@@ -131,10 +131,11 @@ TEST_F(ORSSerialPortPseudoTerminalTest, IsNotMisledByForeignSettingsAndPutsThemB
   foreign.c_cflag |= CMSPAR | PARODD;
   foreign.c_iflag |= IXOFF | IUCLC | INPCK;
   ASSERT_EQ(tcsetattr(terminal.descriptor(), TCSANOW, &foreign), 0);
-  TerminalAttributes before;
-  ASSERT_EQ(systemTerminal()->getAttributes(terminal.descriptor(), before), 0);
+  const auto found = systemTerminal()->getAttributes(terminal.descriptor());
+  ASSERT_TRUE(found);
+  TerminalAttributes before = *found;
   before.speed = 250000;
-  ASSERT_EQ(systemTerminal()->setSpecialSpeed(terminal.descriptor(), before), 0);
+  ASSERT_TRUE(systemTerminal()->setSpecialSpeed(terminal.descriptor(), before));
 
   port->setParity(ORSSerialPortParity::Odd);
   open();
@@ -143,11 +144,11 @@ TEST_F(ORSSerialPortPseudoTerminalTest, IsNotMisledByForeignSettingsAndPutsThemB
   port->close();
   ASSERT_TRUE(runUntilCalled(closed()));
   EXPECT_THAT(client.calls(), ElementsAre(closed()));
-  TerminalAttributes after;
-  ASSERT_EQ(systemTerminal()->getAttributes(terminal.descriptor(), after), 0);
-  EXPECT_EQ(after.speed, 250000U);
-  EXPECT_EQ(after.modes.c_iflag, foreign.c_iflag);
-  EXPECT_TRUE(after.stickParity);
+  const auto after = systemTerminal()->getAttributes(terminal.descriptor());
+  ASSERT_TRUE(after);
+  EXPECT_EQ(after->speed, 250000U);
+  EXPECT_EQ(after->modes.c_iflag, foreign.c_iflag);
+  EXPECT_TRUE(after->stickParity);
 }
 
 TEST_F(ORSSerialPortPseudoTerminalTest, TakesEverySettingQuietly) {

@@ -130,7 +130,7 @@ TEST_F(ORSSerialPortThreadsTest, AVanishedDeviceIsReportedThenRemovedThenClosedE
 
 TEST_F(ORSSerialPortThreadsTest, AVanishedDeviceIsReportedOnceHoweverLongClosingTakes) {
   struct SlowToRead : ScriptedTerminal {
-    ssize_t read(int descriptor, void* buffer, std::size_t size) override {
+    Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) override {
       reading.set_value();
       goOn.get_future().wait();
       return ScriptedTerminal::read(descriptor, buffer, size);

@@ -23,34 +23,34 @@ using Call = ScriptedTerminal::Call;
 class OpenLineTest : public ::testing::Test {
  protected:
   std::shared_ptr<OpenLine> opened() {
-    return std::make_shared<OpenLine>(terminal, terminal->open("/dev/tty"));
+    return std::make_shared<OpenLine>(terminal, *terminal->open("/dev/tty"));
   }
 
   const std::shared_ptr<ScriptedTerminal> terminal = std::make_shared<ScriptedTerminal>();
   std::shared_ptr<OpenLine> line = opened();
 };
 
-TEST_F(OpenLineTest, AnswersZeroOrTheErrorNumber) {
+TEST_F(OpenLineTest, AnswersWhetherItSucceeded) {
   terminal->failNext(Call::clearStatusFlags, EPERM);
-  EXPECT_EQ(line->clearStatusFlags(), EPERM);
-  EXPECT_EQ(line->clearStatusFlags(), 0);
+  EXPECT_EQ(line->clearStatusFlags().error(), EPERM);
+  EXPECT_TRUE(line->clearStatusFlags());
 }
 
-TEST_F(OpenLineTest, ReadAndWriteAnswerACountOrTheNegativeErrorNumber) {
-  EXPECT_EQ(line->write(hex("01 02 03")), 3);
+TEST_F(OpenLineTest, ReadAndWriteAnswerACountOrTheErrorNumber) {
+  EXPECT_EQ(line->write(hex("01 02 03")), 3U);
   terminal->takeNextWrite(0);
-  EXPECT_EQ(line->write(hex("01")), 0);
+  EXPECT_EQ(line->write(hex("01")), 0U);
   terminal->failNext(Call::write, EIO);
-  EXPECT_EQ(line->write(hex("01")), -EIO);
+  EXPECT_EQ(line->write(hex("01")).error(), EIO);
 
   Bytes buffer(8);
   terminal->deliver(hex("aa bb"));
-  EXPECT_EQ(line->read(buffer.data(), buffer.size()), 2);
-  EXPECT_EQ(line->read(buffer.data(), buffer.size()), -EAGAIN);
+  EXPECT_EQ(line->read(buffer.data(), buffer.size()), 2U);
+  EXPECT_EQ(line->read(buffer.data(), buffer.size()).error(), EAGAIN);
 }
 
 TEST_F(OpenLineTest, RestoresAndClosesWhenTheLastShareGoes) {
-  EXPECT_EQ(line->saveAttributes(), 0);
+  EXPECT_TRUE(line->saveAttributes());
   terminal->forgetCalls();
   line.reset();
   EXPECT_THAT(terminal->calls(),
@@ -58,22 +58,22 @@ TEST_F(OpenLineTest, RestoresAndClosesWhenTheLastShareGoes) {
 }
 
 TEST_F(OpenLineTest, RestoresAndClosesOnce) {
-  line->saveAttributes();
+  EXPECT_TRUE(line->saveAttributes());
   EXPECT_THAT(line->restoreAttributes(), IsEmpty());
-  EXPECT_EQ(line->close(), 0);
+  EXPECT_TRUE(line->close());
   terminal->forgetCalls();
   EXPECT_THAT(line->restoreAttributes(), IsEmpty());
-  EXPECT_EQ(line->close(), 0);
+  EXPECT_TRUE(line->close());
   line.reset();
   EXPECT_THAT(terminal->calls(), IsEmpty());
 }
 
 TEST_F(OpenLineTest, RestoresWhatWasSavedAfterFlowControlIsOff) {
-  line->saveAttributes();
+  EXPECT_TRUE(line->saveAttributes());
   TerminalAttributes changed;
   changed.speed = 4800;
   changed.rtsCtsFlowControl = changed.dtrDsrFlowControl = changed.dcdOutputFlowControl = true;
-  EXPECT_EQ(line->setAttributes(changed), 0);
+  EXPECT_TRUE(line->setAttributes(changed));
   line->restoreAttributes();
   const auto applied = terminal->applied();
   ASSERT_EQ(applied.size(), 3U);
@@ -86,14 +86,14 @@ TEST_F(OpenLineTest, RestoresWhatWasSavedAfterFlowControlIsOff) {
 
 // A setting that the client asks for while another thread closes the port.
 TEST_F(OpenLineTest, TakesNoSettingsAndNoBytesOnceRestored) {
-  line->saveAttributes();
+  EXPECT_TRUE(line->saveAttributes());
   line->restoreAttributes();
   terminal->forgetCalls();
   TerminalAttributes late;
   late.speed = 4800;
-  EXPECT_EQ(line->setAttributes(late), OpenLine::closedMeanwhile);
-  EXPECT_EQ(line->setSpecialSpeed(late), OpenLine::closedMeanwhile);
-  EXPECT_EQ(line->write(hex("01")), -OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->setAttributes(late).error(), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->setSpecialSpeed(late).error(), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->write(hex("01")).error(), OpenLine::closedMeanwhile);
   EXPECT_THAT(terminal->calls(), IsEmpty());
   EXPECT_EQ(terminal->attributes().speed, 0U);
 }
@@ -105,45 +105,43 @@ TEST_F(OpenLineTest, WaitsForOutputThoughThereIsNothingToPutBack) {
 }
 
 TEST_F(OpenLineTest, TellsWhatFailedWhileRestoring) {
-  line->saveAttributes();
+  EXPECT_TRUE(line->saveAttributes());
   terminal->failNext(Call::getAttributes, EINTR);
   terminal->failNext(Call::setAttributes, EINVAL);
   EXPECT_THAT(line->restoreAttributes(), ElementsAre(EINTR, EINVAL));
 }
 
 TEST_F(OpenLineTest, DoesNotRestoreADeviceThatVanished) {
-  line->saveAttributes();
+  EXPECT_TRUE(line->saveAttributes());
   terminal->vanish();
-  EXPECT_EQ(line->write(hex("01")), -ENXIO);
+  EXPECT_EQ(line->write(hex("01")).error(), ENXIO);
   terminal->forgetCalls();
   EXPECT_THAT(line->restoreAttributes(), IsEmpty());
   EXPECT_THAT(terminal->calls(), IsEmpty());
-  EXPECT_EQ(line->close(), 0);
+  EXPECT_TRUE(line->close());
 }
 
 TEST_F(OpenLineTest, CallsAfterAGoodEndSayThatItEnded) {
-  line->close();
+  EXPECT_TRUE(line->close());
   terminal->forgetCalls();
-  int lines = 0;
-  TerminalAttributes attributes;
-  EXPECT_EQ(line->write(hex("01")), -OpenLine::closedMeanwhile);
-  EXPECT_EQ(line->read(nullptr, 0), -OpenLine::closedMeanwhile);
-  EXPECT_EQ(line->getModemLines(lines), OpenLine::closedMeanwhile);
-  EXPECT_EQ(line->getAttributes(attributes), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->write(hex("01")).error(), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->read(nullptr, 0).error(), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->getModemLines().error(), OpenLine::closedMeanwhile);
+  EXPECT_EQ(line->getAttributes().error(), OpenLine::closedMeanwhile);
   EXPECT_THAT(terminal->calls(), IsEmpty());
 }
 
 TEST_F(OpenLineTest, CallsAfterABadEndSayThatTheDescriptorIsBad) {
   terminal->failNext(Call::close, EIO);
-  EXPECT_EQ(line->close(), EIO);
+  EXPECT_EQ(line->close().error(), EIO);
   terminal->forgetCalls();
-  EXPECT_EQ(line->write(hex("01")), -EBADF);
-  EXPECT_EQ(line->close(), 0);
+  EXPECT_EQ(line->write(hex("01")).error(), EBADF);
+  EXPECT_TRUE(line->close());
   EXPECT_THAT(terminal->calls(), IsEmpty());
 }
 
 TEST_F(OpenLineTest, WhoeverComesSecondToRestoreWaitsForTheFirst) {
-  line->saveAttributes();
+  EXPECT_TRUE(line->saveAttributes());
   const auto one = std::async(std::launch::async, [this] { return line->restoreAttributes(); });
   line->restoreAttributes();
   EXPECT_EQ(terminal->count(Call::setAttributes), 2U);
@@ -158,12 +156,12 @@ TEST_F(OpenLineTest, NoCallReachesAClosedDescriptor) {
     for (int writer = 0; writer < 3; ++writer) {
       writers.emplace_back([&] {
         while (!ended) {
-          if (line->write(hex("01")) == -OpenLine::closedMeanwhile) return;
+          if (line->write(hex("01")).error() == OpenLine::closedMeanwhile) return;
         }
       });
     }
     line->restoreAttributes();
-    EXPECT_EQ(line->close(), 0);
+    EXPECT_TRUE(line->close());
     ended = true;
     for (std::thread& writer : writers) writer.join();
     line = opened();

@@ -355,7 +355,7 @@ TEST_F(SimulatedStationTest, AnOpenerOfTheOldPortHearsNothingOfTheNewOne) {
   const auto old = VirtualDeviceRegistry::shared()->devices().at(0)->terminal;
   line.unplug();
   line.plugIn("exercise");
-  EXPECT_EQ(old->open("/dev/exercise"), -1);
+  EXPECT_FALSE(old->open("/dev/exercise"));
   EXPECT_NE(VirtualDeviceRegistry::shared()->devices().at(0)->terminal, old);
 }
 

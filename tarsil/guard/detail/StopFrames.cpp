@@ -20,47 +20,41 @@ class Sink final : public Terminal {
  public:
   std::vector<Bytes> takeWritten() { return std::exchange(written_, {}); }
 
-  int open(const std::string& /*path*/) override {
+  Result<int> open(const std::string& /*path*/) override {
     // The reading end of a pipe is what a silent line looks like.
     std::array<int, 2> ends{};
-    if (pipe(ends.data()) != 0) return -1;
+    if (pipe(ends.data()) != 0) return Failure{errno};
     for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
     writingEnd_ = ends[1];
     return ends[0];
   }
-  int clearStatusFlags(int /*descriptor*/) override { return 0; }
-  int getAttributes(int /*descriptor*/, TerminalAttributes& attributes) override {
-    attributes = attributes_;
-    return 0;
-  }
-  int setAttributes(int /*descriptor*/, Apply /*when*/, const TerminalAttributes& attributes) override {
+  Result<> clearStatusFlags(int /*descriptor*/) override { return {}; }
+  Result<TerminalAttributes> getAttributes(int /*descriptor*/) override { return attributes_; }
+  Result<> setAttributes(int /*descriptor*/, Apply /*when*/, const TerminalAttributes& attributes) override {
     attributes_ = attributes;
-    return 0;
+    return {};
   }
-  int setSpecialSpeed(int /*descriptor*/, const TerminalAttributes& attributes) override {
+  Result<> setSpecialSpeed(int /*descriptor*/, const TerminalAttributes& attributes) override {
     attributes_ = attributes;
-    return 0;
+    return {};
   }
-  int getModemLines(int /*descriptor*/, int& lines) override {
-    lines = 0;
-    return 0;
+  Result<int> getModemLines(int /*descriptor*/) override { return 0; }
+  Result<> setModemLines(int /*descriptor*/, int /*lines*/) override { return {}; }
+  Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) override {
+    const ssize_t count = ::read(descriptor, buffer, size);
+    if (count < 0) return Failure{errno};
+    return static_cast<std::size_t>(count);
   }
-  int setModemLines(int /*descriptor*/, int /*lines*/) override { return 0; }
-  ssize_t read(int descriptor, void* buffer, std::size_t size) override {
-    return ::read(descriptor, buffer, size);
-  }
-  ssize_t write(int /*descriptor*/, const void* bytes, std::size_t size) override {
+  Result<std::size_t> write(int /*descriptor*/, const void* bytes, std::size_t size) override {
     const auto* first = static_cast<const std::uint8_t*>(bytes);
     written_.emplace_back(first, first + size);
-    return static_cast<ssize_t>(size);
+    return size;
   }
-  int duplicate(int /*descriptor*/) override {
-    errno = ENOTTY;
-    return -1;
-  }
-  int close(int descriptor) override {
+  Result<int> duplicate(int /*descriptor*/) override { return Failure{ENOTTY}; }
+  Result<> close(int descriptor) override {
     ::close(writingEnd_);
-    return ::close(descriptor);
+    ::close(descriptor);
+    return {};
   }
 
  private:

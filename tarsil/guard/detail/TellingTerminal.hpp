@@ -19,9 +19,9 @@ class TellingTerminal final : public TerminalWrapper {
   TellingTerminal(std::shared_ptr<Terminal> terminal, Teller teller)
       : TerminalWrapper(std::move(terminal)), teller_(std::make_shared<const Teller>(std::move(teller))) {}
 
-  ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
-    const ssize_t count = TerminalWrapper::write(descriptor, bytes, size);
-    if (count > 0) tell(static_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(count));
+  Result<std::size_t> write(int descriptor, const void* bytes, std::size_t size) override {
+    const auto count = TerminalWrapper::write(descriptor, bytes, size);
+    if (*count > 0) tell(static_cast<const std::uint8_t*>(bytes), *count);
     return count;
   }
 

@@ -25,31 +25,29 @@ constexpr int patience = 300;
 // pseudo-terminal does not tell what it still holds. 0.3 s at 9600 bit/s.
 constexpr std::size_t piece = 256;
 
-int fail(int reason) {
-  errno = reason;
-  return -1;
+// A vanished device says EIO, or ENODEV, where other systems say ENXIO.
+Failure lastFailure() {
+  return Failure{errno == EIO || errno == ENODEV ? ENXIO : errno};
 }
 
-// Makes the call again when a signal interrupted it. A vanished device says EIO, or ENODEV, where other
-// systems say ENXIO.
+// Makes the call again when a signal interrupted it.
 template <class Call>
-auto answer(const Call& call) {
-  auto result = call();
-  while (result < 0 && errno == EINTR) result = call();
-  if (result < 0 && (errno == EIO || errno == ENODEV)) errno = ENXIO;
-  return result;
+auto answer(const Call& call) -> Result<decltype(call())> {
+  auto value = call();
+  while (value < 0 && errno == EINTR) value = call();
+  if (value >= 0) return value;
+  return lastFailure();
 }
 
-void closeKeepingReason(int descriptor) {
-  const int reason = errno;
-  ::close(descriptor);
-  errno = reason;
+Result<std::size_t> counted(const Result<ssize_t>& answer) {
+  if (!answer) return Failure{answer.error()};
+  return static_cast<std::size_t>(*answer);
 }
 
-int aboveStandardStreams(int descriptor) {
-  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
-  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  closeKeepingReason(descriptor);
+Result<int> aboveStandardStreams(const Result<int>& opened) {
+  if (!opened || *opened > STDERR_FILENO) return opened;
+  const auto moved = answer([&] { return fcntl(*opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); });
+  ::close(*opened);
   return moved;
 }
 
@@ -93,12 +91,15 @@ LinuxTerminal::LinuxTerminal() : LinuxTerminal(std::make_shared<KernelTerminalDr
 
 LinuxTerminal::LinuxTerminal(std::shared_ptr<TerminalDriver> driver) : driver_(std::move(driver)) {}
 
-int LinuxTerminal::open(const std::string& path) {
+Result<int> LinuxTerminal::open(const std::string& path) {
   constexpr int flags = O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC;
-  const int descriptor = aboveStandardStreams(answer([&] { return ::open(path.c_str(), flags); }));
-  if (descriptor < 0 || lock(descriptor) == 0) return descriptor;
-  closeKeepingReason(descriptor);
-  return -1;
+  const auto opened = aboveStandardStreams(answer([&] { return ::open(path.c_str(), flags); }));
+  if (!opened) return opened;
+  if (const auto locked = lock(*opened); !locked) {
+    ::close(*opened);
+    return Failure{locked.error()};
+  }
+  return opened;
 }
 
 std::shared_ptr<LinuxTerminal::Opening> LinuxTerminal::openingOf(int descriptor) {
@@ -115,14 +116,14 @@ void LinuxTerminal::beginOpening(int descriptor) {
 }
 
 // Other programs heed one lock or the other; the advisory one also keeps root out.
-int LinuxTerminal::lock(int descriptor) {
+Result<> LinuxTerminal::lock(int descriptor) {
   beginOpening(descriptor);
-  if (answer([=] { return flock(descriptor, LOCK_EX | LOCK_NB); }) < 0) return -1;
+  if (auto locked = answer([=] { return flock(descriptor, LOCK_EX | LOCK_NB); }); !locked) return locked;
   int isMarked = 0;
-  if (ioctl(descriptor, TIOCGEXCL, &isMarked) == 0 && isMarked != 0) return 0;
-  if (answer([=] { return ioctl(descriptor, TIOCEXCL); }) < 0) return -1;
+  if (ioctl(descriptor, TIOCGEXCL, &isMarked) == 0 && isMarked != 0) return {};
+  if (auto marked = answer([=] { return ioctl(descriptor, TIOCEXCL); }); !marked) return marked;
   openingOf(descriptor)->isMarked = true;
-  return 0;
+  return {};
 }
 
 // Both outlive this descriptor as long as anybody else holds a copy: a watcher process, or a child that was
@@ -133,39 +134,44 @@ void LinuxTerminal::unlock(int descriptor) {
     const std::lock_guard guard(mutex_);
     openings_.erase(descriptor);
   }
-  answer([=] { return flock(descriptor, LOCK_UN); });
+  // Closing the last copy unlocks it too.
+  static_cast<void>(answer([=] { return flock(descriptor, LOCK_UN); }));
 }
 
-int LinuxTerminal::clearStatusFlags(int descriptor) {
+Result<> LinuxTerminal::clearStatusFlags(int descriptor) {
   return answer([=] { return fcntl(descriptor, F_SETFL, 0); });
 }
 
-int LinuxTerminal::getAttributes(int descriptor, TerminalAttributes& attributes) {
-  return answer([&] { return driver_->getSettings(descriptor, attributes); });
+Result<TerminalAttributes> LinuxTerminal::getAttributes(int descriptor) {
+  TerminalAttributes attributes;
+  const auto got = answer([&] { return driver_->getSettings(descriptor, attributes); });
+  if (!got) return Failure{got.error()};
+  return attributes;
 }
 
-int LinuxTerminal::setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) {
+Result<> LinuxTerminal::setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) {
   if (when == Apply::now && !isStandardSpeed(attributes.speed)) {
-    TerminalAttributes present;
-    if (getAttributes(descriptor, present) < 0) return -1;
-    if (present.speed != attributes.speed) return fail(EINVAL);
+    const auto present = getAttributes(descriptor);
+    if (!present) return present;
+    if (present->speed != attributes.speed) return Failure{EINVAL};
   }
   return apply(descriptor, when, attributes);
 }
 
-int LinuxTerminal::setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) {
+Result<> LinuxTerminal::setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) {
   return apply(descriptor, Apply::now, attributes);
 }
 
-int LinuxTerminal::apply(int descriptor, Apply when, const TerminalAttributes& attributes) {
+Result<> LinuxTerminal::apply(int descriptor, Apply when, const TerminalAttributes& attributes) {
   constexpr std::uint64_t fastest = std::numeric_limits<std::uint32_t>::max();
-  if (std::max(attributes.speed, attributes.inputSpeed) > fastest) return fail(EINVAL);
-  if (set(descriptor, when, attributes) < 0 || verify(descriptor, attributes) < 0) return -1;
-  if (attributes.dtrDsrFlowControl || attributes.dcdOutputFlowControl) return fail(ENOTSUP);
-  return 0;
+  if (std::max(attributes.speed, attributes.inputSpeed) > fastest) return Failure{EINVAL};
+  if (auto applied = set(descriptor, when, attributes); !applied) return applied;
+  if (auto taken = verify(descriptor, attributes); !taken) return taken;
+  if (attributes.dtrDsrFlowControl || attributes.dcdOutputFlowControl) return Failure{ENOTSUP};
+  return {};
 }
 
-int LinuxTerminal::set(int descriptor, Apply when, const TerminalAttributes& attributes) {
+Result<> LinuxTerminal::set(int descriptor, Apply when, const TerminalAttributes& attributes) {
   const auto setNow = [&] { return driver_->setSettings(descriptor, attributes); };
   if (when == Apply::now) return answer(setNow);
   // The system waits for a write that is under way, however long that takes, so that none may be.
@@ -176,16 +182,17 @@ int LinuxTerminal::set(int descriptor, Apply when, const TerminalAttributes& att
 }
 
 // Drivers answer 0 and keep another speed, or other data bits.
-int LinuxTerminal::verify(int descriptor, const TerminalAttributes& asked) {
-  TerminalAttributes taken;
-  if (getAttributes(descriptor, taken) < 0) return -1;
-  if (isSameLine(taken, asked) && isSpeed(taken.speed, asked.speed) &&
-      isSpeed(inputSpeed(taken), inputSpeed(asked))) {
-    return 0;
+Result<> LinuxTerminal::verify(int descriptor, const TerminalAttributes& asked) {
+  const auto taken = getAttributes(descriptor);
+  if (!taken) return taken;
+  if (isSameLine(*taken, asked) && isSpeed(taken->speed, asked.speed) &&
+      isSpeed(inputSpeed(*taken), inputSpeed(asked))) {
+    return {};
   }
   int lines = 0;
-  if (answer([&] { return driver_->getModemLines(descriptor, lines); }) == 0) return fail(EINVAL);
-  return errno == ENOTTY ? 0 : -1;
+  const Result<> line = answer([&] { return driver_->getModemLines(descriptor, lines); });
+  if (line) return Failure{EINVAL};
+  return line.error() == ENOTTY ? Result<>() : line;
 }
 
 // True when all has left, and no write can begin. False when the output stands still: a device that holds the
@@ -197,7 +204,7 @@ bool LinuxTerminal::outputFlowsOut(int descriptor, Opening& opening, std::unique
   for (int unmoved = 0; unmoved < patience; ++unmoved) {
     const bool nobodyWrites = writing.owns_lock() || writing.try_lock();
     int count = 0;
-    if (answer([&] { return driver_->getUnsentCount(descriptor, count); }) < 0) count = 0;
+    if (!answer([&] { return driver_->getUnsentCount(descriptor, count); })) count = 0;
     if (nobodyWrites && count == 0) return true;
     if (count < least || opening.writtenPieces != seenPieces) {
       least = count;
@@ -216,52 +223,60 @@ void LinuxTerminal::giveOutputUp(int descriptor, Opening& opening, std::unique_l
     driver_->endWrites(descriptor);
     driver_->pause();
   }
-  answer([=, this] { return driver_->discardUnsent(descriptor); });
+  // What a driver keeps all the same, it drops when the line is closed.
+  static_cast<void>(answer([=, this] { return driver_->discardUnsent(descriptor); }));
 }
 
-int LinuxTerminal::getModemLines(int descriptor, int& lines) {
-  const int result = answer([&] { return driver_->getModemLines(descriptor, lines); });
-  if (result == 0 || errno != ENOTTY) return result;
-  lines = 0;
-  return 0;
+Result<int> LinuxTerminal::getModemLines(int descriptor) {
+  int lines = 0;
+  const auto got = answer([&] { return driver_->getModemLines(descriptor, lines); });
+  if (got) return lines;
+  if (got.error() == ENOTTY) return 0;
+  return Failure{got.error()};
 }
 
-int LinuxTerminal::setModemLines(int descriptor, int lines) {
-  const int result = answer([=, this] { return driver_->setModemLines(descriptor, lines); });
-  return result < 0 && errno == ENOTTY ? 0 : result;
+Result<> LinuxTerminal::setModemLines(int descriptor, int lines) {
+  const Result<> set = answer([=, this] { return driver_->setModemLines(descriptor, lines); });
+  return set.error() == ENOTTY ? Result<>() : set;
 }
 
-ssize_t LinuxTerminal::read(int descriptor, void* buffer, std::size_t size) {
-  return answer([=] { return ::read(descriptor, buffer, size); });
+Result<std::size_t> LinuxTerminal::read(int descriptor, void* buffer, std::size_t size) {
+  return counted(answer([=] { return ::read(descriptor, buffer, size); }));
 }
 
-ssize_t LinuxTerminal::write(int descriptor, const void* bytes, std::size_t size) {
+Result<std::size_t> LinuxTerminal::write(int descriptor, const void* bytes, std::size_t size) {
   const auto opening = openingOf(descriptor);
   const std::lock_guard writing(opening->writing);
   const auto* first = static_cast<const char*>(bytes);
+  const auto writeSome = [&](const char* from, std::size_t count) -> Result<ssize_t> {
+    if (!opening->isGivenUp) {
+      const auto written = answer([=] { return ::write(descriptor, from, count); });
+      if (written || !opening->isGivenUp) return written;
+    }
+    return Failure{ESHUTDOWN};
+  };
   std::size_t taken = 0;
-  ssize_t count = 0;
+  Result<ssize_t> count = 0;
   do {
-    const std::size_t next = std::min(piece, size - taken);
-    count = opening->isGivenUp ? -1 : answer([=] { return ::write(descriptor, first + taken, next); });
-    if (count <= 0) break;
-    taken += static_cast<std::size_t>(count);
+    count = writeSome(first + taken, std::min(piece, size - taken));
+    if (*count <= 0) break;
+    taken += static_cast<std::size_t>(*count);
     ++opening->writtenPieces;
   } while (taken < size);
-  if (taken > 0 || count == 0) return static_cast<ssize_t>(taken);
-  return opening->isGivenUp ? fail(ESHUTDOWN) : -1;
+  if (taken > 0) return taken;
+  return counted(count);
 }
 
-int LinuxTerminal::duplicate(int descriptor) {
+Result<int> LinuxTerminal::duplicate(int descriptor) {
   return answer([=] { return fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); });
 }
 
-int LinuxTerminal::close(int descriptor) {
+Result<> LinuxTerminal::close(int descriptor) {
   unlock(descriptor);
-  const int result = ::close(descriptor);
+  if (::close(descriptor) == 0) return {};
   // An interrupted close has closed all the same; made again, it could hit somebody else's descriptor.
-  if (result < 0 && errno == EINTR) return 0;
-  return answer([=] { return result; });
+  if (errno == EINTR) return {};
+  return lastFailure();
 }
 
 std::shared_ptr<Terminal> systemTerminal() {

@@ -19,20 +19,20 @@ class LinuxTerminal final : public Terminal {
 
   /// Never hands out a standard stream's number, so that nothing a program prints reaches a device. A
   /// terminal that another opener holds: EAGAIN or EBUSY.
-  int open(const std::string& path) override;
-  int clearStatusFlags(int descriptor) override;
-  int getAttributes(int descriptor, TerminalAttributes& attributes) override;
+  Result<int> open(const std::string& path) override;
+  Result<> clearStatusFlags(int descriptor) override;
+  Result<TerminalAttributes> getAttributes(int descriptor) override;
   /// Output that flows is waited for, as are the writes that make it; output that has stood still for 3 s is
   /// given up and discarded.
-  int setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) override;
-  int setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) override;
-  int getModemLines(int descriptor, int& lines) override;
-  int setModemLines(int descriptor, int lines) override;
-  ssize_t read(int descriptor, void* buffer, std::size_t size) override;
+  Result<> setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) override;
+  Result<> setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) override;
+  Result<int> getModemLines(int descriptor) override;
+  Result<> setModemLines(int descriptor, int lines) override;
+  Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) override;
   /// Writes of several threads go out one after the other, each in one piece.
-  ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
-  int duplicate(int descriptor) override;
-  int close(int descriptor) override;
+  Result<std::size_t> write(int descriptor, const void* bytes, std::size_t size) override;
+  Result<int> duplicate(int descriptor) override;
+  Result<> close(int descriptor) override;
 
  private:
   /// What is to be known of an opening beside its descriptor.
@@ -40,11 +40,11 @@ class LinuxTerminal final : public Terminal {
 
   void beginOpening(int descriptor);
   std::shared_ptr<Opening> openingOf(int descriptor);
-  int lock(int descriptor);
+  Result<> lock(int descriptor);
   void unlock(int descriptor);
-  int apply(int descriptor, Apply when, const TerminalAttributes& attributes);
-  int set(int descriptor, Apply when, const TerminalAttributes& attributes);
-  int verify(int descriptor, const TerminalAttributes& asked);
+  Result<> apply(int descriptor, Apply when, const TerminalAttributes& attributes);
+  Result<> set(int descriptor, Apply when, const TerminalAttributes& attributes);
+  Result<> verify(int descriptor, const TerminalAttributes& asked);
   bool outputFlowsOut(int descriptor, Opening& opening, std::unique_lock<std::mutex>& writing);
   void giveOutputUp(int descriptor, Opening& opening, std::unique_lock<std::mutex>& writing);
 

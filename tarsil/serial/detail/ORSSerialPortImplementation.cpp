@@ -96,9 +96,9 @@ void ORSSerialPort::Implementation::open() {
   const auto kept = port_.shared_from_this();
   const Line line = openTerminal();
   if (!line) return;
-  report(line->clearStatusFlags());
+  report(line->clearStatusFlags().error());
   beginLine(line);
-  report(line->saveAttributes());
+  report(line->saveAttributes().error());
   applySettings();
   updateModemLines();
   tell(Selector::serialPortWasOpened, Delivery::queued,
@@ -113,14 +113,14 @@ ORSSerialPort::Implementation::Line ORSSerialPort::Implementation::openTerminal(
     report(EILSEQ);
     return nullptr;
   }
-  const int descriptor = device_->terminal->open(path_);
-  if (descriptor > 0) return std::make_shared<OpenLine>(device_->terminal, descriptor);
-  if (descriptor < 0) {
-    report(errno);
+  const auto opened = device_->terminal->open(path_);
+  if (!opened) {
+    report(opened.error());
     return nullptr;
   }
+  if (*opened != 0) return std::make_shared<OpenLine>(device_->terminal, *opened);
   // Descriptor 0 stands for a closed port. It comes to a process that has closed its standard input.
-  device_->terminal->close(descriptor);
+  static_cast<void>(device_->terminal->close(*opened));
   report(EBADF);
   return nullptr;
 }
@@ -134,7 +134,8 @@ void ORSSerialPort::Implementation::startReading(const Line& line) {
   source->setCancelHandler([weak = port_.weak_from_this(), line] {
     if (const auto port = weak.lock()) return port->implementation_->reallyClosePort(line);
     line->restoreAttributes();
-    line->close();
+    // Its port is gone, and its delegate with it.
+    static_cast<void>(line->close());
   });
   bool closeAtOnce = false;
   {
@@ -193,15 +194,15 @@ void ORSSerialPort::Implementation::applySettings() {
     const std::lock_guard lock(mutex_);
     settings = settings_;
   }
-  TerminalAttributes current;
-  if (const int error = line->getAttributes(current)) return report(error);
-  const TerminalAttributes wanted = attributesFor(settings, current);
-  int error = line->setAttributes(wanted);
-  if (error != 0 && settings.allowsNonStandardBaudRates) error = line->setSpecialSpeed(wanted);
+  const auto current = line->getAttributes();
+  if (!current) return report(current.error());
+  const TerminalAttributes wanted = attributesFor(settings, *current);
+  auto applied = line->setAttributes(wanted);
+  if (!applied && settings.allowsNonStandardBaudRates) applied = line->setSpecialSpeed(wanted);
   // All else was applied. The system will not learn it while the port is open, so the next setting says
   // nothing new.
-  if (error == ENOTSUP && lacksFlowControl_.exchange(true)) return;
-  report(error);
+  if (applied.error() == ENOTSUP && lacksFlowControl_.exchange(true)) return;
+  report(applied.error());
 }
 
 // Modem lines
@@ -221,12 +222,12 @@ void ORSSerialPort::Implementation::setOutputLine(std::string_view key, bool Mod
 void ORSSerialPort::Implementation::updateModemLines() {
   const Line line = openLine();
   if (!line) return;
-  int bits = 0;
-  if (const int error = line->getModemLines(bits)) return report(error);
-  bits &= ~(TIOCM_RTS | TIOCM_DTR);
+  const auto present = line->getModemLines();
+  if (!present) return report(present.error());
+  int bits = *present & ~(TIOCM_RTS | TIOCM_DTR);
   if (modemLine(&ModemLines::RTS)) bits |= TIOCM_RTS;
   if (modemLine(&ModemLines::DTR)) bits |= TIOCM_DTR;
-  report(line->setModemLines(bits));
+  report(line->setModemLines(bits).error());
 }
 
 void ORSSerialPort::Implementation::pollModemLines(const Line& line,
@@ -237,18 +238,18 @@ void ORSSerialPort::Implementation::pollModemLines(const Line& line,
   // The timer of a line that is gone ends by a turn of its own, not within its own handler.
   if (openLine() != line) return DispatchQueue::global().async(cancelTimer);
 
-  int bits = 0;
-  if (const int error = line->getModemLines(bits)) {
-    if (error != ENXIO) return report(error);
-    report(error, Delivery::waited);
+  const auto bits = line->getModemLines();
+  if (!bits) {
+    if (bits.error() != ENXIO) return report(bits.error());
+    report(bits.error(), Delivery::waited);
     cleanupAfterSystemRemoval();
     // Closing cancels this timer too, but maybe only after its next beat, which would report the device
     // again.
     return cancelTimer();
   }
-  setInputLine("CTS", &ModemLines::CTS, (bits & TIOCM_CTS) != 0);
-  setInputLine("DSR", &ModemLines::DSR, (bits & TIOCM_DSR) != 0);
-  setInputLine("DCD", &ModemLines::DCD, (bits & TIOCM_CD) != 0);
+  setInputLine("CTS", &ModemLines::CTS, (*bits & TIOCM_CTS) != 0);
+  setInputLine("DSR", &ModemLines::DSR, (*bits & TIOCM_DSR) != 0);
+  setInputLine("DCD", &ModemLines::DCD, (*bits & TIOCM_CD) != 0);
 }
 
 void ORSSerialPort::Implementation::setInputLine(std::string_view key, bool ModemLines::*line, bool set) {
@@ -265,12 +266,12 @@ bool ORSSerialPort::Implementation::sendData(ByteView data) {
   if (!line) return false;
   const auto kept = port_.shared_from_this();
   while (!data.empty()) {
-    const ssize_t count = line->write(data);
-    if (count < 0) {
-      report(static_cast<int>(-count));
+    const auto count = line->write(data);
+    if (!count) {
+      report(count.error());
       return false;
     }
-    data = data.subspan(static_cast<std::size_t>(count));
+    data = data.subspan(*count);
   }
   return true;
 }
@@ -279,9 +280,9 @@ int ORSSerialPort::Implementation::duplicateDescriptor() {
   const Line line = openLine();
   if (!line) return -1;
   const auto kept = port_.shared_from_this();
-  const int descriptor = line->duplicate();
-  if (descriptor >= 0) return descriptor;
-  report(-descriptor);
+  const auto descriptor = line->duplicate();
+  if (descriptor) return *descriptor;
+  report(descriptor.error());
   return -1;
 }
 
@@ -289,11 +290,11 @@ void ORSSerialPort::Implementation::readAvailable(const Line& line) {
   std::array<std::uint8_t, longestChunk> buffer;
   for (int reads = 0; reads < mostReads && isReading(line); ++reads) {
     // A read that fails or finds nothing is no news: polling the modem lines tells when the device is gone.
-    const ssize_t count = line->read(buffer.data(), buffer.size());
-    if (count > 0) received(Bytes(buffer.begin(), buffer.begin() + count));
+    const auto count = line->read(buffer.data(), buffer.size());
+    if (*count > 0) received(Bytes(buffer.data(), buffer.data() + *count));
     // A device that sends fast has more by now, and to be told of it costs more than to look. Where nothing
     // is left, a read would wait.
-    if (count < static_cast<ssize_t>(longestChunk) || !line->hasInput()) return;
+    if (*count < longestChunk || !line->hasInput()) return;
   }
 }
 
@@ -330,7 +331,7 @@ void ORSSerialPort::Implementation::reallyClosePort(const Line& line) {
   setPinPollTimer(nullptr);
   for (const int error : line->restoreAttributes()) report(error);
   // The port then stays "open" with a dead line, and every call on it reports that.
-  if (const int error = line->close()) return report(error);
+  if (const auto closed = line->close(); !closed) return report(closed.error());
   const auto end = endLine();
   bool heard = false;
   tell(Selector::serialPortWasClosed, Delivery::waited,

@@ -11,76 +11,74 @@ OpenLine::OpenLine(std::shared_ptr<Terminal> terminal, int descriptor)
 
 OpenLine::~OpenLine() {
   restoreAttributes();
-  close();
+  // Nobody is left to hear of a failure.
+  static_cast<void>(close());
 }
 
 template <class Call>
-ssize_t OpenLine::use(Call call) {
+auto OpenLine::use(Call call) -> decltype(call()) {
   const std::shared_lock lock(inUse_);
-  if (const int end = ended_) return -end;
-  const ssize_t answer = call();
-  if (answer >= 0) return answer;
-  const int error = errno;
-  if (error == ENXIO) vanished_ = true;
-  return -error;
+  if (const int end = ended_) return Failure{end};
+  const auto result = call();
+  if (result.error() == ENXIO) vanished_ = true;
+  return result;
 }
 
-int OpenLine::clearStatusFlags() {
-  return static_cast<int>(-use([&] { return terminal_->clearStatusFlags(descriptor_); }));
+Result<> OpenLine::clearStatusFlags() {
+  return use([&] { return terminal_->clearStatusFlags(descriptor_); });
 }
 
-int OpenLine::saveAttributes() {
-  TerminalAttributes attributes;
-  const int error = getAttributes(attributes);
-  if (error == 0) saved_ = attributes;
-  return error;
+Result<> OpenLine::saveAttributes() {
+  const auto attributes = getAttributes();
+  if (attributes) saved_ = *attributes;
+  return attributes;
 }
 
-int OpenLine::getAttributes(TerminalAttributes& attributes) {
-  return static_cast<int>(-use([&] { return terminal_->getAttributes(descriptor_, attributes); }));
+Result<TerminalAttributes> OpenLine::getAttributes() {
+  return use([&] { return terminal_->getAttributes(descriptor_); });
 }
 
 // Whoever asked for settings when restoring had begun would leave them behind: once restored, the old ones
 // stay.
-template <class Call>
-int OpenLine::change(Call call) {
+Result<> OpenLine::change(const std::function<Result<>()>& call) {
   const std::lock_guard lock(changing_);
-  return isRestored() ? closedMeanwhile : static_cast<int>(-use(call));
+  if (isRestored()) return Failure{closedMeanwhile};
+  return use(call);
 }
 
-int OpenLine::setAttributes(const TerminalAttributes& attributes) {
+Result<> OpenLine::setAttributes(const TerminalAttributes& attributes) {
   return change([&] { return terminal_->setAttributes(descriptor_, Terminal::Apply::now, attributes); });
 }
 
-int OpenLine::setSpecialSpeed(const TerminalAttributes& attributes) {
+Result<> OpenLine::setSpecialSpeed(const TerminalAttributes& attributes) {
   return change([&] { return terminal_->setSpecialSpeed(descriptor_, attributes); });
 }
 
-int OpenLine::getModemLines(int& lines) {
-  return static_cast<int>(-use([&] { return terminal_->getModemLines(descriptor_, lines); }));
+Result<int> OpenLine::getModemLines() {
+  return use([&] { return terminal_->getModemLines(descriptor_); });
 }
 
-int OpenLine::setModemLines(int lines) {
-  return static_cast<int>(-use([&] { return terminal_->setModemLines(descriptor_, lines); }));
+Result<> OpenLine::setModemLines(int lines) {
+  return use([&] { return terminal_->setModemLines(descriptor_, lines); });
 }
 
-ssize_t OpenLine::read(void* buffer, std::size_t size) {
+Result<std::size_t> OpenLine::read(void* buffer, std::size_t size) {
   return use([&] { return terminal_->read(descriptor_, buffer, size); });
 }
 
 bool OpenLine::hasInput() {
   pollfd input{descriptor_, POLLIN, 0};
-  return use([&] { return ::poll(&input, 1, 0); }) > 0;
+  return *use([&] { return Result(::poll(&input, 1, 0)); }) > 0;
 }
 
-ssize_t OpenLine::write(ByteView bytes) {
+Result<std::size_t> OpenLine::write(ByteView bytes) {
   // It would go out at another speed.
-  if (isRestored()) return -closedMeanwhile;
+  if (isRestored()) return Failure{closedMeanwhile};
   return use([&] { return terminal_->write(descriptor_, bytes.data(), bytes.size()); });
 }
 
-int OpenLine::duplicate() {
-  return static_cast<int>(use([&] { return terminal_->duplicate(descriptor_); }));
+Result<int> OpenLine::duplicate() {
+  return use([&] { return terminal_->duplicate(descriptor_); });
 }
 
 std::vector<int> OpenLine::restoreAttributes() {
@@ -89,9 +87,9 @@ std::vector<int> OpenLine::restoreAttributes() {
     beginRestoring();
     // A device that is gone has no attributes.
     if (vanished_) return;
-    if (const int error = switchFlowControlOff()) failures.push_back(error);
+    if (const auto off = switchFlowControlOff(); !off) failures.push_back(off.error());
     if (vanished_) return;
-    if (const int error = putSavedAttributesBack()) failures.push_back(error);
+    if (const auto back = putSavedAttributesBack(); !back) failures.push_back(back.error());
   });
   return failures;
 }
@@ -101,32 +99,32 @@ void OpenLine::beginRestoring() {
   restoring_ = true;
 }
 
-int OpenLine::switchFlowControlOff() {
-  TerminalAttributes attributes;
-  if (const int error = getAttributes(attributes)) return error;
+Result<> OpenLine::switchFlowControlOff() {
+  const auto present = getAttributes();
+  if (!present) return present;
+  TerminalAttributes attributes = *present;
   attributes.rtsCtsFlowControl = false;
   attributes.dtrDsrFlowControl = false;
   attributes.dcdOutputFlowControl = false;
   // Without attributes to put back, there is no later call that waits for the output.
   const auto when = saved_ ? Terminal::Apply::now : Terminal::Apply::afterOutputDrains;
-  return static_cast<int>(-use([&] { return terminal_->setAttributes(descriptor_, when, attributes); }));
+  return use([&] { return terminal_->setAttributes(descriptor_, when, attributes); });
 }
 
-int OpenLine::putSavedAttributesBack() {
-  if (!saved_) return 0;
-  return static_cast<int>(-use(
-      [&] { return terminal_->setAttributes(descriptor_, Terminal::Apply::afterOutputDrains, *saved_); }));
+Result<> OpenLine::putSavedAttributesBack() {
+  if (!saved_) return {};
+  return use(
+      [&] { return terminal_->setAttributes(descriptor_, Terminal::Apply::afterOutputDrains, *saved_); });
 }
 
-int OpenLine::close() {
+Result<> OpenLine::close() {
   // New calls are turned away from here on, so that there is an end to those that are on their way.
   int usable = 0;
-  if (!ended_.compare_exchange_strong(usable, closedMeanwhile)) return 0;
+  if (!ended_.compare_exchange_strong(usable, closedMeanwhile)) return {};
   const std::unique_lock lock(inUse_);
-  if (terminal_->close(descriptor_) >= 0) return 0;
-  const int error = errno;
-  ended_ = EBADF;
-  return error;
+  const auto closed = terminal_->close(descriptor_);
+  if (!closed) ended_ = EBADF;
+  return closed;
 }
 
 }  // namespace tarsil::detail

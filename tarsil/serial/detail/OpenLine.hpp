@@ -1,10 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -20,13 +19,11 @@ namespace tarsil::detail {
 /// it, so that the terminal gets its attributes back and is closed exactly once, whoever goes last.
 ///
 /// Any thread. The descriptor is closed only while no other call is on its way: a number that the system gave
-/// to another file meanwhile never gets this line's bytes. Calls answer 0 or the error number; `read` and
-/// `write` answer a count or the negative error number.
+/// to another file meanwhile never gets this line's bytes.
 class OpenLine {
  public:
-  /// What calls answer once the line is being restored or closed, or was, as a terminal does for output that
-  /// it gave up. Whoever lost the race against closing has
-  /// nothing to report.
+  /// The failure of calls once the line is being restored or closed, or was, as a terminal's for output that
+  /// it gave up. Whoever lost the race against closing has nothing to report.
   static constexpr int closedMeanwhile = ESHUTDOWN;
 
   OpenLine(std::shared_ptr<Terminal> terminal, int descriptor);
@@ -37,39 +34,38 @@ class OpenLine {
 
   int descriptor() const { return descriptor_; }
 
-  int clearStatusFlags();
+  Result<> clearStatusFlags();
   /// Keeps the attributes of this moment, to be restored at the end.
-  int saveAttributes();
-  int getAttributes(TerminalAttributes& attributes);
-  int setAttributes(const TerminalAttributes& attributes);
-  int setSpecialSpeed(const TerminalAttributes& attributes);
-  int getModemLines(int& lines);
-  int setModemLines(int lines);
-  ssize_t read(void* buffer, std::size_t size);
+  Result<> saveAttributes();
+  Result<TerminalAttributes> getAttributes();
+  Result<> setAttributes(const TerminalAttributes& attributes);
+  Result<> setSpecialSpeed(const TerminalAttributes& attributes);
+  Result<int> getModemLines();
+  Result<> setModemLines(int lines);
+  Result<std::size_t> read(void* buffer, std::size_t size);
   /// Whether there is something to read, so that `read` does not wait.
   bool hasInput();
-  ssize_t write(ByteView bytes);
-  /// A further descriptor of this opening, or the negative error number.
-  int duplicate();
+  Result<std::size_t> write(ByteView bytes);
+  /// A further descriptor of this opening.
+  Result<int> duplicate();
 
   /// Switches flow control off, so that waiting output goes out, waits for it, and puts the saved attributes
-  /// back. From its beginning on no settings are taken and nothing is written. Answers what failed. The first
-  /// call does it; another one waits for it and answers nothing.
+  /// back. From its beginning on no settings are taken and nothing is written. Answers what failed, as errno
+  /// values. The first call does it; another one waits for it and answers nothing.
   std::vector<int> restoreAttributes();
   /// Closes the descriptor when no call uses it any more. It is gone even when that fails. The first call
   /// does it.
-  int close();
+  Result<> close();
 
  private:
   template <class Call>
-  ssize_t use(Call call);
-  template <class Call>
-  int change(Call call);
+  auto use(Call call) -> decltype(call());
+  Result<> change(const std::function<Result<>()>& call);
   void beginRestoring();
   /// True from the beginning of restoring to the descriptor's end, which answers for itself.
   bool isRestored() const { return restoring_ && ended_ == 0; }
-  int switchFlowControlOff();
-  int putSavedAttributesBack();
+  Result<> switchFlowControlOff();
+  Result<> putSavedAttributesBack();
 
   const std::shared_ptr<Terminal> terminal_;
   const int descriptor_;
@@ -82,7 +78,7 @@ class OpenLine {
   std::atomic<bool> vanished_ = false;
   /// Shared by the calls that use the descriptor.
   std::shared_mutex inUse_;
-  /// What calls answer once the end has begun, 0 before.
+  /// The failure of calls once the end has begun, 0 before.
   std::atomic<int> ended_ = 0;
 };
 
