@@ -2,16 +2,12 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <optional>
 #include <utility>
 #include <vector>
 
-#include "simulators/physics/Patient.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
-#include "tarsil/support/numberText.hpp"
 
 namespace tarsil::simulators {
 namespace {
@@ -24,18 +20,16 @@ std::vector<Way> waysNamed(const std::string& word) {
   return {};
 }
 
-std::optional<SimulatedDevice::Button> buttonNamed(const std::string& word) {
-  using Button = SimulatedDevice::Button;
-  if (word == "start") return Button::start;
-  if (word == "stop") return Button::stop;
-  if (word == "emergency") return Button::emergency;
-  return std::nullopt;
+std::string text(const CableWay::Count& count) {
+  return std::to_string(count.put) + " bytes, " + std::to_string(count.lost) + " lost, " +
+         std::to_string(count.repeated) + " doubled, " + std::to_string(count.changed) + " changed, " +
+         std::to_string(count.added) + " added";
 }
 
 }  // namespace
 
-Orders::Orders(int descriptor, SimulatedDevice& device, Patient& patient, PseudoTerminalLine& line)
-    : descriptor_(descriptor), device_(device), patient_(patient), line_(line) {
+Orders::Orders(int descriptor, PseudoTerminalEnd& hostEnd, Obey others)
+    : descriptor_(descriptor), hostEnd_(hostEnd), others_(std::move(others)) {
   source_ = DispatchSource::read(descriptor_, DispatchQueue::main());
   source_->setEventHandler([this] { read(); });
   source_->resume();
@@ -63,64 +57,31 @@ void Orders::read() {
 
 void Orders::obeyLine(const std::string& line) {
   const std::size_t blank = line.find(' ');
+  const std::string order = line.substr(0, blank);
   const std::string argument = blank == std::string::npos ? std::string() : line.substr(blank + 1);
-  if (!obey(line.substr(0, blank), argument)) std::fprintf(stderr, "not an order: %s\n", line.c_str());
+  if (obey(order, argument) || (others_ && others_(order, argument))) return;
+  std::fprintf(stderr, "not an order: %s\n", line.c_str());
 }
 
 bool Orders::obey(const std::string& order, const std::string& argument) {
-  return obeyOnCable(order, argument) || obeyOnDevice(order, argument);
-}
-
-bool Orders::obeyOnCable(const std::string& order, const std::string& argument) {
+  Cable& cable = hostEnd_.cable();
   if (order == "disconnect" && argument.empty()) {
-    line_.unplug();
+    hostEnd_.unplug();
   } else if (order == "connect" && argument.empty()) {
-    line_.plugIn();
-    std::puts(line_.path().c_str());
+    hostEnd_.plugIn();
+    std::puts(hostEnd_.path().c_str());
     std::fflush(stdout);
   } else if (order == "mute" || order == "unmute") {
     const auto ways = waysNamed(argument);
-    for (const Way way : ways) line_.cable()[way].mute(order == "mute");
+    for (const Way way : ways) cable[way].mute(order == "mute");
     return !ways.empty();
   } else if (const auto fault = byteFaultNamed(order)) {
     const auto ways = waysNamed(argument);
-    for (const Way way : ways) line_.cable()[way].cue(*fault);
+    for (const Way way : ways) cable[way].cue(*fault);
     return !ways.empty();
-  } else {
-    return false;
-  }
-  return true;
-}
-
-bool Orders::obeyOnDevice(const std::string& order, const std::string& argument) {
-  const bool isSwitch = argument == "on" || argument == "off";
-  if (order == "silence" && isSwitch) {
-    device_.beSilent(argument == "on");
-  } else if (order == "noise" && isSwitch) {
-    device_.beNoisy(argument == "on");
-  } else if (order == "drop" && argument.empty()) {
-    device_.dropAByte();
-  } else if (order == "refuse") {
-    const auto codes = device_.refusalCodes();
-    if (std::find(codes.begin(), codes.end(), argument) == codes.end()) return false;
-    device_.refuseCommands(argument);
-  } else if (order == "accept" && argument.empty()) {
-    device_.refuseCommands(std::nullopt);
-  } else if (order == "effort") {
-    const auto mets = readDouble(argument);
-    if (!mets || *mets < 1.0) return false;
-    patient_.setEffort(*mets);
-  } else if (order == "press" || order == "release") {
-    const auto button = buttonNamed(argument);
-    return button && (order == "press" ? device_.press(*button) : device_.release(*button));
-  } else if (order == "unheard" && (argument == "stop" || argument == "go")) {
-    return device_.stopWhenUnheard(argument == "stop");
-  } else if (order == "history" && argument.empty()) {
-    for (const TruthAt& entry : device_.history()) std::puts(text(entry).c_str());
-    std::puts("");
-    std::fflush(stdout);
-  } else if (order == "status" && argument.empty()) {
-    std::puts(device_.status().c_str());
+  } else if (order == "count" && argument.empty()) {
+    std::puts(("replies: " + text(cable.replies().count()) + "; commands: " + text(cable.commands().count()))
+                  .c_str());
     std::fflush(stdout);
   } else if (order == "quit" && argument.empty()) {
     RunLoop::main().stop();

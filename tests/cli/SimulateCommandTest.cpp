@@ -1,13 +1,10 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <unistd.h>
 
 #include <csignal>
 
-#include "tarsil/support/bytes.hpp"
 #include "tests/cli/SimulatedProcess.hpp"
+#include "tests/cli/TrackMasterHost.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -17,6 +14,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::StartsWith;
+using namespace track_master;
 
 TEST(SimulateCommandTest, ListsModelsAndFaults) {
   const auto ended = run({"simulate", "--list"});
@@ -46,55 +44,11 @@ TEST(SimulateCommandTest, ObeysOrdersAndEndsWithThem) {
   EXPECT_EQ(ended.errors, "not an order: fly\n");
 }
 
-/// A program that has the device's terminal open and waits for what it says.
-class Listener {
- public:
-  explicit Listener(const std::string& path) : descriptor_(open(path.c_str(), O_RDWR | O_NOCTTY)) {}
-  ~Listener() { close(descriptor_); }
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
-
-  void ask(const Bytes& command) const {
-    EXPECT_EQ(write(descriptor_, command.data(), command.size()), static_cast<ssize_t>(command.size()));
-  }
-  void waitForAnswer() const {
-    pollfd readable{.fd = descriptor_, .events = POLLIN, .revents = 0};
-    EXPECT_EQ(poll(&readable, 1, 10'000), 1) << "nothing comes";
-  }
-  /// What one call of `read` gives; empty when the other side hung up.
-  Bytes read() const {
-    waitForAnswer();
-    Bytes bytes(4096);
-    const ssize_t count = ::read(descriptor_, bytes.data(), bytes.size());
-    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-    return bytes;
-  }
-  /// As many bytes, in however many pieces.
-  Bytes read(std::size_t count) const {
-    Bytes all;
-    while (all.size() < count) {
-      const Bytes more = read();
-      if (more.empty()) break;
-      all.insert(all.end(), more.begin(), more.end());
-    }
-    return all;
-  }
-
- private:
-  const int descriptor_;
-};
-
-const Bytes startBelt{0xA1};
-const Bytes requestSpeed{0xC1};
-constexpr std::uint8_t started = 0xB1;
-constexpr std::uint8_t disabled = 0xBF;
-const Bytes standing{0xD1, '0', '0', '0', '0'};
-
 class SimulatedCableTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(SimulatedCableTest, CarriesAnswers) {
   SimulatedProcess device("TrackMaster", {"--cable", GetParam()});
-  const Listener host(device.path());
+  const TrackMasterHost host(device.path());
   host.ask(startBelt);
   EXPECT_THAT(host.read(1), ElementsAre(started));
   host.ask(requestSpeed);
@@ -107,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(All, SimulatedCableTest,
 
 TEST(SimulateCommandTest, ObeysOrdersToTheCable) {
   SimulatedProcess device("TrackMaster", {"--cable", "wire"});
-  const Listener host(device.path());
+  const TrackMasterHost host(device.path());
   device.order("lose replies");
   host.ask(requestSpeed);
   EXPECT_THAT(host.read(4), ElementsAre(0xD1, '0', '0', '0'));
@@ -123,7 +77,7 @@ TEST(SimulateCommandTest, ObeysOrdersToTheCable) {
 
 TEST(SimulateCommandTest, WhatWasStoppedAtTheMachineStandsUntilItIsStartedThere) {
   SimulatedProcess device("TrackMaster");
-  const Listener host(device.path());
+  const TrackMasterHost host(device.path());
   host.ask(startBelt);
   EXPECT_THAT(host.read(1), ElementsAre(started));
   device.order("press stop");
@@ -150,21 +104,21 @@ TEST(SimulateCommandTest, WhatWasStoppedAtTheMachineStandsUntilItIsStartedThere)
 TEST(SimulateCommandTest, AListenerHearsNothingOfTheTimeBeforeItOpened) {
   SimulatedProcess device("TrackMaster", {"--cable", "wire"});
   {
-    const Listener host(device.path());
+    const TrackMasterHost host(device.path());
     host.ask(startBelt);
     host.waitForAnswer();
   }
   // Its loop has gone round, and seen the port closed, between the two.
   device.status();
   device.status();
-  const Listener next(device.path());
+  const TrackMasterHost next(device.path());
   next.ask(requestSpeed);
   EXPECT_EQ(next.read(standing.size()), standing);
 }
 
 TEST(SimulateCommandTest, ComesBackAtAnotherTerminalWithTheBeltAsItWasLeft) {
   SimulatedProcess device("TrackMaster");
-  const Listener host(device.path());
+  const TrackMasterHost host(device.path());
   host.ask(startBelt);
   EXPECT_THAT(host.read(1), ElementsAre(started));
   device.order("disconnect");
@@ -173,7 +127,7 @@ TEST(SimulateCommandTest, ComesBackAtAnotherTerminalWithTheBeltAsItWasLeft) {
   device.order("connect");
   const std::string path = device.program().readLine();
   EXPECT_THAT(path, StartsWith("/dev/pts/"));
-  const Listener next(path);
+  const TrackMasterHost next(path);
   next.ask(requestSpeed);
   EXPECT_EQ(next.read(standing.size()), standing);
 }

@@ -1,5 +1,6 @@
 #include "tools/tarsil/commands.hpp"
 
+#include "tools/tarsil/cable/CableCommand.hpp"
 #include "tools/tarsil/check/CheckCommand.hpp"
 #include "tools/tarsil/devices/DevicesCommand.hpp"
 #include "tools/tarsil/ports/PortsCommand.hpp"
@@ -20,6 +21,7 @@ std::vector<std::unique_ptr<Command>> commands() {
   all.push_back(std::make_unique<CheckCommand>());
   all.push_back(std::make_unique<ProtocolsCommand>());
   all.push_back(std::make_unique<SimulateCommand>());
+  all.push_back(std::make_unique<CableCommand>());
   all.push_back(std::make_unique<RunCommand>());
   all.push_back(std::make_unique<StopCommand>());
   all.push_back(std::make_unique<ReportCommand>());

@@ -8,23 +8,24 @@
 #include <chrono>
 #include <iostream>
 #include <optional>
-#include <stdexcept>
 
 #include "simulators/devices/simulatedDevices.hpp"
-#include "simulators/lines/CableBehaviour.hpp"
 #include "simulators/lines/Orders.hpp"
 #include "simulators/lines/PseudoTerminalLine.hpp"
+#include "simulators/lines/deviceOrders.hpp"
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/Timer.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
+#include "tools/tarsil/cableOption.hpp"
 #include "tools/tarsil/numberBetween.hpp"
 
 namespace tarsil::cli {
 namespace {
 
 using namespace std::chrono_literals;
+using simulators::obeyDeviceOrder;
 using simulators::Patient;
 using simulators::SimulatedDevice;
 
@@ -51,11 +52,7 @@ void SimulateCommand::declare(CLI::App& command) {
   command
       .add_option("--physics-effort", effort_, "Effort of the patient on a monitor, in metabolic equivalents")
       ->check(numberBetween(1, 25));
-  command.add_option(
-      "--cable", cable_,
-      "What the cable does to the bytes, such as adapter,lose=1/200: words of wire, adapter, "
-      "gentle, latency=, packet=, delay=, split=, join=, lose=, double=, change=, add=, mute=, "
-      "seed=");
+  addCableOption(command, cable_);
   command.add_flag("--orders", orders_, "Obey orders on standard input, and end with it");
 }
 
@@ -72,23 +69,18 @@ ExitCode SimulateCommand::run() {
   applyFaults(*device);
 
   const Interruption interruption([] { RunLoop::main().stop(); });
-  simulators::PseudoTerminalLine line(*device, behaviour());
+  simulators::PseudoTerminalLine line(*device, cableBehaviour(cable_));
   std::optional<simulators::Orders> orders;
-  if (orders_) orders.emplace(STDIN_FILENO, *device, patient, line);
+  if (orders_) {
+    orders.emplace(STDIN_FILENO, line.hostEnd(), [&](const std::string& order, const std::string& argument) {
+      return obeyDeviceOrder(*device, patient, order, argument);
+    });
+  }
   const auto body = Timer::scheduled(100ms, true, [&](Timer&) { patient.advance(100ms); });
-  std::cout << line.path() << std::endl;
+  std::cout << line.hostEnd().path() << std::endl;
   RunLoop::main().run();
   body->invalidate();
   return succeeded;
-}
-
-simulators::CableBehaviour SimulateCommand::behaviour() const {
-  if (!cable_) return simulators::usualCable();
-  try {
-    return simulators::CableBehaviour::read(*cable_);
-  } catch (const std::invalid_argument& refused) {
-    throw CommandFailure(badInput, refused.what());
-  }
 }
 
 void SimulateCommand::applyFaults(SimulatedDevice& device) const {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,7 +7,6 @@
 
 namespace tarsil::simulators {
 class SimulatedDevice;
-struct CableBehaviour;
 }  // namespace tarsil::simulators
 
 namespace tarsil::cli {
@@ -24,12 +22,11 @@ class SimulateCommand final : public Command {
   ExitCode run() override;
 
  private:
-  simulators::CableBehaviour behaviour() const;
   void applyFaults(simulators::SimulatedDevice& device) const;
 
   std::string model_;
   std::vector<std::string> faults_;
-  std::optional<std::string> cable_;
+  std::string cable_;
   double effort_ = 1.0;
   bool list_ = false;
   bool orders_ = false;

@@ -1,4 +1,4 @@
-#include "simulators/lines/PseudoTerminalLine.hpp"
+#include "simulators/lines/PseudoTerminalEnd.hpp"
 
 #include <chrono>
 
@@ -14,29 +14,28 @@ constexpr std::size_t mostWaiting = 4096;
 
 }  // namespace
 
-PseudoTerminalLine::PseudoTerminalLine(SimulatedDevice& device, const CableBehaviour& behaviour)
-    : device_(device, behaviour, [this](const Bytes& bytes) { deliver(bytes); }) {
+PseudoTerminalEnd::PseudoTerminalEnd(Cable& cable) : cable_(cable) {
   appear();
 }
 
-PseudoTerminalLine::~PseudoTerminalLine() {
+PseudoTerminalEnd::~PseudoTerminalEnd() {
   unplug();
 }
 
-void PseudoTerminalLine::appear() {
+void PseudoTerminalEnd::appear() {
   terminal_ = std::make_shared<PseudoTerminal>();
   path_ = terminal_->path();
   bytes_ = DispatchSource::read(terminal_->descriptor(), DispatchQueue::main());
-  bytes_->setEventHandler([this, terminal = terminal_] { device_.write(terminal->read()); });
+  bytes_->setEventHandler([this, terminal = terminal_] { cable_.putCommand(terminal->read()); });
   bytes_->resume();
   openings_ = DispatchSource::read(terminal_->openingsDescriptor(), DispatchQueue::main());
   openings_->setEventHandler([terminal = terminal_] { terminal->isOpenElsewhere(); });
   openings_->resume();
 }
 
-void PseudoTerminalLine::unplug() {
-  if (!cable().isPluggedIn()) return;
-  cable().unplug();
+void PseudoTerminalEnd::unplug() {
+  if (!cable_.isPluggedIn()) return;
+  cable_.unplug();
   waiting_.clear();
   if (look_) look_->invalidate();
   look_.reset();
@@ -46,23 +45,23 @@ void PseudoTerminalLine::unplug() {
   terminal_.reset();
 }
 
-void PseudoTerminalLine::plugIn() {
-  if (cable().isPluggedIn()) return;
+void PseudoTerminalEnd::plugIn() {
+  if (cable_.isPluggedIn()) return;
   appear();
-  cable().plugIn();
+  cable_.plugIn();
 }
 
-void PseudoTerminalLine::deliver(const Bytes& bytes) {
+void PseudoTerminalEnd::deliver(const Bytes& bytes) {
   if (!terminal_->isOpenElsewhere()) {
     waiting_.clear();
     terminal_->discardUnread();
   }
-  if (!cable().behaviour().gentle) return terminal_->write(bytes);
+  if (!cable_.behaviour().gentle) return terminal_->write(bytes);
   if (waiting_.size() < mostWaiting) waiting_.push_back(bytes);
   if (!look_) writeNext();
 }
 
-void PseudoTerminalLine::writeNext() {
+void PseudoTerminalEnd::writeNext() {
   look_.reset();
   if (waiting_.empty()) return;
   if (!terminal_->hasUnread()) {
