@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "fuzz/expect.hpp"
-#include "tarsil/support/floatText.hpp"
 
 using namespace tarsil;
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "fuzz/expect.hpp"
-#include "tarsil/support/RegularExpression.hpp"
+#include "tarsil/regex/RegularExpression.hpp"
 #include "tarsil/support/utf8.hpp"
 
 using namespace tarsil;

@@ -9,7 +9,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "tarsil/support/floatText.hpp"
 #include "tarsil/support/numberText.hpp"
 
 namespace tarsil::simulators {

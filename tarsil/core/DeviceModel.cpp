@@ -1,6 +1,6 @@
 #include "tarsil/core/DeviceModel.hpp"
 
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 
 namespace tarsil {
 namespace {

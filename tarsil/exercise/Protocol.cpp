@@ -9,7 +9,6 @@
 #include <optional>
 
 #include "tarsil/guard/eventText.hpp"
-#include "tarsil/support/floatText.hpp"
 #include "tarsil/support/numberText.hpp"
 
 namespace tarsil {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "tarsil/support/RegularExpression.hpp"
+#include "tarsil/regex/RegularExpression.hpp"
 #include "tarsil/support/Uuid.hpp"
 #include "tarsil/support/bytes.hpp"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 #include "tarsil/support/process.hpp"
 
 namespace tarsil {

@@ -1,6 +1,6 @@
 #include "tarsil/drivers/ergometer/LodeErgometer38K4.hpp"
 
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 
 namespace tarsil {
 

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
-#include "tarsil/support/floatText.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tarsil/support/truncation.hpp"
 

@@ -7,7 +7,6 @@
 
 #include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
-#include "tarsil/support/floatText.hpp"
 #include "tarsil/support/hexText.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tarsil/support/process.hpp"

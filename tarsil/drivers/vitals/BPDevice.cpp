@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
+#include "tarsil/regex/RegularExpression.hpp"
 #include "tarsil/serial/ORSSerialPacketDescriptor.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/serial/ORSSerialRequest.hpp"
-#include "tarsil/support/RegularExpression.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tarsil/support/process.hpp"
 #include "tarsil/support/utf8.hpp"

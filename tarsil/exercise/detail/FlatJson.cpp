@@ -5,7 +5,6 @@
 #include <cmath>
 #include <limits>
 
-#include "tarsil/support/floatText.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tarsil/support/utf8.hpp"
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "tarsil/guard/detail/StopLine.hpp"
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 
 namespace tarsil {
 namespace {

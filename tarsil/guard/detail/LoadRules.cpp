@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cmath>
 
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 
 namespace tarsil::detail {
 namespace {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "tarsil/drivers/vitals/BPDevice.hpp"
-#include "tarsil/support/RegularExpression.hpp"
+#include "tarsil/regex/RegularExpression.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tests/helpers/FatalStop.hpp"
 #include "tests/helpers/PrintedLines.hpp"

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "tarsil/codec/BinaryDecimalHex.hpp"
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 
 namespace tarsil::cli {
 

@@ -6,7 +6,7 @@
 #include <array>
 
 #include "tarsil/guard/eventText.hpp"
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 #include "tools/tarsil/report/reportText.hpp"
 
 namespace tarsil::cli {

@@ -14,7 +14,7 @@
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/station/standardCatalogue.hpp"
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 #include "tools/bluetooth/hostCentral.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"

@@ -1,4 +1,4 @@
-#include "tarsil/support/detail/RegexProgram.hpp"
+#include "tarsil/regex/detail/RegexProgram.hpp"
 
 #include <stdexcept>
 

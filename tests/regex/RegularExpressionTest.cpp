@@ -1,4 +1,4 @@
-#include "tarsil/support/RegularExpression.hpp"
+#include "tarsil/regex/RegularExpression.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

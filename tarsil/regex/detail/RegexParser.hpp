@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tarsil/support/detail/RegexNode.hpp"
+#include "tarsil/regex/detail/RegexNode.hpp"
 
 namespace tarsil::detail {
 

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "tarsil/support/detail/CharacterSet.hpp"
-#include "tarsil/support/detail/RegexNode.hpp"
+#include "tarsil/regex/detail/CharacterSet.hpp"
+#include "tarsil/regex/detail/RegexNode.hpp"
 
 namespace tarsil::detail {
 

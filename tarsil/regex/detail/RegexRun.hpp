@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tarsil/support/detail/RegexProgram.hpp"
+#include "tarsil/regex/detail/RegexProgram.hpp"
 
 namespace tarsil::detail {
 

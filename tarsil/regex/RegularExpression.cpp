@@ -1,8 +1,8 @@
-#include "tarsil/support/RegularExpression.hpp"
+#include "tarsil/regex/RegularExpression.hpp"
 
-#include "tarsil/support/detail/RegexParser.hpp"
-#include "tarsil/support/detail/RegexProgram.hpp"
-#include "tarsil/support/detail/RegexRun.hpp"
+#include "tarsil/regex/detail/RegexParser.hpp"
+#include "tarsil/regex/detail/RegexProgram.hpp"
+#include "tarsil/regex/detail/RegexRun.hpp"
 
 namespace tarsil {
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <vector>
 
-#include "tarsil/support/detail/CharacterSet.hpp"
+#include "tarsil/regex/detail/CharacterSet.hpp"
 
 namespace tarsil::detail {
 

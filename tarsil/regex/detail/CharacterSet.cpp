@@ -1,4 +1,4 @@
-#include "tarsil/support/detail/CharacterSet.hpp"
+#include "tarsil/regex/detail/CharacterSet.hpp"
 
 #include <algorithm>
 #include <utility>

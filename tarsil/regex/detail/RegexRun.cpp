@@ -1,4 +1,4 @@
-#include "tarsil/support/detail/RegexRun.hpp"
+#include "tarsil/regex/detail/RegexRun.hpp"
 
 #include <utility>
 

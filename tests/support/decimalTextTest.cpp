@@ -1,4 +1,4 @@
-#include "tarsil/support/floatText.hpp"
+#include "tarsil/support/numberText.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,8 +9,6 @@
 #include <limits>
 #include <random>
 #include <string>
-
-#include "tarsil/support/numberText.hpp"
 
 namespace tarsil {
 namespace {

@@ -1,4 +1,4 @@
-#include "tarsil/support/detail/RegexParser.hpp"
+#include "tarsil/regex/detail/RegexParser.hpp"
 
 #include <cstdint>
 #include <stdexcept>
