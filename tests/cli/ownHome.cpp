@@ -15,6 +15,8 @@ class OwnHome : public testing::Environment {
   void SetUp() override {
     folder_.emplace();
     setenv("HOME", folder_->path().c_str(), 1);
+    // Terminals of tests are what most people have.
+    setenv("TERM", "xterm", 1);
   }
   void TearDown() override { folder_.reset(); }
 

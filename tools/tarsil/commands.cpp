@@ -2,6 +2,7 @@
 
 #include "tools/tarsil/cable/CableCommand.hpp"
 #include "tools/tarsil/check/CheckCommand.hpp"
+#include "tools/tarsil/console/ConsoleCommand.hpp"
 #include "tools/tarsil/devices/DevicesCommand.hpp"
 #include "tools/tarsil/ports/PortsCommand.hpp"
 #include "tools/tarsil/protocols/ProtocolsCommand.hpp"
@@ -19,6 +20,7 @@ std::vector<std::unique_ptr<Command>> commands() {
   all.push_back(std::make_unique<DevicesCommand>());
   all.push_back(std::make_unique<PortsCommand>());
   all.push_back(std::make_unique<CheckCommand>());
+  all.push_back(std::make_unique<ConsoleCommand>());
   all.push_back(std::make_unique<ProtocolsCommand>());
   all.push_back(std::make_unique<SimulateCommand>());
   all.push_back(std::make_unique<CableCommand>());

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
 
 namespace tarsil::cli {
 namespace {
@@ -14,20 +13,23 @@ std::string inSmallLetters(std::string text) {
   return text;
 }
 
-/// How many letters have to be added, left out or changed to make one word of the other.
+/// How many letters have to be added, left out, changed, or swapped with their neighbour to make one word of
+/// the other.
 std::size_t distance(const std::string& one, const std::string& other) {
-  std::vector<std::size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < one.size(); ++i) {
-    std::size_t diagonal = row[0];
-    row[0] = i + 1;
-    for (std::size_t j = 0; j < other.size(); ++j) {
-      const std::size_t changed = diagonal + (one[i] == other[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
+  std::vector<std::vector<std::size_t>> far(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
+  for (std::size_t i = 0; i <= one.size(); ++i) {
+    for (std::size_t j = 0; j <= other.size(); ++j) {
+      if (i == 0 || j == 0) {
+        far[i][j] = i + j;
+        continue;
+      }
+      const std::size_t changed = far[i - 1][j - 1] + (one[i - 1] == other[j - 1] ? 0 : 1);
+      far[i][j] = std::min({changed, far[i - 1][j] + 1, far[i][j - 1] + 1});
+      const bool isSwapped = i > 1 && j > 1 && one[i - 1] == other[j - 2] && one[i - 2] == other[j - 1];
+      if (isSwapped) far[i][j] = std::min(far[i][j], far[i - 2][j - 2] + 1);
     }
   }
-  return row.back();
+  return far.back().back();
 }
 
 }  // namespace

@@ -1,0 +1,126 @@
+#include "tools/tarsil/console/Prompt.hpp"
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+#include <utility>
+
+#include "tarsil/runtime/DispatchQueue.hpp"
+#include "tarsil/runtime/DispatchSource.hpp"
+
+#ifdef TARSIL_HAS_LIBEDIT
+#include <editline/readline.h>
+#endif
+
+namespace tarsil::cli {
+namespace {
+
+#ifdef TARSIL_HAS_LIBEDIT
+constexpr bool canEdit = true;
+#else
+constexpr bool canEdit = false;
+#endif
+
+/// The editor calls a plain function.
+Prompt* thePrompt = nullptr;
+
+bool isTerminal() {
+  const char* const kind = std::getenv("TERM");
+  return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && kind && std::string_view(kind) != "dumb";
+}
+
+}  // namespace
+
+Prompt::Prompt(std::function<void(const std::string&)> onLine, std::function<void()> onEnd)
+    : onLine_(std::move(onLine)), onEnd_(std::move(onEnd)), isEdited_(canEdit && isTerminal()) {
+  thePrompt = this;
+#ifdef TARSIL_HAS_LIBEDIT
+  if (isEdited_) {
+    // Signals belong to who made this.
+    rl_catch_signals = 0;
+    using_history();
+    rl_callback_handler_install("", takeLine);
+  }
+#endif
+  source_ = DispatchSource::read(STDIN_FILENO, DispatchQueue::main());
+  source_->setEventHandler([this] { readSome(); });
+  source_->resume();
+}
+
+Prompt::~Prompt() {
+  source_->cancel();
+#ifdef TARSIL_HAS_LIBEDIT
+  if (isEdited_) rl_callback_handler_remove();
+#endif
+  if (isEdited_) std::cout << std::endl;
+  thePrompt = nullptr;
+}
+
+void Prompt::setText(const std::string& text) {
+  if (!isEdited_ || text == text_ || hasEnded_) return;
+  text_ = text;
+#ifdef TARSIL_HAS_LIBEDIT
+  rl_set_prompt(text.c_str());
+  std::cout << "\r\x1b[K" << std::flush;
+  rl_forced_update_display();
+  std::fflush(stdout);
+#endif
+}
+
+void Prompt::print(const std::string& line) {
+  if (!isEdited_ || hasEnded_) {
+    std::cout << line << std::endl;
+    return;
+  }
+#ifdef TARSIL_HAS_LIBEDIT
+  std::cout << "\r\x1b[K" << line << std::endl;
+  rl_forced_update_display();
+  std::fflush(stdout);
+#endif
+}
+
+void Prompt::readSome() {
+  if (!isEdited_) return readPlainly();
+#ifdef TARSIL_HAS_LIBEDIT
+  // It would wait for a key of a terminal that is gone.
+  if (!isatty(STDIN_FILENO)) return end();
+  rl_callback_read_char();
+#endif
+}
+
+void Prompt::takeLine([[maybe_unused]] char* line) {
+#ifdef TARSIL_HAS_LIBEDIT
+  if (!line) return thePrompt->end();
+  const std::string typed = line;
+  std::free(line);
+  if (!typed.empty()) add_history(typed.c_str());
+  thePrompt->onLine_(typed);
+#endif
+}
+
+void Prompt::readPlainly() {
+  std::array<char, 4096> buffer{};
+  const ssize_t count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
+  if (count <= 0) {
+    if (!begun_.empty()) onLine_(std::exchange(begun_, ""));
+    return end();
+  }
+  begun_.append(buffer.data(), static_cast<std::size_t>(count));
+  for (std::size_t lineEnd = begun_.find('\n'); lineEnd != std::string::npos; lineEnd = begun_.find('\n')) {
+    const std::string line = begun_.substr(0, lineEnd);
+    begun_.erase(0, lineEnd + 1);
+    onLine_(line);
+  }
+}
+
+void Prompt::end() {
+  if (std::exchange(hasEnded_, true)) return;
+  source_->cancel();
+  onEnd_();
+}
+
+}  // namespace tarsil::cli
