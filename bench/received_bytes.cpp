@@ -19,6 +19,7 @@
 #include "tarsil/drivers/vitals/MEDXINGPort.hpp"
 #include "tarsil/platform/UserFolders.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 #include "tarsil/support/process.hpp"
 
 namespace {
@@ -50,7 +51,7 @@ Receiver make<MEDXINGPort>() {
 }
 
 void receiveAfterHistory(benchmark::State& state, Receiver (*makeReceiver)(), const Bytes& chunk) {
-  static const auto folders = UserFolders::exchangeShared(std::make_shared<NoFolders>());
+  const ScopedOverride<UserFolders> folders(std::make_shared<NoFolders>());
   const auto hooks =
       exchangeProcessHooks({.fatal = {}, .neverReturn = {}, .print = [](std::string_view, PrintedText) {}});
   const auto port = closedPort();

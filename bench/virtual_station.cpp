@@ -12,6 +12,7 @@
 #include "tarsil/platform/UserFolders.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 #include "tarsil/support/process.hpp"
 
 namespace {
@@ -27,7 +28,7 @@ class NoFolders : public UserFolders {
 };
 
 void simulatedSeconds(benchmark::State& state) {
-  UserFolders::exchangeShared(std::make_shared<NoFolders>());
+  const ScopedOverride<UserFolders> folders(std::make_shared<NoFolders>());
   exchangeProcessHooks({.fatal = {}, .neverReturn = {}, .print = [](std::string_view, PrintedText) {}});
   static VirtualTime& time = *new VirtualTime;
   simulators::SimulatedStation simulated;

@@ -9,6 +9,7 @@
 #include "fuzz/receptions.hpp"
 #include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/platform/UserFolders.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 #include "tarsil/support/hexText.hpp"
 
 using namespace tarsil;
@@ -55,7 +56,7 @@ std::string fromFirstCode(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto before = UserFolders::exchangeShared(std::make_shared<NoFolders>());
+  static const ScopedOverride<UserFolders> folders(std::make_shared<NoFolders>());
   const auto host = std::make_shared<Host>();
   const auto treadmill = std::make_shared<TrackMaster>();
   treadmill->kiv_delegate = host;

@@ -13,6 +13,7 @@
 #include "doubles/ScriptedTerminal.hpp"
 #include "doubles/scriptedDevice.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RecordingPortDelegate.hpp"
 
@@ -126,14 +127,12 @@ TEST_F(ORSSerialPortTest, IsFoundByCalloutOrDialinPath) {
   device->calloutPath = "/dev/cu.one";
   device->dialinPath = "/dev/tty.one";
   registry->add(device);
-  const auto before = SerialDeviceRegistry::exchangeShared(registry);
+  const ScopedOverride<SerialDeviceRegistry> only(registry);
 
   EXPECT_EQ(ORSSerialPort::serialPortWithPath("/dev/cu.one")->device(), device);
   EXPECT_EQ(ORSSerialPort::serialPortWithPath("/dev/tty.one")->path(), "/dev/cu.one");
   EXPECT_EQ(ORSSerialPort::serialPortWithPath("/dev/two"), nullptr);
   EXPECT_EQ(ORSSerialPort::serialPortWithPath(""), nullptr);
-
-  SerialDeviceRegistry::exchangeShared(before);
 }
 
 TEST_F(ORSSerialPortTest, HoldsItsDelegateWeakly) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "tarsil/core/StressECGDeviceManager.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tools/tarsil/replay/DeviceSubject.hpp"
 #include "tools/tarsil/replay/PortSubject.hpp"
@@ -10,7 +11,6 @@
 #include "tools/tarsil/replay/ScriptError.hpp"
 #include "tools/tarsil/replay/StationSubject.hpp"
 #include "tools/tarsil/replay/codec.hpp"
-#include "tools/tarsil/replay/freshManager.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -62,10 +62,9 @@ void ReplaySession::begin(const Operation& operation) {
   const std::string device = operation["device"].text();
   endSubject();
   stopped_ = false;
-  auto& manager = freshManager();
   const ReplayWorld world{time_, events_};
   if (device == "manager") {
-    subject_ = std::make_unique<StationSubject>(world, manager, ports_);
+    subject_ = std::make_unique<StationSubject>(world, StressECGDeviceManager::share(), ports_);
   } else if (device == "Port") {
     subject_ = std::make_unique<PortSubject>(world, operation);
   } else {
@@ -78,7 +77,8 @@ void ReplaySession::begin(const Operation& operation) {
 void ReplaySession::endSubject() {
   events_.mute(true);
   subject_.reset();
-  freshManager();
+  // The next subject finds a station as new.
+  StressECGDeviceManager::exchangeShared(nullptr);
   for (const auto& port : ORSSerialPort::livePorts()) {
     port->setDelegate(nullptr);
     port->close();

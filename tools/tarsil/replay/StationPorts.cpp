@@ -17,13 +17,10 @@ bool contains(const SerialDeviceRegistry::Devices& devices,
 }  // namespace
 
 StationPorts::StationPorts(ReplayWorld world)
-    : world_(world),
-      registry_(std::make_shared<VirtualDeviceRegistry>()),
-      before_(SerialDeviceRegistry::exchangeShared(registry_)) {}
+    : world_(world), registry_(std::make_shared<VirtualDeviceRegistry>()), override_(registry_) {}
 
 StationPorts::~StationPorts() {
   set({});
-  SerialDeviceRegistry::exchangeShared(before_);
 }
 
 void StationPorts::set(const std::vector<std::string>& names) {

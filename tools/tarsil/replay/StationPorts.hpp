@@ -8,6 +8,7 @@
 
 #include "tarsil/platform/SerialDevice.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 #include "tools/tarsil/replay/Subject.hpp"
 
 namespace tarsil::cli {
@@ -34,7 +35,7 @@ class StationPorts {
 
   ReplayWorld world_;
   std::shared_ptr<VirtualDeviceRegistry> registry_;
-  std::shared_ptr<SerialDeviceRegistry> before_;
+  ScopedOverride<SerialDeviceRegistry> override_;
   std::map<std::pair<std::string, std::size_t>, Device> known_;
 };
 

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "tarsil/log/FileManagerTool.hpp"
-#include "tarsil/platform/UserFolders.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -36,11 +35,9 @@ constexpr std::size_t stampLength = 19 + 2;
 
 }  // namespace
 
-TrafficLogReader::TrafficLogReader()
-    : home_(newFolder()), before_(UserFolders::exchangeShared(std::make_shared<FoldersIn>(home_))) {}
+TrafficLogReader::TrafficLogReader() : home_(newFolder()), folders_(std::make_shared<FoldersIn>(home_)) {}
 
 TrafficLogReader::~TrafficLogReader() {
-  UserFolders::exchangeShared(before_);
   std::error_code ignored;
   std::filesystem::remove_all(home_, ignored);
 }

@@ -2,13 +2,11 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
-namespace tarsil {
-class UserFolders;
-}
+#include "tarsil/platform/UserFolders.hpp"
+#include "tarsil/support/ScopedOverride.hpp"
 
 namespace tarsil::cli {
 
@@ -27,7 +25,7 @@ class TrafficLogReader {
 
  private:
   std::filesystem::path home_;
-  std::shared_ptr<UserFolders> before_;
+  ScopedOverride<UserFolders> folders_;
   std::ifstream log_;
 };
 
