@@ -51,7 +51,7 @@ bool isKnown(const Reading<Value>& reading) {
 template <class Value>
 std::string ageOf(const Reading<Value>& reading) {
   const double seconds = std::chrono::duration<double>(Clock::now() - reading.at).count();
-  return fmt::format("({:.1f} s{})", seconds, reading.isFresh() ? "" : ", OLD");
+  return fmt::format("({:.1f} s{})", std::min(seconds, 99.9), reading.isFresh() ? "" : ", OLD");
 }
 
 /// What repeats every second is shown in the values.

@@ -1,5 +1,7 @@
 #include "tools/tarsil/console/ConsoleCommand.hpp"
 
+#include <fmt/format.h>
+
 #include <chrono>
 #include <csignal>
 #include <optional>
@@ -83,7 +85,9 @@ ExitCode ConsoleCommand::run() {
     station.onEvent([&console, &isListening](const Event& event) {
       if (isListening) console->hear(event);
     });
-    const auto showValues = [&] { prompt.setText(asked.exercise.model + " " + console->values() + "> "); };
+    const auto showValues = [&] {
+      prompt.setText(fmt::format("{} {:<27}> ", asked.exercise.model, console->values()));
+    };
     const auto refresh = Timer::scheduled(promptInterval, true, [&](Timer&) { showValues(); });
     prompt.print("help lists the commands; quit, Ctrl-D and Ctrl-C stop what moves and leave");
     showValues();

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
@@ -24,6 +23,8 @@ constexpr bool canEdit = true;
 #else
 constexpr bool canEdit = false;
 #endif
+
+constexpr const char* clearLine = "\r\x1b[K";
 
 /// The editor calls a plain function.
 Prompt* thePrompt = nullptr;
@@ -53,10 +54,10 @@ Prompt::Prompt(std::function<void(const std::string&)> onLine, std::function<voi
 
 Prompt::~Prompt() {
   source_->cancel();
+  if (isEdited_) std::cout << clearLine << std::flush;
 #ifdef TARSIL_HAS_LIBEDIT
   if (isEdited_) rl_callback_handler_remove();
 #endif
-  if (isEdited_) std::cout << std::endl;
   thePrompt = nullptr;
 }
 
@@ -65,22 +66,23 @@ void Prompt::setText(const std::string& text) {
   text_ = text;
 #ifdef TARSIL_HAS_LIBEDIT
   rl_set_prompt(text.c_str());
-  std::cout << "\r\x1b[K" << std::flush;
-  rl_forced_update_display();
-  std::fflush(stdout);
 #endif
+  redraw();
 }
 
 void Prompt::print(const std::string& line) {
-  if (!isEdited_ || hasEnded_) {
-    std::cout << line << std::endl;
-    return;
-  }
-#ifdef TARSIL_HAS_LIBEDIT
-  std::cout << "\r\x1b[K" << line << std::endl;
-  rl_forced_update_display();
-  std::fflush(stdout);
-#endif
+  if (isEdited_ && !isTaking_ && !hasEnded_) std::cout << clearLine;
+  std::cout << line << std::endl;
+  redraw();
+}
+
+// The editor draws only what has changed since it drew last, and knows nothing of lines that came between.
+void Prompt::redraw() const {
+  if (!isEdited_ || isTaking_ || hasEnded_) return;
+  std::cout << clearLine << text_ << typed_;
+  // The cursor stands where the person left it.
+  if (behindCursor_ > 0) std::cout << "\x1b[" << behindCursor_ << 'D';
+  std::cout << std::flush;
 }
 
 void Prompt::readSome() {
@@ -89,6 +91,11 @@ void Prompt::readSome() {
   // It would wait for a key of a terminal that is gone.
   if (!isatty(STDIN_FILENO)) return end();
   rl_callback_read_char();
+  const bool wasTaken = std::exchange(isTaking_, false);
+  typed_ = wasTaken ? "" : rl_line_buffer;
+  behindCursor_ = wasTaken ? 0 : rl_end - rl_point;
+  // Between two lines it leaves the terminal as it was before.
+  if (wasTaken && !hasEnded_) rl_callback_handler_install(text_.c_str(), takeLine);
 #endif
 }
 
@@ -98,6 +105,8 @@ void Prompt::takeLine([[maybe_unused]] char* line) {
   const std::string typed = line;
   std::free(line);
   if (!typed.empty()) add_history(typed.c_str());
+  // What is said meanwhile stands below the line.
+  thePrompt->isTaking_ = true;
   thePrompt->onLine_(typed);
 #endif
 }

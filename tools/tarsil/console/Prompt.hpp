@@ -21,12 +21,13 @@ class Prompt {
   Prompt(const Prompt&) = delete;
   Prompt& operator=(const Prompt&) = delete;
 
-  /// What stands before the cursor on a terminal; elsewhere it is left out.
+  /// What stands before the cursor on a terminal, of one width for good; elsewhere it is left out.
   void setText(const std::string& text);
   /// One line above it.
   void print(const std::string& line);
 
  private:
+  void redraw() const;
   void readSome();
   void readPlainly();
   void end();
@@ -37,7 +38,12 @@ class Prompt {
   const std::function<void()> onEnd_;
   const bool isEdited_;
   bool hasEnded_ = false;
+  /// A line was typed and is being done.
+  bool isTaking_ = false;
   std::string text_;
+  /// What stands behind it, and how much of that behind the cursor.
+  std::string typed_;
+  int behindCursor_ = 0;
   /// Of a line that is no terminal's.
   std::string begun_;
   std::shared_ptr<DispatchSource> source_;
