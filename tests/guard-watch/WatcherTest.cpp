@@ -20,14 +20,13 @@
 #include <thread>
 
 #include "tarsil/guard/watch/lastWatch.hpp"
-#include "tarsil/runtime/detail/FileDescriptor.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 #include "tests/guard-watch/WatchedLine.hpp"
 
 namespace tarsil {
 namespace {
 
 using namespace std::chrono_literals;
-using detail::FileDescriptor;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using Outcome = WatchReport::Outcome;

@@ -143,7 +143,7 @@ TEST_P(ReadSourceTest, ATerminalThatHungUpFiresOnce) {
 }
 
 TEST_P(ReadSourceTest, ARegularFileNeverFires) {
-  const detail::FileDescriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+  const FileDescriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
   watch(file.get());
   letOthersTakeTheirTurns();
   EXPECT_EQ(wakes, 0);
@@ -217,7 +217,7 @@ TEST_F(SettledReadSourceTest, ASocketWhosePeerIsGone) {
 
 TEST_F(SettledReadSourceTest, ASocketWhoseErrorHasPassedGoesOn) {
   // A datagram to a closed port comes back as an error of the next call; the socket itself is sound.
-  const detail::FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   sockaddr_in own{};
   own.sin_family = AF_INET;
   own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -226,7 +226,7 @@ TEST_F(SettledReadSourceTest, ASocketWhoseErrorHasPassedGoesOn) {
   ASSERT_EQ(getsockname(socket.get(), reinterpret_cast<sockaddr*>(&own), &length), 0);
   sockaddr_in closed = own;
   {
-    const detail::FileDescriptor other(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const FileDescriptor other(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     closed.sin_port = 0;
     ASSERT_EQ(bind(other.get(), reinterpret_cast<sockaddr*>(&closed), length), 0);
     ASSERT_EQ(getsockname(other.get(), reinterpret_cast<sockaddr*>(&closed), &length), 0);

@@ -13,36 +13,36 @@
 
 #include <gtest/gtest.h>
 
-#include "tarsil/runtime/detail/FileDescriptor.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 
 namespace tarsil {
 
 /// Two ends of one connection.
 struct Pair {
-  detail::FileDescriptor reading;
-  detail::FileDescriptor writing;
+  FileDescriptor reading;
+  FileDescriptor writing;
 };
 
 inline Pair makePipe() {
   std::array<int, 2> ends{};
   EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-  return {detail::FileDescriptor(ends[0]), detail::FileDescriptor(ends[1])};
+  return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
 inline Pair makeSockets() {
   std::array<int, 2> ends{};
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-  return {detail::FileDescriptor(ends[0]), detail::FileDescriptor(ends[1])};
+  return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
 /// The reading side is the terminal that a port would open, the writing one its other end.
 inline Pair makeTerminal() {
-  detail::FileDescriptor controlling(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  FileDescriptor controlling(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   EXPECT_EQ(grantpt(controlling.get()), 0);
   EXPECT_EQ(unlockpt(controlling.get()), 0);
   std::array<char, 64> name{};
   EXPECT_EQ(ptsname_r(controlling.get(), name.data(), name.size()), 0);
-  detail::FileDescriptor terminal(open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  FileDescriptor terminal(open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
   termios raw{};
   tcgetattr(terminal.get(), &raw);
   cfmakeraw(&raw);
@@ -50,7 +50,7 @@ inline Pair makeTerminal() {
   return {std::move(terminal), std::move(controlling)};
 }
 
-inline void send(const detail::FileDescriptor& descriptor, const std::string& text) {
+inline void send(const FileDescriptor& descriptor, const std::string& text) {
   ASSERT_EQ(write(descriptor.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
 }
 

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "tarsil/runtime/Clock.hpp"
-#include "tarsil/runtime/detail/FileDescriptor.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 
 // What the runtime waits with. Each system has its own way, in a folder of its name. A call that fails for
 // want of descriptors or memory, or through a fault in this process, stops the process.

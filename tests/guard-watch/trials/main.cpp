@@ -26,13 +26,13 @@
 #include <vector>
 
 #include "tarsil/guard/watch/lastWatch.hpp"
-#include "tarsil/runtime/detail/FileDescriptor.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 #include "tests/guard-watch/WatchedLine.hpp"
 #include "tests/guard-watch/trials/trial.hpp"
 
 using namespace tarsil;
 using namespace std::chrono_literals;
-using tarsil::detail::FileDescriptor;
+using tarsil::FileDescriptor;
 using trial::Fault;
 
 namespace {

@@ -23,14 +23,13 @@
 #include "tarsil/guard/watch/detail/WatchPage.hpp"
 #include "tarsil/guard/watch/detail/watchNames.hpp"
 #include "tarsil/guard/watch/detail/watcherProgram.hpp"
-#include "tarsil/runtime/detail/FileDescriptor.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 
 namespace tarsil {
 namespace {
 
 using namespace std::chrono_literals;
 using detail::Belt;
-using detail::FileDescriptor;
 using detail::StopPlan;
 using detail::StopStep;
 using detail::WatchPage;

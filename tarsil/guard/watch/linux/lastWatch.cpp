@@ -7,12 +7,11 @@
 
 #include "tarsil/guard/watch/detail/WatchPage.hpp"
 #include "tarsil/guard/watch/detail/watchNames.hpp"
-#include "tarsil/runtime/detail/FileDescriptor.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 
 namespace tarsil {
 namespace {
 
-using detail::FileDescriptor;
 using detail::MailAddress;
 using detail::WatchCause;
 using detail::WatcherMail;

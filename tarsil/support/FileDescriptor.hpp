@@ -4,9 +4,9 @@
 
 #include <utility>
 
-namespace tarsil::detail {
+namespace tarsil {
 
-/// Owns a descriptor and closes it.
+/// Owns a descriptor and closes it. Any thread, one at a time.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -26,4 +26,4 @@ class FileDescriptor {
   int value_ = -1;
 };
 
-}  // namespace tarsil::detail
+}  // namespace tarsil

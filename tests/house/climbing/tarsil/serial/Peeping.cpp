@@ -1,0 +1,3 @@
+#include "tarsil/serial/Peeping.hpp"
+
+#include "tarsil/runtime/detail/Reactor.hpp"
