@@ -5,7 +5,7 @@
 #include <ostream>
 #include <string>
 
-namespace tarsil {
+namespace tarsil::doubles {
 
 /// Something that was asked of a scripted central or of one of its peripherals.
 struct BluetoothCall {
@@ -27,4 +27,4 @@ struct BluetoothCall {
 /// Told every call when it is made.
 using BluetoothCallObserver = std::function<void(const BluetoothCall&)>;
 
-}  // namespace tarsil
+}  // namespace tarsil::doubles

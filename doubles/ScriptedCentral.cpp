@@ -1,6 +1,6 @@
 #include "doubles/ScriptedCentral.hpp"
 
-namespace tarsil {
+namespace tarsil::doubles {
 
 void ScriptedCentral::connect(const std::shared_ptr<BluetoothPeripheral>& peripheral) {
   record("connect", peripheral->identifier());
@@ -56,4 +56,4 @@ void ScriptedCentral::record(std::string name, std::optional<std::string> argume
   if (observer_) observer_({"central", std::move(name), std::move(argument)});
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::doubles

@@ -9,7 +9,7 @@
 #include "doubles/ScriptedPeripheral.hpp"
 #include "tarsil/bluetooth/BluetoothCentral.hpp"
 
-namespace tarsil {
+namespace tarsil::doubles {
 
 /// A central without a radio, for tests and for the replay of scripts: whatever is asked of it or of its
 /// peripherals goes to the observer, and the script says what happens in the air. It never does anything by
@@ -49,4 +49,4 @@ class ScriptedCentral final : public BluetoothCentral {
   std::map<std::string, std::shared_ptr<ScriptedPeripheral>> peripherals_;
 };
 
-}  // namespace tarsil
+}  // namespace tarsil::doubles

@@ -1,6 +1,6 @@
 #include "doubles/ScriptedPeripheral.hpp"
 
-namespace tarsil {
+namespace tarsil::doubles {
 
 std::vector<std::shared_ptr<BluetoothCharacteristic>> ScriptedService::characteristics() const {
   return {table.begin(), table.end()};
@@ -100,4 +100,4 @@ std::shared_ptr<ScriptedService> ScriptedPeripheral::service(const std::string& 
   return nullptr;
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::doubles

@@ -8,7 +8,7 @@
 #include "doubles/BluetoothCall.hpp"
 #include "tarsil/bluetooth/BluetoothPeripheral.hpp"
 
-namespace tarsil {
+namespace tarsil::doubles {
 
 /// A characteristic that a script made up.
 class ScriptedCharacteristic final : public BluetoothCharacteristic {
@@ -96,4 +96,4 @@ class ScriptedPeripheral final : public BluetoothPeripheral,
   std::weak_ptr<BluetoothPeripheralDelegate> delegate_;
 };
 
-}  // namespace tarsil
+}  // namespace tarsil::doubles

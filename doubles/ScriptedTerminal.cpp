@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace tarsil {
+namespace tarsil::doubles {
 namespace {
 
 // A port reads at most this many bytes at once, and the socket drops what one read leaves of a message.
@@ -317,4 +317,4 @@ const char* name(ScriptedTerminal::Call call) {
   return "unknown";
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::doubles

@@ -14,7 +14,7 @@
 #include "tarsil/runtime/AnnouncedDescriptor.hpp"
 #include "tarsil/support/bytes.hpp"
 
-namespace tarsil {
+namespace tarsil::doubles {
 
 /// A terminal whose device is the program itself: it hands the port what the program delivers, keeps what the
 /// port does to it, and fails when it is told to.
@@ -149,4 +149,4 @@ class ScriptedTerminal : public Terminal {
 /// "setAttributes" and so on.
 const char* name(ScriptedTerminal::Call call);
 
-}  // namespace tarsil
+}  // namespace tarsil::doubles

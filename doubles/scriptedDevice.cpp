@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace tarsil {
+namespace tarsil::doubles {
 
 std::shared_ptr<const SerialDevice> scriptedDevice(const std::string& terminalName,
                                                    std::shared_ptr<Terminal> terminal) {
@@ -18,4 +18,4 @@ std::shared_ptr<const SerialDevice> scriptedDevice(const std::string& terminalNa
   return device;
 }
 
-}  // namespace tarsil
+}  // namespace tarsil::doubles

@@ -24,7 +24,8 @@ std::shared_ptr<SimulatedCentral> SimulatedCentral::create(std::function<std::ui
 }
 
 SimulatedCentral::SimulatedCentral(std::function<std::uint8_t()> saturation)
-    : saturation_(std::move(saturation)), air_([this](const BluetoothCall& call) { respond(call); }) {}
+    : saturation_(std::move(saturation)),
+      air_([this](const doubles::BluetoothCall& call) { respond(call); }) {}
 
 SimulatedCentral::~SimulatedCentral() {
   if (measuring_) measuring_->invalidate();
@@ -42,7 +43,7 @@ void SimulatedCentral::loseLink() {
     end(BluetoothError{BluetoothError::Code::connectionTimeout, "the simulated link is lost"});
 }
 
-void SimulatedCentral::respond(const BluetoothCall& call) {
+void SimulatedCentral::respond(const doubles::BluetoothCall& call) {
   if (call.name == "scan") {
     scanning_ = true;
     after(timeToBeHeard, &SimulatedCentral::discover);

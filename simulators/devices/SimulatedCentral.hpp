@@ -34,7 +34,7 @@ class SimulatedCentral final : public BluetoothCentral,
 
  private:
   explicit SimulatedCentral(std::function<std::uint8_t()> saturation);
-  void respond(const BluetoothCall& call);
+  void respond(const doubles::BluetoothCall& call);
   std::shared_ptr<Timer> after(Duration delay, void (SimulatedCentral::*event)());
   void discover();
   void connectOximeter();
@@ -48,7 +48,7 @@ class SimulatedCentral final : public BluetoothCentral,
   bool isConnected();
 
   std::function<std::uint8_t()> saturation_;
-  ScriptedCentral air_;
+  doubles::ScriptedCentral air_;
   bool scanning_ = false;
   /// Asked to connect while a connection ends.
   bool wantedAgain_ = false;

@@ -38,8 +38,8 @@ void InProcessLine::plugIn(const std::string& terminalName) {
 }
 
 void InProcessLine::appear(const std::string& terminalName) {
-  auto terminal = std::make_shared<ScriptedTerminal>();
-  auto port = std::make_shared<SerialDevice>(*scriptedDevice(terminalName, terminal));
+  auto terminal = std::make_shared<doubles::ScriptedTerminal>();
+  auto port = std::make_shared<SerialDevice>(*doubles::scriptedDevice(terminalName, terminal));
   port->usb = identity_;
   port->stablePath = "/dev/serial/by-id/" + identity_.serialNumber;
   VirtualDeviceRegistry::shared()->add(port);

@@ -42,7 +42,7 @@ class InProcessLine {
   UsbIdentity identity_;
   std::string path_;
   /// A new one each time that it is plugged in: who held the old one open holds nothing any more.
-  std::shared_ptr<ScriptedTerminal> terminal_;
+  std::shared_ptr<doubles::ScriptedTerminal> terminal_;
   /// Lets calls that are queued when the line goes come to nothing.
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

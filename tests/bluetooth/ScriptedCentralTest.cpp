@@ -38,7 +38,8 @@ class Delegate : public BluetoothCentralDelegate, public BluetoothPeripheralDele
 class ScriptedCentralTest : public testing::Test {
  protected:
   std::vector<std::string> calls;
-  ScriptedCentral central{[this](const BluetoothCall& call) { calls.push_back(call.text()); }};
+  doubles::ScriptedCentral central{
+      [this](const doubles::BluetoothCall& call) { calls.push_back(call.text()); }};
   std::shared_ptr<Delegate> delegate = std::make_shared<Delegate>();
 };
 

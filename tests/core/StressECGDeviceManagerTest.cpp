@@ -125,8 +125,8 @@ class StressECGDeviceManagerTest : public testing::Test {
   }
 
   void plugIn(const std::string& name) {
-    terminals_[name] = std::make_shared<ScriptedTerminal>();
-    registry()->add(scriptedDevice(name, terminals_[name]));
+    terminals_[name] = std::make_shared<doubles::ScriptedTerminal>();
+    registry()->add(doubles::scriptedDevice(name, terminals_[name]));
     time().settle();
   }
 
@@ -135,7 +135,7 @@ class StressECGDeviceManagerTest : public testing::Test {
     time().settle();
   }
 
-  ScriptedTerminal& terminal(const std::string& name) { return *terminals_.at(name); }
+  doubles::ScriptedTerminal& terminal(const std::string& name) { return *terminals_.at(name); }
 
   std::shared_ptr<ORSSerialPort> portNamed(const std::string& name) {
     for (const auto& port : *manager_->ports) {
@@ -154,7 +154,7 @@ class StressECGDeviceManagerTest : public testing::Test {
     }();
     return registry;
   }
-  std::map<std::string, std::shared_ptr<ScriptedTerminal>> terminals_;
+  std::map<std::string, std::shared_ptr<doubles::ScriptedTerminal>> terminals_;
   std::shared_ptr<StressECGDeviceManager> manager_ =
       std::make_shared<StressECGDeviceManager>(notingCatalogue());
   PrintedLines printed_;
@@ -309,7 +309,7 @@ TEST_F(StressECGDeviceManagerTest, ListsThePortsByNameAsFirstRead) {
 TEST_F(StressECGDeviceManagerTest, WorksWithThePortsAndTheLogThatItIsGiven) {
   plugIn("shared");
   const auto ownRegistry = std::make_shared<VirtualDeviceRegistry>();
-  ownRegistry->add(scriptedDevice("own", std::make_shared<ScriptedTerminal>()));
+  ownRegistry->add(doubles::scriptedDevice("own", std::make_shared<doubles::ScriptedTerminal>()));
   ORSSerialPortManager ownPorts(ownRegistry);
   FileManagerTool ownLog;
   const auto own = std::make_shared<StressECGDeviceManager>(
@@ -317,7 +317,7 @@ TEST_F(StressECGDeviceManagerTest, WorksWithThePortsAndTheLogThatItIsGiven) {
 
   EXPECT_THAT(own->getPort(false), ElementsAre("own"));
   EXPECT_THAT(manager_->getPort(false), ElementsAre("shared"));
-  ownRegistry->add(scriptedDevice("later", std::make_shared<ScriptedTerminal>()));
+  ownRegistry->add(doubles::scriptedDevice("later", std::make_shared<doubles::ScriptedTerminal>()));
   time().advance(2s);
   EXPECT_THAT(own->portNames, ElementsAre("own", "later"));
 
@@ -644,7 +644,7 @@ TEST_F(StressECGDeviceManagerTest, OpensNothingWithoutADeviceOrAPort) {
   EXPECT_FALSE(manager_->openPort(PortType::device));
   manager_->selectedPort("a", PortType::SpO2);
   EXPECT_FALSE(manager_->openPort(PortType::SpO2));
-  EXPECT_EQ(terminal("a").count(ScriptedTerminal::Call::open), 0U);
+  EXPECT_EQ(terminal("a").count(doubles::ScriptedTerminal::Call::open), 0U);
 }
 
 TEST_F(StressECGDeviceManagerTest, SaysYesToAnOximeterWithoutAPortAndOpensNothing) {
@@ -653,7 +653,7 @@ TEST_F(StressECGDeviceManagerTest, SaysYesToAnOximeterWithoutAPortAndOpensNothin
   manager_->getSelected("Finger", PortType::SpO2);
   EXPECT_TRUE(manager_->openPort(PortType::SpO2));
   EXPECT_THAT(operations, IsEmpty());
-  EXPECT_EQ(terminal("a").count(ScriptedTerminal::Call::open), 0U);
+  EXPECT_EQ(terminal("a").count(doubles::ScriptedTerminal::Call::open), 0U);
 }
 
 TEST_F(StressECGDeviceManagerTest, LeavesThePortClosedWithoutStopBitsOrParity) {
@@ -685,7 +685,7 @@ TEST_F(StressECGDeviceManagerTest, StopsOnANegativeNumberOfStopBits) {
   EXPECT_EQ(fatalReason([&] { manager_->openPort(PortType::device); }), "negative number of stop bits: -1");
   EXPECT_THAT(operations, ElementsAre("Belt: bind a"));
   EXPECT_EQ(manager_->devicePort->baudRate(), 19200U) << "before any setting";
-  EXPECT_EQ(terminal("a").count(ScriptedTerminal::Call::open), 0U);
+  EXPECT_EQ(terminal("a").count(doubles::ScriptedTerminal::Call::open), 0U);
 }
 
 TEST_F(StressECGDeviceManagerTest, ClosesOnlyThePortOfTheExerciseDevice) {
@@ -992,7 +992,7 @@ TEST_F(SessionCommandsTest, PassAPortsNewsOnWhenTheHostMadeTheManagerItsDelegate
   time().settle();
   EXPECT_THAT(host.calls(), ElementsAre(portWasOpened()));
   terminal("a").deliver(Bytes{1, 2, 3});
-  terminal("a").failNext(ScriptedTerminal::Call::getModemLines, EPERM);
+  terminal("a").failNext(doubles::ScriptedTerminal::Call::getModemLines, EPERM);
   time().advance(10ms);
   EXPECT_THAT(host.calls(), ElementsAre(portWasOpened()));
   EXPECT_THAT(printed_.diagnostic(), ElementsAre(Error::posix(EPERM, "/dev/a").description()));
@@ -1005,8 +1005,8 @@ TEST_F(SessionCommandsTest, PassAPortsNewsOnWhenTheHostMadeTheManagerItsDelegate
 class BluetoothHooksTest : public StressECGDeviceManagerTest {
  protected:
   std::vector<std::string> asked_;
-  std::shared_ptr<ScriptedCentral> central_ =
-      std::make_shared<ScriptedCentral>([this](const BluetoothCall& call) { asked_.push_back(call.text()); });
+  std::shared_ptr<doubles::ScriptedCentral> central_ = std::make_shared<doubles::ScriptedCentral>(
+      [this](const doubles::BluetoothCall& call) { asked_.push_back(call.text()); });
 };
 
 TEST_F(BluetoothHooksTest, KnowTheNameOfTheOximeter) {

@@ -10,8 +10,8 @@ namespace {
 constexpr const char* usualName = "ttyScripted0";
 
 std::shared_ptr<ORSSerialPort> portOf(const std::string& terminalName,
-                                      const std::shared_ptr<ScriptedTerminal>& terminal) {
-  return ORSSerialPort::serialPortWithDevice(scriptedDevice(terminalName, terminal));
+                                      const std::shared_ptr<doubles::ScriptedTerminal>& terminal) {
+  return ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice(terminalName, terminal));
 }
 
 }  // namespace
@@ -19,13 +19,15 @@ std::shared_ptr<ORSSerialPort> portOf(const std::string& terminalName,
 ScriptedPort::ScriptedPort(Start start)
     : ownTime_(std::in_place),
       time_(&*ownTime_),
-      terminal_(std::make_shared<ScriptedTerminal>()),
+      terminal_(std::make_shared<doubles::ScriptedTerminal>()),
       port_(portOf(usualName, terminal_)) {
   if (start == Start::open) open();
 }
 
 ScriptedPort::ScriptedPort(VirtualTime& time, const std::string& terminalName, Start start)
-    : time_(&time), terminal_(std::make_shared<ScriptedTerminal>()), port_(portOf(terminalName, terminal_)) {
+    : time_(&time),
+      terminal_(std::make_shared<doubles::ScriptedTerminal>()),
+      port_(portOf(terminalName, terminal_)) {
   if (start == Start::open) open();
 }
 

@@ -35,7 +35,7 @@ class ScriptedPort {
   const std::shared_ptr<ORSSerialPort>& port() const { return port_; }
   operator const std::shared_ptr<ORSSerialPort>&() const { return port_; }
   ORSSerialPort* operator->() const { return port_.get(); }
-  ScriptedTerminal& terminal() { return *terminal_; }
+  doubles::ScriptedTerminal& terminal() { return *terminal_; }
   VirtualTime& time() { return *time_; }
 
   /// What was written so far.
@@ -56,7 +56,7 @@ class ScriptedPort {
  private:
   std::optional<VirtualTime> ownTime_;
   VirtualTime* time_;
-  std::shared_ptr<ScriptedTerminal> terminal_;
+  std::shared_ptr<doubles::ScriptedTerminal> terminal_;
   std::shared_ptr<ORSSerialPort> port_;
 };
 

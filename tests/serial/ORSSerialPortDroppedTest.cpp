@@ -21,7 +21,7 @@ namespace tarsil {
 namespace {
 
 using namespace std::chrono_literals;
-using Call = ScriptedTerminal::Call;
+using Call = doubles::ScriptedTerminal::Call;
 using Selector = ORSSerialPortDelegate::Selector;
 
 ORSSerialPort::Request request(const char* data, double timeout = 0) {
@@ -37,7 +37,7 @@ struct Provocation {
   /// in a packet's evaluator.
   std::string key;
   std::optional<Selector> selector;
-  std::function<void(ORSSerialPort&, ScriptedTerminal&)> act;
+  std::function<void(ORSSerialPort&, doubles::ScriptedTerminal&)> act;
   bool beginsOpen = true;
 
   friend void PrintTo(const Provocation& provocation, std::ostream* stream) { *stream << provocation.name; }
@@ -53,9 +53,9 @@ class ORSSerialPortDroppedTest : public testing::TestWithParam<Provocation> {
   }
 
   VirtualTime time;
-  const std::shared_ptr<ScriptedTerminal> terminal = std::make_shared<ScriptedTerminal>();
+  const std::shared_ptr<doubles::ScriptedTerminal> terminal = std::make_shared<doubles::ScriptedTerminal>();
   std::shared_ptr<ORSSerialPort> port =
-      ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyDropped0", terminal));
+      ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttyDropped0", terminal));
   const std::weak_ptr<ORSSerialPort> last = port;
   ORSSerialPort::Descriptor evaluated = std::make_shared<ORSSerialPacketDescriptor>(
       ORSSerialPacketDescriptor::Evaluated{.maximumPacketLength = 1, .responseEvaluator = [this](ByteView) {
@@ -92,7 +92,7 @@ const auto descriptor = std::make_shared<ORSSerialPacketDescriptor>(
     ORSSerialPacketDescriptor::FixedPacket{.packetData = hex("a1")});
 
 using Port = ORSSerialPort;
-using Device = ScriptedTerminal;
+using Device = doubles::ScriptedTerminal;
 
 INSTANTIATE_TEST_SUITE_P(
     InAnObserver, ORSSerialPortDroppedTest,

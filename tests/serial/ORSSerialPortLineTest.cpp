@@ -26,7 +26,7 @@ using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-using Call = ScriptedTerminal::Call;
+using Call = doubles::ScriptedTerminal::Call;
 using Selector = ORSSerialPortDelegate::Selector;
 
 const std::vector<Call> callsOfOpening = {
@@ -51,7 +51,7 @@ class ORSSerialPortLineTest : public ::testing::Test {
   }
 
   ScriptedPort port{ScriptedPort::Start::closed};
-  ScriptedTerminal& terminal = port.terminal();
+  doubles::ScriptedTerminal& terminal = port.terminal();
   RecordingPortDelegate client;
 };
 
@@ -126,7 +126,7 @@ TEST_F(ORSSerialPortLineTest, ASecondOpenerFailsWithTheLocksError) {
 }
 
 TEST_F(ORSSerialPortLineTest, DescriptorZeroIsNotOpen) {
-  struct FirstDescriptor : ScriptedTerminal {
+  struct FirstDescriptor : doubles::ScriptedTerminal {
     Result<int> open(const std::string&) override { return 0; }
     Result<> close(int descriptor) override {
       EXPECT_EQ(descriptor, 0);
@@ -136,7 +136,7 @@ TEST_F(ORSSerialPortLineTest, DescriptorZeroIsNotOpen) {
     int closed = 0;
   };
   const auto zero = std::make_shared<FirstDescriptor>();
-  const auto other = ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyZero0", zero));
+  const auto other = ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttyZero0", zero));
   RecordingPortDelegate unlucky;
   other->setDelegate(unlucky);
   other->open();
@@ -146,8 +146,8 @@ TEST_F(ORSSerialPortLineTest, DescriptorZeroIsNotOpen) {
 }
 
 TEST_F(ORSSerialPortLineTest, APathThatIsNotAsciiCannotBeOpened) {
-  const auto unreachable = std::make_shared<ScriptedTerminal>();
-  const auto other = ORSSerialPort::serialPortWithDevice(scriptedDevice("tty串口0", unreachable));
+  const auto unreachable = std::make_shared<doubles::ScriptedTerminal>();
+  const auto other = ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("tty串口0", unreachable));
   RecordingPortDelegate unlucky;
   other->setDelegate(unlucky);
   other->open();
@@ -371,7 +371,7 @@ TEST_F(ORSSerialPortLineTest, DrivesOutputLinesWhenTheyChange) {
 }
 
 TEST_F(ORSSerialPortLineTest, OpeningDrivesTheOutputLinesAndLeavesTheOtherBitsAsTheyAre) {
-  struct LinesOfItsOwn : ScriptedTerminal {
+  struct LinesOfItsOwn : doubles::ScriptedTerminal {
     Result<int> getModemLines(int) override { return TIOCM_RTS | TIOCM_RI | TIOCM_CTS; }
     Result<> setModemLines(int, int lines) override {
       written.push_back(lines);
@@ -380,7 +380,7 @@ TEST_F(ORSSerialPortLineTest, OpeningDrivesTheOutputLinesAndLeavesTheOtherBitsAs
     std::vector<int> written;
   };
   const auto device = std::make_shared<LinesOfItsOwn>();
-  const auto other = ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyLines0", device));
+  const auto other = ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttyLines0", device));
   other->setDTR(true);
   other->open();
   EXPECT_THAT(device->written, ElementsAre(TIOCM_DTR | TIOCM_RI | TIOCM_CTS));
@@ -645,8 +645,8 @@ TEST_F(ORSSerialPortLineTest, AClosedPortReadsNothing) {
 TEST_F(ORSSerialPortLineTest, ClosesInOrder) {
   TerminalAttributes initial;
   initial.speed = 300;
-  const auto owned = std::make_shared<ScriptedTerminal>(initial);
-  const auto line = ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyOwned0", owned));
+  const auto owned = std::make_shared<doubles::ScriptedTerminal>(initial);
+  const auto line = ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttyOwned0", owned));
   line->setDelegate(client);
   line->setUsesRTSCTSFlowControl(true);
   line->open();

@@ -55,7 +55,7 @@ class ScriptedRegistry final : public SerialDeviceRegistry {
 };
 
 std::shared_ptr<const SerialDevice> device(const std::string& name) {
-  return scriptedDevice(name, std::make_shared<ScriptedTerminal>());
+  return doubles::scriptedDevice(name, std::make_shared<doubles::ScriptedTerminal>());
 }
 
 std::vector<std::string> names(const Ports& ports) {
@@ -64,8 +64,8 @@ std::vector<std::string> names(const Ports& ports) {
   return names;
 }
 
-ScriptedTerminal& terminalOf(const ORSSerialPort& port) {
-  return dynamic_cast<ScriptedTerminal&>(*port.device()->terminal);
+doubles::ScriptedTerminal& terminalOf(const ORSSerialPort& port) {
+  return dynamic_cast<doubles::ScriptedTerminal&>(*port.device()->terminal);
 }
 
 /// What the manager posted, as "Connected ttyA ttyB".
@@ -308,7 +308,7 @@ TEST_F(ORSSerialPortManagerTest, APortOutsideTheListSleepsAsItIs) {
   own->open();
   manager.systemWillSleep({.name = "sleep"});
   manager.systemDidWake({.name = "wake"});
-  EXPECT_EQ(terminalOf(*own).count(ScriptedTerminal::Call::setModemLines), 1U);
+  EXPECT_EQ(terminalOf(*own).count(doubles::ScriptedTerminal::Call::setModemLines), 1U);
   own->close();
   ASSERT_TRUE(runUntilOpen(*own, false));
 }
@@ -330,9 +330,9 @@ class ORSSerialPortManagerDeathTest : public ::testing::Test {
   static void openPortThatTellsItsEnd() {
     static TerminalAttributes initialAttributes;
     initialAttributes.speed = 300;
-    static const auto terminal = std::make_shared<ScriptedTerminal>(initialAttributes);
+    static const auto terminal = std::make_shared<doubles::ScriptedTerminal>(initialAttributes);
     static const auto client = std::make_shared<RecordingPortDelegate>();
-    useRegistry({scriptedDevice("ttyEnd0", terminal)});
+    useRegistry({doubles::scriptedDevice("ttyEnd0", terminal)});
     std::atexit([] {
       std::string calls;
       for (const auto& call : client->calls()) calls += " " + call.text;
@@ -349,14 +349,14 @@ class ORSSerialPortManagerDeathTest : public ::testing::Test {
   static void openPortOfAnotherManager() {
     static TerminalAttributes initialAttributes;
     initialAttributes.speed = 600;
-    static const auto terminal = std::make_shared<ScriptedTerminal>(initialAttributes);
+    static const auto terminal = std::make_shared<doubles::ScriptedTerminal>(initialAttributes);
     const auto isRestored = [] { return terminal->attributes().speed == 600; };
     std::atexit(
         [] { std::fprintf(stderr, "other restored: %s\n", yes(terminal->attributes().speed == 600)); });
     openPortThatTellsItsEnd();
     const auto registry = std::make_shared<ScriptedRegistry>();
     { const ORSSerialPortManager gone(registry); }
-    registry->present = {scriptedDevice("ttyOther0", terminal)};
+    registry->present = {doubles::scriptedDevice("ttyOther0", terminal)};
     static ORSSerialPortManager& other = *new ORSSerialPortManager(registry);
     other.objectInAvailablePortsAtIndex(0)->open();
     std::fprintf(stderr, "open: %s, ", yes(!isRestored()));
@@ -401,7 +401,8 @@ void blockAWriter() {
     tcgetattr(device.descriptor(), &after);
     std::fprintf(stderr, "restored: %s\n", after.c_lflag == before.c_lflag ? "yes" : "no");
   });
-  auto entry = *scriptedDevice("ttyStuck0", std::make_shared<LinuxTerminal>(std::make_shared<HastyDriver>()));
+  auto entry =
+      *doubles::scriptedDevice("ttyStuck0", std::make_shared<LinuxTerminal>(std::make_shared<HastyDriver>()));
   entry.calloutPath = device.path();
   const auto registry = std::make_shared<ScriptedRegistry>();
   registry->present = {std::make_shared<SerialDevice>(std::move(entry))};

@@ -232,7 +232,7 @@ TEST_F(ORSSerialPortRequestsTest, CancelsWaitingRequests) {
 
 TEST_F(ORSSerialPortRequestsTest, AWriteThatFailsLeavesTheRequestPendingUntilItsTimeout) {
   const auto one = request("01", "a1", 1.0);
-  port.terminal().failNext(ScriptedTerminal::Call::write, EIO);
+  port.terminal().failNext(doubles::ScriptedTerminal::Call::write, EIO);
   EXPECT_FALSE(port->sendRequest(one));
   EXPECT_EQ(port->pendingRequest(), one);
   EXPECT_TRUE(port->sendRequest(withoutResponse("02")));
@@ -361,9 +361,9 @@ class ORSSerialPortRequestsOnThreadsTest : public testing::Test {
     ASSERT_TRUE(RunLoop::main().runUntil(until, seconds(60)));
   }
 
-  std::shared_ptr<ScriptedTerminal> terminal = std::make_shared<ScriptedTerminal>();
+  std::shared_ptr<doubles::ScriptedTerminal> terminal = std::make_shared<doubles::ScriptedTerminal>();
   std::shared_ptr<ORSSerialPort> port =
-      ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyScripted0", terminal));
+      ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttyScripted0", terminal));
   RecordingPortDelegate client;
   std::vector<Observation> observations;
 };
@@ -382,7 +382,7 @@ TEST_F(ORSSerialPortRequestsOnThreadsTest, AFailedWriteOfARequestIsToldLaterSoTh
   const auto one = request("01", "a1");
   const auto two = request("02", "a2");
   client.onCall([&](ORSSerialPort& sender, const RecordedCall&) { EXPECT_TRUE(sender.sendRequest(two)); });
-  terminal->failNext(ScriptedTerminal::Call::write, EIO);
+  terminal->failNext(doubles::ScriptedTerminal::Call::write, EIO);
   EXPECT_FALSE(port->sendRequest(one));
   EXPECT_THAT(client.calls(), IsEmpty());
   run([&] { return !client.calls().empty(); });

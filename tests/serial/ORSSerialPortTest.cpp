@@ -27,7 +27,8 @@ using ::testing::IsEmpty;
 class ORSSerialPortTest : public ::testing::Test {
  protected:
   static std::shared_ptr<ORSSerialPort> portNamed(const std::string& name) {
-    return ORSSerialPort::serialPortWithDevice(scriptedDevice(name, std::make_shared<ScriptedTerminal>()));
+    return ORSSerialPort::serialPortWithDevice(
+        doubles::scriptedDevice(name, std::make_shared<doubles::ScriptedTerminal>()));
   }
 
   /// Ports that the process held before.
@@ -44,7 +45,7 @@ TEST_F(ORSSerialPortTest, HasThePropertiesOfItsDevice) {
 
 TEST_F(ORSSerialPortTest, HasEmptyNamesWhereItsDeviceHasNone) {
   auto nameless = std::make_shared<SerialDevice>();
-  nameless->terminal = std::make_shared<ScriptedTerminal>();
+  nameless->terminal = std::make_shared<doubles::ScriptedTerminal>();
   const auto unknown = ORSSerialPort::serialPortWithDevice(nameless);
   EXPECT_EQ(unknown->path(), "");
   EXPECT_EQ(unknown->name(), "");

@@ -27,7 +27,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
-using Call = ScriptedTerminal::Call;
+using Call = doubles::ScriptedTerminal::Call;
 
 // A port on the machine's own clock and threads. The test is the main thread; the delegate checks that it is
 // called there.
@@ -65,9 +65,9 @@ class ORSSerialPortThreadsTest : public ::testing::Test {
     client.takeCalls();
   }
 
-  const std::shared_ptr<ScriptedTerminal> terminal = std::make_shared<ScriptedTerminal>();
+  const std::shared_ptr<doubles::ScriptedTerminal> terminal = std::make_shared<doubles::ScriptedTerminal>();
   std::shared_ptr<ORSSerialPort> port =
-      ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyThreads0", terminal));
+      ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttyThreads0", terminal));
   RecordingPortDelegate client;
 };
 
@@ -129,17 +129,17 @@ TEST_F(ORSSerialPortThreadsTest, AVanishedDeviceIsReportedThenRemovedThenClosedE
 }
 
 TEST_F(ORSSerialPortThreadsTest, AVanishedDeviceIsReportedOnceHoweverLongClosingTakes) {
-  struct SlowToRead : ScriptedTerminal {
+  struct SlowToRead : doubles::ScriptedTerminal {
     Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) override {
       reading.set_value();
       goOn.get_future().wait();
-      return ScriptedTerminal::read(descriptor, buffer, size);
+      return doubles::ScriptedTerminal::read(descriptor, buffer, size);
     }
     std::promise<void> reading;
     std::promise<void> goOn;
   };
   const auto slow = std::make_shared<SlowToRead>();
-  const auto other = ORSSerialPort::serialPortWithDevice(scriptedDevice("ttySlow0", slow));
+  const auto other = ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttySlow0", slow));
   other->setDelegate(client);
   other->open();
   ASSERT_TRUE(runUntilCalled(opened()));

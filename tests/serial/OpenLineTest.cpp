@@ -18,7 +18,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Call = ScriptedTerminal::Call;
+using Call = doubles::ScriptedTerminal::Call;
 
 class OpenLineTest : public ::testing::Test {
  protected:
@@ -26,7 +26,7 @@ class OpenLineTest : public ::testing::Test {
     return std::make_shared<OpenLine>(terminal, *terminal->open("/dev/tty"));
   }
 
-  const std::shared_ptr<ScriptedTerminal> terminal = std::make_shared<ScriptedTerminal>();
+  const std::shared_ptr<doubles::ScriptedTerminal> terminal = std::make_shared<doubles::ScriptedTerminal>();
   std::shared_ptr<OpenLine> line = opened();
 };
 

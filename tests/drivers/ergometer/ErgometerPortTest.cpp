@@ -43,7 +43,7 @@ TYPED_TEST(ErgometerPortTest, TellsItsOwnHostThatThePortOpenedAndVanished) {
 }
 
 TYPED_TEST(ErgometerPortTest, PrintsPortErrorsOnly) {
-  this->port.terminal().failNext(ScriptedTerminal::Call::write, EIO);
+  this->port.terminal().failNext(doubles::ScriptedTerminal::Call::write, EIO);
   this->ergometer->requestBP();
   this->port.advance({});
   EXPECT_THAT(this->printed.diagnostic(), SizeIs(1));

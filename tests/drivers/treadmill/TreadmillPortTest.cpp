@@ -63,7 +63,7 @@ TYPED_TEST(TreadmillPortTest, NeedsNoHost) {
 }
 
 TYPED_TEST(TreadmillPortTest, PrintsPortErrorsAndNothingElse) {
-  this->port.terminal().failNext(ScriptedTerminal::Call::write, EIO);
+  this->port.terminal().failNext(doubles::ScriptedTerminal::Call::write, EIO);
   this->treadmill->startDeivce();
   this->port.advance({});
   EXPECT_THAT(this->printed.diagnostic(), ElementsAre(Error::posix(EIO, this->port->path()).description()));

@@ -219,7 +219,7 @@ TEST_F(BPDeviceTest, TellsTheHostThatThePortOpenedAndVanished) {
 }
 
 TEST_F(BPDeviceTest, PrintsPortErrorsOnly) {
-  port.terminal().failNext(ScriptedTerminal::Call::write, EIO);
+  port.terminal().failNext(doubles::ScriptedTerminal::Call::write, EIO);
   tango->requestSpO2();
   port.advance({});
   EXPECT_THAT(printed.diagnostic(), SizeIs(1));

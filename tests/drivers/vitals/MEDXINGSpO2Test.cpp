@@ -48,8 +48,8 @@ class MEDXINGSpO2Test : public testing::Test {
   PrintedLines printed;
   RecordingHost host;
   std::vector<std::string> calls;
-  std::shared_ptr<ScriptedCentral> central =
-      std::make_shared<ScriptedCentral>([this](const BluetoothCall& call) { calls.push_back(call.text()); });
+  std::shared_ptr<doubles::ScriptedCentral> central = std::make_shared<doubles::ScriptedCentral>(
+      [this](const doubles::BluetoothCall& call) { calls.push_back(call.text()); });
   std::shared_ptr<MEDXINGSpO2> oximeter = std::make_shared<MEDXINGSpO2>();
 };
 

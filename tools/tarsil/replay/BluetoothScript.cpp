@@ -26,8 +26,8 @@ BluetoothState stateNamed(const std::string& name) {
 
 }  // namespace
 
-BluetoothCallObserver bluetoothEvents(Events& events) {
-  return [&events](const BluetoothCall& call) {
+doubles::BluetoothCallObserver bluetoothEvents(Events& events) {
+  return [&events](const doubles::BluetoothCall& call) {
     Json event = Json::array({"call", call.receiver, call.name});
     if (call.argument) event.push_back(*call.argument);
     events.add(event);
@@ -35,7 +35,8 @@ BluetoothCallObserver bluetoothEvents(Events& events) {
 }
 
 BluetoothScript::BluetoothScript(Events& events, std::shared_ptr<MEDXINGSpO2> oximeter)
-    : oximeter_(std::move(oximeter)), central_(std::make_shared<ScriptedCentral>(bluetoothEvents(events))) {
+    : oximeter_(std::move(oximeter)),
+      central_(std::make_shared<doubles::ScriptedCentral>(bluetoothEvents(events))) {
   oximeter_->btManager = central_;
   central_->setDelegate(oximeter_);
 }
@@ -102,12 +103,13 @@ bool BluetoothScript::performPeripheralEvent(const std::string& event, const Ope
   return true;
 }
 
-std::shared_ptr<ScriptedCharacteristic> BluetoothScript::characteristic(const Operation& operation) const {
+std::shared_ptr<doubles::ScriptedCharacteristic> BluetoothScript::characteristic(
+    const Operation& operation) const {
   const auto named = operation.find("uuid");
   const std::string UUID = named ? named->text() : oximeter_->characteristicid;
   // A value may come of a characteristic that nobody discovered.
   const auto known = peripheral()->characteristic(UUID);
-  return known ? known : std::make_shared<ScriptedCharacteristic>(UUID);
+  return known ? known : std::make_shared<doubles::ScriptedCharacteristic>(UUID);
 }
 
 void BluetoothScript::setField(const Operation& operation) {
@@ -122,8 +124,8 @@ std::string BluetoothScript::identifier(const Operation& operation) const {
   return id ? id->text() : peripheral()->identifier();
 }
 
-std::shared_ptr<ScriptedPeripheral> BluetoothScript::peripheral() const {
-  const auto stored = std::dynamic_pointer_cast<ScriptedPeripheral>(oximeter_->peripheral);
+std::shared_ptr<doubles::ScriptedPeripheral> BluetoothScript::peripheral() const {
+  const auto stored = std::dynamic_pointer_cast<doubles::ScriptedPeripheral>(oximeter_->peripheral);
   return stored ? stored : central_->peripheral(lastDiscovered_);
 }
 

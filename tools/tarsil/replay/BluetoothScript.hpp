@@ -25,19 +25,19 @@ class BluetoothScript {
   bool performCentralEvent(const std::string& event, const Operation& operation);
   bool performPeripheralEvent(const std::string& event, const Operation& operation);
   /// The characteristic that the operation names, else the oximeter's own.
-  std::shared_ptr<ScriptedCharacteristic> characteristic(const Operation& operation) const;
+  std::shared_ptr<doubles::ScriptedCharacteristic> characteristic(const Operation& operation) const;
   void setField(const Operation& operation);
   /// The identifier that the operation names, else that of the peripheral at hand.
   std::string identifier(const Operation& operation) const;
   /// The peripheral that the oximeter has stored, else the one discovered last.
-  std::shared_ptr<ScriptedPeripheral> peripheral() const;
+  std::shared_ptr<doubles::ScriptedPeripheral> peripheral() const;
 
   std::shared_ptr<MEDXINGSpO2> oximeter_;
-  std::shared_ptr<ScriptedCentral> central_;
+  std::shared_ptr<doubles::ScriptedCentral> central_;
   std::string lastDiscovered_;
 };
 
 /// The observer that turns what is asked of a central and its peripherals into events.
-BluetoothCallObserver bluetoothEvents(Events& events);
+doubles::BluetoothCallObserver bluetoothEvents(Events& events);
 
 }  // namespace tarsil::cli

@@ -13,9 +13,9 @@ namespace tarsil::cli {
 namespace {
 
 std::shared_ptr<ORSSerialPort> scriptedPort(Events& events) {
-  const auto terminal = std::make_shared<ScriptedTerminal>();
+  const auto terminal = std::make_shared<doubles::ScriptedTerminal>();
   terminal->onWrite([&events](const Bytes& bytes) { events.add(Json::array({"send", hexadecimal(bytes)})); });
-  return ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyReplay0", terminal));
+  return ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttyReplay0", terminal));
 }
 
 }  // namespace

@@ -17,11 +17,11 @@ PortSubject::PortSubject(ReplayWorld world, const Operation& start)
   if (firstState != "open" && firstState != "closed") {
     throw ScriptError("a bare port is \"open\" or \"closed\", not \"" + firstState + '"');
   }
-  const auto terminal = std::make_shared<ScriptedTerminal>();
+  const auto terminal = std::make_shared<doubles::ScriptedTerminal>();
   terminal->onWrite([&events = world_.events](const Bytes& bytes) {
     events.add(Json::array({"send", hexadecimal(bytes)}));
   });
-  port_ = ORSSerialPort::serialPortWithDevice(scriptedDevice("ttyReplay0", terminal));
+  port_ = ORSSerialPort::serialPortWithDevice(doubles::scriptedDevice("ttyReplay0", terminal));
   if (firstState == "open") port_->open();
   world_.time.settle();
   // Only now, so that nothing is heard of the opening.

@@ -43,7 +43,7 @@ void StationPorts::set(const std::vector<std::string>& names) {
 const StationPorts::Device& StationPorts::device(const std::string& name, std::size_t occurrence) {
   auto& device = known_[{name, occurrence}];
   if (device) return device;
-  const auto terminal = std::make_shared<ScriptedTerminal>();
+  const auto terminal = std::make_shared<doubles::ScriptedTerminal>();
   terminal->onWrite([&events = world_.events, name](const Bytes& bytes) {
     events.add(Json::array({"send", hexadecimal(bytes), name}));
   });

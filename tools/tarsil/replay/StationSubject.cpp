@@ -32,8 +32,8 @@ Result& ofRole(PortType role, Result& device, Result& BP, Result& SpO2) {
 }
 
 /// The manager's own connect: its peripheral goes by its name.
-BluetoothCallObserver centralEvents(Events& events, const StressECGDeviceManager& manager) {
-  return [&events, &manager](const BluetoothCall& call) {
+doubles::BluetoothCallObserver centralEvents(Events& events, const StressECGDeviceManager& manager) {
+  return [&events, &manager](const doubles::BluetoothCall& call) {
     events.add(Json::array({"call", call.receiver, call.name, textOrNull(manager.getSpO2BlueToothName())}));
   };
 }
@@ -45,10 +45,10 @@ StationSubject::StationSubject(ReplayWorld world, StressECGDeviceManager& manage
       manager_(manager),
       ports_(ports),
       anyPort_(ORSSerialPort::serialPortWithDevice(
-          scriptedDevice("ttyReplay0", std::make_shared<ScriptedTerminal>()))) {
+          doubles::scriptedDevice("ttyReplay0", std::make_shared<doubles::ScriptedTerminal>()))) {
   ports_.set({});
   manager_.delegate = replayHost(world_.events, "manager", allHostSelectors());
-  manager_.btManager = std::make_shared<ScriptedCentral>(centralEvents(world_.events, manager_));
+  manager_.btManager = std::make_shared<doubles::ScriptedCentral>(centralEvents(world_.events, manager_));
 }
 
 void StationSubject::perform(const Operation& operation) {
@@ -131,8 +131,8 @@ void StationSubject::setPeripheral(const Operation& operation) {
     manager_.peripheral = nullptr;
     return;
   }
-  manager_.peripheral = std::make_shared<ScriptedPeripheral>("peripheral", operation["name"].optionalText(),
-                                                             bluetoothEvents(world_.events));
+  manager_.peripheral = std::make_shared<doubles::ScriptedPeripheral>(
+      "peripheral", operation["name"].optionalText(), bluetoothEvents(world_.events));
 }
 
 }  // namespace tarsil::cli

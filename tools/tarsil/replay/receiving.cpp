@@ -24,8 +24,8 @@ class ChunkGatherer final : public ORSSerialPortDelegate {
 
 }  // namespace
 
-ScriptedTerminal& scriptedTerminal(const ORSSerialPort& port) {
-  return dynamic_cast<ScriptedTerminal&>(*port.device()->terminal);
+doubles::ScriptedTerminal& scriptedTerminal(const ORSSerialPort& port) {
+  return dynamic_cast<doubles::ScriptedTerminal&>(*port.device()->terminal);
 }
 
 void deliverChunk(VirtualTime& time, ORSSerialPort& port, ORSSerialPortDelegate& driver, const Bytes& chunk) {

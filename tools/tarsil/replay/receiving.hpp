@@ -8,7 +8,7 @@
 namespace tarsil::cli {
 
 /// The terminal that a scripted port is opened through.
-ScriptedTerminal& scriptedTerminal(const ORSSerialPort& port);
+doubles::ScriptedTerminal& scriptedTerminal(const ORSSerialPort& port);
 
 /// Delivers one chunk to the port and, in one piece, to its delegate, `driver`. An open port reads the bytes;
 /// a chunk that no port reads (it is empty, or the port is closed) goes to the driver alone.
