@@ -5,6 +5,8 @@
 
 #include <sstream>
 
+#include "tests/cli-report/ScratchFolder.hpp"
+
 namespace tarsil::cli {
 namespace {
 
@@ -45,10 +47,21 @@ TEST_F(PortPrinterTest, SaysThatThereIsNoPort) {
 
 TEST_F(PortPrinterTest, ListsWhatAnAdapterSaysOfItself) {
   text.list({adapter(), pseudoTerminal()});
-  EXPECT_THAT(out.str(),
-              HasSubstr("\nttyUSB7        0403:6001 FTDI                     USB UART                 A9"));
-  EXPECT_THAT(out.str(), HasSubstr(" /nowhere/ttyUSB7     /dev/serial/by-id/usb-FTDI\n"));
-  EXPECT_THAT(out.str(), HasSubstr("\nsimulated      -         -"));
+  EXPECT_EQ(out.str().substr(0, out.str().find("\ncannot")),
+            "PORT           USB       ADAPTER, AND PATHS BELOW               SERIAL NUMBER\n"
+            "ttyUSB7        0403:6001 FTDI USB UART                          A9\n"
+            "               /nowhere/ttyUSB7\n"
+            "               /dev/serial/by-id/usb-FTDI\n"
+            "simulated      -         -                                      -\n"
+            "               /dev/ptmx");
+}
+
+TEST_F(PortPrinterTest, FitsIntoEightyColumns) {
+  auto talkative = std::make_shared<SerialDevice>(*adapter());
+  talkative->usb->manufacturer = std::string(60, 'm');
+  talkative->usb->serialNumber = std::string(60, '9');
+  text.list({talkative});
+  for (const std::string& line : linesOf(out.str())) EXPECT_LE(line.size(), 80U) << line;
 }
 
 TEST_F(PortPrinterTest, SaysWhyAPortCannotBeOpened) {

@@ -204,7 +204,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "a simulated station has its own ports: leave out --simulate or the port"},
         Refused{{"--simulate", "--bp", "ttyUSB0"},
                 "a simulated station has its own ports: leave out --simulate or the port"},
-        Refused{{"--fly"}, "The following argument was not expected: --fly (see --help)"}));
+        Refused{{"--fly"}, "run has no option --fly; see `tarsil run --help`"}));
 
 TEST(RunCommandTest, RefusesASpeedupOutOfItsRange) {
   for (const char* speedup : {"0.5", "nan", "1e7", "fast"}) {

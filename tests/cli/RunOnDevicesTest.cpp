@@ -121,7 +121,9 @@ TEST_F(RunOnDevicesTest, ASilentDeviceIsNotStoodOn) {
 TEST_F(RunOnDevicesTest, APortThatIsNoneCannotBeOpened) {
   const auto ended = run(arguments("LodeTreadmill@/nowhere/tty", longWalk));
   EXPECT_EQ(ended.code, 3);
-  EXPECT_EQ(ended.errors, "tarsil: cannot open /nowhere/tty (exercise): there is no such port now\n");
+  EXPECT_EQ(ended.errors,
+            "tarsil: /nowhere/tty: there is no such port now\n"
+            "tarsil: cannot open /nowhere/tty (exercise): there is no such port now\n");
   EXPECT_THAT(ended.output, HasSubstr("FAILURE: /nowhere/tty: there is no such port now"));
 }
 
@@ -142,8 +144,10 @@ TEST_F(RunOnDevicesTest, APortOfAnotherProgramCannotBeOpened) {
   ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
   const auto ended = run(arguments("LodeTreadmill@" + device.path(), longWalk));
   EXPECT_EQ(ended.code, 3);
-  EXPECT_THAT(ended.errors, StartsWith("tarsil: cannot open " + device.path() +
-                                       " (exercise): another program has it open"));
+  EXPECT_THAT(ended.errors,
+              StartsWith("tarsil: " + device.path() + ": another program has it open: tests-cli"));
+  EXPECT_THAT(ended.errors, HasSubstr("\ntarsil: cannot open " + device.path() +
+                                      " (exercise): another program has it open"));
   close(other);
 }
 

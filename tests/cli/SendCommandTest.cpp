@@ -11,6 +11,7 @@ namespace {
 using Json = nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 TEST(SendCommandTest, PrintsTheBytesOfALoad) {
   const auto ended = run({"send", "LodeTreadmill", "--what", "setLoad", "--load", "5", "--grade", "2.5"});
@@ -49,25 +50,43 @@ TEST(SendCommandTest, WritesJson) {
                              "errors":[{"code":"01","details":"Power Beyond the limit"}]}])"));
 }
 
+TEST(SendCommandTest, WarnsOfALoadThatNoMachineReads) {
+  const auto ended = run({"send", "TM-400V2", "--what", "setLoad", "--load", "1.5", "--grade", "3"});
+  EXPECT_EQ(ended.code, 0);
+  EXPECT_EQ(
+      ended.errors,
+      "tarsil: warning: speed 1.5 km/h: TM-400V2 carries 1.6 to 17.2 km/h; no machine reads this as it is "
+      "meant\n"
+      "tarsil: warning: grade 3 %: TM-400V2 carries nothing; no machine reads this as it is meant\n");
+  EXPECT_THAT(run({"send", "TM_400V2", "--what", "setLoad", "--load", "5"}).errors, IsEmpty());
+}
+
 TEST(SendCommandTest, ReportsThatTheProcessWouldStop) {
   const auto ended = run({"send", "TM-400V2", "--what", "setLoad", "--load", "nan"});
   EXPECT_EQ(ended.code, 1);
-  EXPECT_EQ(ended.errors,
-            "tarsil: the process would stop here: ten times the speed in km/h does not fit a 64-bit integer: "
-            "nan\n");
+  EXPECT_EQ(
+      ended.errors,
+      "tarsil: warning: speed nan km/h: TM-400V2 carries 1.6 to 17.2 km/h; no machine reads this as it is "
+      "meant\n"
+      "tarsil: the process would stop here: ten times the speed in km/h does not fit a 64-bit integer: "
+      "nan\n");
 }
 
 TEST(SendCommandTest, RefusesWhatItDoesNotKnow) {
   const auto unknownModel = run({"send", "Bike", "--what", "startDeivce"});
   EXPECT_EQ(unknownModel.code, 2);
-  EXPECT_THAT(unknownModel.errors, HasSubstr("there is no model Bike; it is one of "));
+  EXPECT_THAT(unknownModel.errors, HasSubstr("there is no model \"Bike\"; it is one of "));
   const auto unknownOperation = run({"send", "TM-400V2", "--what", "fly"});
   EXPECT_EQ(unknownOperation.code, 2);
-  EXPECT_THAT(unknownOperation.errors, HasSubstr("startDeivce"));
+  EXPECT_THAT(unknownOperation.errors, StartsWith("tarsil: --what: \"fly\" is none of setLoad, "));
   const auto noLoad = run({"send", "TM-400V2", "--what", "setLoad"});
   EXPECT_EQ(noLoad.code, 2);
   EXPECT_EQ(noLoad.errors, "tarsil: setLoad needs --load\n");
-  EXPECT_EQ(run({"send", "TM-400V2", "--what", "setLoad", "--load", "fast"}).code, 2);
+  const auto noNumber = run({"send", "TM-400V2", "--what", "setLoad", "--load", "fast"});
+  EXPECT_EQ(noNumber.code, 2);
+  EXPECT_EQ(noNumber.errors, "tarsil: --load: \"fast\" is no number; see `tarsil send --help`\n");
+  EXPECT_EQ(run({"send", "TM-400V2", "--what"}).errors,
+            "tarsil: --what needs a value; see `tarsil send --help`\n");
 }
 
 }  // namespace

@@ -4,9 +4,12 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <string_view>
 
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/commands.hpp"
+#include "tools/tarsil/completion/completions.hpp"
+#include "tools/tarsil/parseErrorText.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -38,6 +41,11 @@ int runProgram(int argc, const char* const* argv) {
     declared->callback([&code, &command] { code = command->run(); });
   }
 
+  // Asked by shells while a person types; it is no command of theirs.
+  if (argc > 1 && std::string_view(argv[1]) == "complete") {
+    for (const std::string& word : completions(program, {argv + 2, argv + argc})) std::cout << word << '\n';
+    return succeeded;
+  }
   try {
     program.parse(argc, argv);
     flushOutput();
@@ -45,7 +53,7 @@ int runProgram(int argc, const char* const* argv) {
   } catch (const CLI::Success& help) {
     return program.exit(help);
   } catch (const CLI::ParseError& error) {
-    return complain(ExitCode::badInput, std::string(error.what()) + " (see --help)");
+    return complain(ExitCode::badInput, parseErrorText(error, program));
   } catch (const CommandFailure& failure) {
     return complain(failure.code(), failure.what());
   } catch (const std::exception& error) {

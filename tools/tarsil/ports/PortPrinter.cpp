@@ -38,12 +38,24 @@ OrderedJson asJson(const SerialDevice& device) {
           {"obstacle", orNull(obstacle(device))}};
 }
 
+/// Lines of at most 80 columns, but for paths, which are of no use cut.
+constexpr auto* row = "{:<14} {:<9} {:<38.38} {:.16}";
+constexpr auto* pathRow = "\n{:<14} {}";
+
+std::string adapterText(const UsbIdentity& usb) {
+  const std::string text = usb.manufacturer + (usb.manufacturer.empty() ? "" : " ") + usb.product;
+  return text.empty() ? "-" : text;
+}
+
 std::string asText(const SerialDevice& device) {
   const auto usb = device.usb.value_or(UsbIdentity{});
   const std::string ids = device.usb ? usb.vendorId + ":" + usb.productId : "-";
-  return fmt::format("{:<14} {:<9} {:<24} {:<24} {:<16} {:<20} {}", orDash(device.terminalName), ids,
-                     orDash(usb.manufacturer), orDash(usb.product), orDash(usb.serialNumber),
-                     orDash(device.calloutPath), orDash(device.stablePath));
+  std::string text = fmt::format(fmt::runtime(row), orDash(device.terminalName), ids, adapterText(usb),
+                                 orDash(usb.serialNumber));
+  for (const auto& path : {device.calloutPath, device.stablePath}) {
+    if (path) text += fmt::format(fmt::runtime(pathRow), "", *path);
+  }
+  return text;
 }
 
 }  // namespace
@@ -59,8 +71,7 @@ void PortPrinter::list(const SerialDeviceRegistry::Devices& devices) const {
     out_ << "no serial ports\n" << std::flush;
     return;
   }
-  out_ << fmt::format("{:<14} {:<9} {:<24} {:<24} {:<16} {:<20} {}\n", "PORT", "USB", "MANUFACTURER",
-                      "PRODUCT", "SERIAL NUMBER", "PATH", "STABLE PATH");
+  out_ << fmt::format(fmt::runtime(row), "PORT", "USB", "ADAPTER, AND PATHS BELOW", "SERIAL NUMBER") << '\n';
   for (const auto& device : devices) out_ << asText(*device) << '\n';
   for (const auto& device : devices) {
     if (const auto why = obstacle(*device)) out_ << *why << '\n';

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <iostream>
+#include <set>
 #include <thread>
 
 #include "simulators/physics/Patient.hpp"
@@ -92,6 +93,19 @@ std::vector<Protocol> demoProtocols(StressDeviceType kind) {
   return protocols;
 }
 
+/// Says at once why a port does not open, and what to do about it. One that vanishes later is the view's.
+class LineComplaints {
+ public:
+  void hear(const Event& event) {
+    if (std::holds_alternative<LineOpened>(event.what)) opened_.insert(event.source);
+    const auto* failed = std::get_if<LineFailed>(&event.what);
+    if (failed && !opened_.contains(event.source)) std::cerr << "tarsil: " << failed->text << std::endl;
+  }
+
+ private:
+  std::set<Source> opened_;
+};
+
 ExitCode exitCodeOf(ExerciseTest::Outcome outcome) {
   switch (outcome) {
     case ExerciseTest::Outcome::completed:
@@ -167,6 +181,9 @@ ExitCode RunCommand::run() {
   const bool isLive = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
   std::optional<PlainView> plainView;
   if (!isLive) plainView.emplace(protocol.device);
+  // Somebody has to do something about it, and the view shows it only in passing.
+  if (!isLive)
+    station.onEvent([complaints = LineComplaints()](const Event& event) mutable { complaints.hear(event); });
   const auto folder = makeFolder(protocol, plan);
   std::optional<DemandTeller> teller;
   if (partners) teller.emplace(*partners);

@@ -5,8 +5,11 @@
 #include <algorithm>
 #include <iostream>
 
+#include "tarsil/station/standardCatalogue.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
+#include "tools/tarsil/didYouMean.hpp"
 #include "tools/tarsil/numberBetween.hpp"
+#include "tools/tarsil/oneOf.hpp"
 #include "tools/tarsil/replay/Value.hpp"
 #include "tools/tarsil/replay/deviceNamed.hpp"
 #include "tools/tarsil/replay/deviceOperations.hpp"
@@ -57,6 +60,28 @@ void print(const DeviceCommand& command, const CommandEffect& effect) {
   if (effect.writes.empty() && effect.errors.empty() && !effect.fatal) std::cout << "  nothing\n";
 }
 
+/// Loads go out as they are asked for, also in frames that say something else, or nothing.
+void warnOfLoad(const std::string& model, float load, float grade) {
+  const auto models = standardCatalogue().models();
+  const auto found = std::find_if(models.begin(), models.end(), [&](const DeviceModel& known) {
+    return known.name == model || known.className == model;
+  });
+  if (found == models.end() || !found->exercise) return;
+  const auto warn = [&](const CarriedRange& range, float value, const char* what, const char* unit) {
+    if (range.carries(value)) return;
+    std::cerr << fmt::format(
+        "tarsil: warning: {} {:g} {}: {} carries {}; no machine reads this as it is meant\n", what, value,
+        unit, found->name, range.text(unit));
+  };
+  if (found->kind == DeviceKind::treadmill) {
+    warn(found->exercise->speed, load, "speed", "km/h");
+    if (grade != 0 || found->exercise->grade.carriesAnything())
+      warn(found->exercise->grade, grade, "grade", "%");
+  } else {
+    warn(found->exercise->power, load, "power", "W");
+  }
+}
+
 }  // namespace
 
 void SendCommand::declare(CLI::App& command) {
@@ -66,7 +91,7 @@ void SendCommand::declare(CLI::App& command) {
                   "Operation of the device, e.g. startDeivce; several are sent one after another")
       ->required()
       ->allow_extra_args(false)
-      ->check(CLI::IsMember(sendableOperations()));
+      ->check(oneOf(sendableOperations()));
   command.add_option("--load", load_, "For setLoad: km/h of a treadmill, watts of an ergometer");
   command.add_option("--grade", grade_, "For setLoad: percent")->capture_default_str();
   command.add_option("--wait", wait_, "Seconds after each operation in which delayed commands show")
@@ -77,8 +102,9 @@ void SendCommand::declare(CLI::App& command) {
 
 std::vector<DeviceCommand> SendCommand::deviceCommands() const {
   if (!deviceNamed(model_)) {
-    throw CommandFailure(ExitCode::badInput, fmt::format("there is no model {}; it is one of {}", model_,
-                                                         fmt::join(deviceNames(), ", ")));
+    throw CommandFailure(ExitCode::badInput,
+                         fmt::format("there is no model \"{}\"; it is one of {}{}", model_,
+                                     fmt::join(deviceNames(), ", "), didYouMean(model_, deviceNames())));
   }
   if (contains(what_, setLoad) && !load_) {
     throw CommandFailure(ExitCode::badInput, "setLoad needs --load");
@@ -92,6 +118,7 @@ std::vector<DeviceCommand> SendCommand::deviceCommands() const {
 
 ExitCode SendCommand::run() {
   const auto commands = deviceCommands();
+  if (contains(what_, setLoad)) warnOfLoad(model_, *load_, grade_);
   const auto effects = sentBytes(model_, commands, std::chrono::duration<double>(wait_));
   auto list = nlohmann::ordered_json::array();
   for (std::size_t at = 0; at < commands.size(); ++at) {

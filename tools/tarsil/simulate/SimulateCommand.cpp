@@ -19,6 +19,7 @@
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
 #include "tools/tarsil/cableOption.hpp"
+#include "tools/tarsil/didYouMean.hpp"
 #include "tools/tarsil/numberBetween.hpp"
 
 namespace tarsil::cli {
@@ -65,7 +66,8 @@ ExitCode SimulateCommand::run() {
   patient.setEffort(effort_);
   const auto device = simulators::makeSimulatedDevice(model_, patient);
   if (!device)
-    throw CommandFailure(badInput, fmt::format("no model \"{}\" is simulated; see --list", model_));
+    throw CommandFailure(badInput, fmt::format("no model \"{}\" is simulated; see --list{}", model_,
+                                               didYouMean(model_, simulators::simulatedModels())));
   applyFaults(*device);
 
   const Interruption interruption([] { RunLoop::main().stop(); });

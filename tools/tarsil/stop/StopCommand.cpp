@@ -9,9 +9,9 @@
 
 #include "tarsil/guard/GuardedStation.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
-#include "tarsil/station/standardCatalogue.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
 #include "tools/tarsil/Interruption.hpp"
+#include "tools/tarsil/exerciseModel.hpp"
 #include "tools/tarsil/numberBetween.hpp"
 #include "tools/tarsil/run/PlainView.hpp"
 #include "tools/tarsil/run/PrintedLines.hpp"
@@ -38,12 +38,6 @@ struct Seen {
   }
 };
 
-StressDeviceType kindOf(const std::string& name) {
-  const auto model = standardCatalogue().modelNamed(name);
-  return model && model->kind == DeviceKind::treadmill ? StressDeviceType::Treadmill
-                                                       : StressDeviceType::Ergometer;
-}
-
 }  // namespace
 
 void StopCommand::declare(CLI::App& command) {
@@ -57,7 +51,8 @@ ExitCode StopCommand::run() {
   std::signal(SIGPIPE, SIG_IGN);
   const std::size_t at = device_.find('@');
   if (at == std::string::npos) throw CommandFailure(badInput, "name the device and its port: MODEL@PORT");
-  const std::string model = device_.substr(0, at);
+  const DeviceModel known = exerciseModel(device_.substr(0, at));
+  const std::string& model = known.name;
 
   PrintedLines printed;
   const auto opened =
@@ -67,7 +62,7 @@ ExitCode StopCommand::run() {
   printed.setStation(station);
 
   Seen seen;
-  PlainView view(kindOf(model));
+  PlainView view(kindOf(known));
   station->onEvent([&](const Event& event) {
     seen.hear(event);
     view.show(event);
