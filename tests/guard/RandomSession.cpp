@@ -7,11 +7,11 @@
 #include <memory>
 #include <optional>
 #include <random>
-#include <set>
 #include <utility>
 
 #include "tarsil/station/standardCatalogue.hpp"
 #include "tests/guard/GuardedSession.hpp"
+#include "tests/guard/StationRules.hpp"
 
 namespace tarsil {
 namespace {
@@ -53,7 +53,6 @@ class Player {
   void advance();
 
   void hear(const Event& event);
-  void hearAsked(const Asked& asked);
   void hearStandstill();
   void check();
   void checkStop();
@@ -66,10 +65,7 @@ class Player {
   Duration passed_{};
 
   // What the rules need to know.
-  Load told_;
-  int pollsSinceReport_ = 0;
-  bool latched_ = false;
-  std::set<AlarmKind> alarms_;
+  std::optional<StationRules> rules_;
   /// When the protective stop was due, while it was not seen to take hold.
   std::optional<Duration> stopDue_;
   bool commandsAreMuted_ = false;
@@ -125,6 +121,7 @@ Load Player::randomLoad() {
 
 RandomSession Player::play() {
   session_ = std::make_unique<GuardedSession>(randomSetting());
+  rules_.emplace(*model_, setting_.limits, [this](const std::string& what) { violate(what); });
   session_->station()->onEvent([this](const Event& event) { hear(event); });
   const int steps = 250 + static_cast<int>(below(200));
   for (int i = 0; i < steps; ++i) {
@@ -135,6 +132,7 @@ RandomSession Player::play() {
     check();
   }
   session_.reset();
+  result_.checks += rules_->checks();
   return std::move(result_);
 }
 
@@ -149,10 +147,7 @@ void Player::hostActs() {
   if (!station) {
     if (isUnplugged_) return;
     session_->openAgain();
-    told_ = {};
-    latched_ = false;
-    alarms_.clear();
-    pollsSinceReport_ = 0;
+    rules_->beginAnew();
     stopDue_.reset();
     station->onEvent([this](const Event& event) { hear(event); });
     return tell("host opens again");
@@ -246,39 +241,13 @@ void Player::hear(const Event& event) {
     session_->station().reset();
     tell("dropped");
   }
-  if (const auto* asked = std::get_if<Asked>(&event.what)) return hearAsked(*asked);
-  if (std::holds_alternative<LoadMeasured>(event.what)) pollsSinceReport_ = 0;
+  rules_->hear(event);
   if (std::holds_alternative<StandstillSeen>(event.what)) hearStandstill();
-  if (std::holds_alternative<WasReset>(event.what)) latched_ = false;
-  if (const auto* alarm = std::get_if<AlarmRaised>(&event.what)) alarms_.insert(alarm->kind);
-  if (const auto* alarm = std::get_if<AlarmCleared>(&event.what)) alarms_.erase(alarm->kind);
+  if (std::holds_alternative<Started>(event.what)) tell("started");
   if (const auto* stop = std::get_if<ProtectiveStop>(&event.what)) {
     tell(std::string("protective stop: ") + name(stop->cause));
-    latched_ = true;
     stopDue_ = passed_ + 1s;
   }
-  if (std::holds_alternative<Started>(event.what)) {
-    tell("started");
-    if (latched_) violate("the exercise began without a reset");
-  }
-}
-
-void Player::hearAsked(const Asked& asked) {
-  if (asked.command == Command::requestLoad) ++pollsSinceReport_;
-  if (asked.command == Command::start || asked.command == Command::stop) told_ = {};
-  if (asked.command != Command::setLoad) return;
-  ++result_.checks;
-  const Limits& limits = setting_.limits;
-  if (asked.load.speed > limits.speed.highest || asked.load.grade > limits.grade.highest ||
-      asked.load.power > limits.power.highest) {
-    violate("the device is asked for more than the limits allow");
-  }
-  const bool raises =
-      asked.load.speed > told_.speed || asked.load.grade > told_.grade || asked.load.power > told_.power;
-  const bool reports = model_->exercise->loadReport != LoadReport::none;
-  if (raises && reports && pollsSinceReport_ > 3) violate("the load is raised while the device is not heard");
-  if (raises && latched_) violate("the load is raised after a protective stop");
-  told_ = asked.load;
 }
 
 void Player::hearStandstill() {
@@ -290,18 +259,16 @@ void Player::hearStandstill() {
 }
 
 void Player::check() {
-  ++result_.checks;
   const auto& station = session_->station();
   if (!station) return;
-  for (const AlarmKind kind : station->alarms()) {
-    if (!alarms_.contains(kind)) violate(std::string("an alarm that nobody was told of: ") + name(kind));
-  }
+  rules_->check(*station);
   checkStop();
 }
 
 /// Within a second a device that can be reached has been asked to stand.
 void Player::checkStop() {
   if (!stopDue_ || passed_ < *stopDue_) return;
+  ++result_.checks;
   const bool reaches = !commandsAreMuted_ && !isUnplugged_ && setting_.cable.commands.lose == 0 &&
                        (!lastFault_ || passed_ - *lastFault_ > 3s);
   if (reaches && !machineWasTouched_ && isAskedToMove(session_->device().truth())) {

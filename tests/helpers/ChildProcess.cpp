@@ -75,6 +75,12 @@ void ChildProcess::signal(int number) const {
   if (isRunning()) kill(pid_, number);
 }
 
+bool ChildProcess::hasEnded() const {
+  siginfo_t end{};
+  return isRunning() && waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         end.si_pid == pid_;
+}
+
 int ChildProcess::wait() {
   if (!isRunning()) return 127;
   int status = 0;

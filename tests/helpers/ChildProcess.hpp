@@ -34,6 +34,8 @@ class ChildProcess {
   bool isRunning() const { return pid_ > 0; }
   /// -1 when it does not run.
   pid_t pid() const { return pid_; }
+  /// It has ended by itself, and waits to be waited for.
+  bool hasEnded() const;
   void signal(int number) const;
   /// Waits for the end of the program; its exit status, -1 when a signal ended it.
   int wait();
