@@ -20,6 +20,7 @@
 #include "tools/tarsil/numberBetween.hpp"
 #include "tools/tarsil/run/PrintedLines.hpp"
 #include "tools/tarsil/run/chosenPort.hpp"
+#include "tools/tarsil/run/stationNamed.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -99,7 +100,8 @@ void print(const LineCheck& check) {
 }  // namespace
 
 void CheckCommand::declare(CLI::App& command) {
-  command.add_option("DEVICE", places_, "MODEL@PORT, one or several")->required();
+  command.add_option("DEVICE", places_, "MODEL@PORT, one or several");
+  command.add_option("--station", station_, "Every device of a station's file that has a line");
   command.add_option("--seconds", seconds_, "Ask for so long")
       ->check(numberBetween(1, 3600))
       ->capture_default_str();
@@ -112,8 +114,19 @@ std::shared_ptr<LineCheck> CheckCommand::checkOf(const std::string& place) const
   return std::make_shared<LineCheck>(modelNamed(place.substr(0, at)), deviceAt(place.substr(at + 1)));
 }
 
+void CheckCommand::takeStation() {
+  if (station_.empty()) return;
+  const Station station = stationNamed(station_);
+  places_.push_back(station.exercise);
+  if (!station.monitor.empty()) places_.push_back("Tango@" + station.monitor);
+  if (!station.oximeter.empty() && station.oximeter != "bluetooth")
+    places_.push_back("MEDXINGPort@" + station.oximeter);
+}
+
 ExitCode CheckCommand::run() {
   std::signal(SIGPIPE, SIG_IGN);
+  takeStation();
+  if (places_.empty()) throw CommandFailure(badInput, "name a device, MODEL@PORT, or a station");
   std::vector<std::shared_ptr<LineCheck>> checks;
   std::set<std::string> paths;
   for (const std::string& place : places_) {

@@ -19,9 +19,11 @@ class CheckCommand final : public Command {
   ExitCode run() override;
 
  private:
+  void takeStation();
   std::shared_ptr<LineCheck> checkOf(const std::string& place) const;
 
   std::vector<std::string> places_;
+  std::string station_;
   double seconds_ = 5;
 };
 

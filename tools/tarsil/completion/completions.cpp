@@ -12,6 +12,7 @@
 #include "tools/tarsil/exerciseModel.hpp"
 #include "tools/tarsil/replay/deviceOperations.hpp"
 #include "tools/tarsil/run/protocolNamed.hpp"
+#include "tools/tarsil/run/stationNamed.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -61,6 +62,7 @@ Words faultsOf(const std::string& model) {
 Words valuesOf(const std::string& option, const Words& words) {
   const std::string& word = words.back();
   if (option == "--exercise") return joined(places(exerciseModels(), word), namesOf(exerciseModels()));
+  if (option == "--station") return stationNames();
   if (option == "--bp") return ports();
   if (option == "--spo2") return joined(ports(), {"bluetooth"});
   if (option == "--protocol") return joined(builtInProtocols(), {"demo"});

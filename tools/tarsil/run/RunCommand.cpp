@@ -30,6 +30,7 @@
 #include "tools/tarsil/run/PrintedLines.hpp"
 #include "tools/tarsil/run/chosenPort.hpp"
 #include "tools/tarsil/run/protocolNamed.hpp"
+#include "tools/tarsil/run/stationNamed.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -127,6 +128,8 @@ ExitCode exitCodeOf(ExerciseTest::Outcome outcome) {
 }  // namespace
 
 void RunCommand::declare(CLI::App& command) {
+  declared_ = &command;
+  command.add_option("--station", station_, "A station of a file: models, ports and limits");
   command.add_option("--exercise", exercise_, "MODEL@PORT, or MODEL alone with --simulate")
       ->capture_default_str();
   command.add_option("--bp", bp_, "Port of a Tango blood-pressure monitor");
@@ -156,7 +159,27 @@ void RunCommand::declare(CLI::App& command) {
       ->check(numberBetween(10, 400));
 }
 
+void RunCommand::takeStation() {
+  if (station_.empty()) return;
+  if (simulate_)
+    throw CommandFailure(badInput,
+                         "a simulated station has its own ports: leave out --simulate or --station");
+  const Station station = stationNamed(station_);
+  const auto take = [this](const char* option, auto& value, const auto& given) {
+    if (declared_->count(option) == 0) value = given;
+  };
+  take("--exercise", exercise_, station.exercise);
+  take("--bp", bp_, station.monitor);
+  take("--spo2", spo2_, station.oximeter);
+  take("--report", report_, station.report);
+  take("--strict", isStrict_, station.isStrict);
+  take("--max-speed", limits_.speed.highest, station.maxSpeed.value_or(limits_.speed.highest));
+  take("--max-grade", limits_.grade.highest, station.maxGrade.value_or(limits_.grade.highest));
+  take("--max-power", limits_.power.highest, station.maxPower.value_or(limits_.power.highest));
+}
+
 ExitCode RunCommand::run() {
+  takeStation();
   checkOptions();
   // A reader of our output, or a simulated device, that goes away must not take the process with it, nor a
   // report that is not allowed to grow.

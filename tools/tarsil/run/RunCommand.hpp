@@ -30,6 +30,8 @@ class RunCommand final : public Command {
   ExitCode run() override;
 
  private:
+  /// What the station's file says and the command line does not.
+  void takeStation();
   void checkOptions() const;
   /// The one that was named, or several of which the first one that the station carries is meant.
   std::vector<Protocol> chosenProtocols() const;
@@ -43,6 +45,9 @@ class RunCommand final : public Command {
   ExitCode go(GuardedStation& station, ExerciseTest& test, SessionFolder* folder, VirtualTime* time) const;
   void liveFaster(const ExerciseTest& test, VirtualTime& time) const;
 
+  /// To ask which options were given.
+  CLI::App* declared_ = nullptr;
+  std::string station_;
   std::string exercise_ = "LodeTreadmill";
   std::string bp_;
   std::string spo2_;
