@@ -19,6 +19,8 @@ class [[nodiscard]] Answer {
     portTwice,
     /// The plan's numbers contradict themselves: a limit or heartbeat that is not above zero, or no number.
     badPlan,
+    /// The plan's journal cannot be made.
+    noJournal,
     /// No frame of this model carries any load.
     notDrivable,
     /// Not a number, or below zero.

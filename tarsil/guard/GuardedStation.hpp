@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -9,6 +10,7 @@
 
 #include "tarsil/guard/Answer.hpp"
 #include "tarsil/guard/Event.hpp"
+#include "tarsil/guard/Journal.hpp"
 #include "tarsil/guard/Limits.hpp"
 #include "tarsil/guard/Load.hpp"
 #include "tarsil/guard/Readings.hpp"
@@ -28,8 +30,8 @@ class BluetoothCentral;
 ///     const Answer answer = station->start();   // refused, with its reason, until the station is ready
 ///     station->setLoad({.speed = 2.7F, .grade = 10});
 ///
-/// What it asks, hears, refuses and alarms becomes an event. It polls the exercise device once a second from
-/// its opening to its end. It starts nothing by itself, ever.
+/// What it asks, hears, refuses and alarms becomes an event, and stands in its journal. It polls the exercise
+/// device once a second from its opening to its end. It starts nothing by itself, ever.
 ///
 /// Main thread, but for `alive()` and `stopNow()`; the host runs `RunLoop::main()`, or pumps it.
 class GuardedStation : public std::enable_shared_from_this<GuardedStation> {
@@ -58,27 +60,37 @@ class GuardedStation : public std::enable_shared_from_this<GuardedStation> {
     /// The watcher program; empty: the installed one. None: without a watcher, for a process that moves
     /// nothing real (simulated devices on the virtual clock).
     std::optional<std::string> watcher = std::string();
+    /// Where everything that happens is written down, from the opening on. None: nowhere, for a process that
+    /// moves nothing real.
+    std::optional<JournalFile> journal = JournalFile();
   };
 
-  /// What `open` hands back: a station whose ports are being opened, or the reason why there is none.
+  /// What `open` hands back: a station whose ports are being opened, or every reason why there is none.
   class Opening {
    public:
-    explicit Opening(Answer refusal) : answer_(std::move(refusal)) {}
+    /// At least one.
+    explicit Opening(std::vector<Answer> refusals);
     explicit Opening(std::shared_ptr<GuardedStation> station)
         : answer_(Answer::accepted()), station_(std::move(station)) {}
 
     explicit operator bool() const { return station_ != nullptr; }
+    /// Accepted; or the first reason's code, and all their sentences.
     const Answer& answer() const { return answer_; }
+    /// One by one; none when accepted.
+    const std::vector<Answer>& refusals() const { return refusals_; }
     const std::shared_ptr<GuardedStation>& station() const { return station_; }
     GuardedStation* operator->() const { return station_.get(); }
 
    private:
     Answer answer_;
+    std::vector<Answer> refusals_;
     std::shared_ptr<GuardedStation> station_;
   };
 
-  /// Refuses a model or a port that is not there, and numbers that contradict themselves. Ports open some
-  /// moments later; a port that does not is an event, and is tried again until the station is closed.
+  /// Refuses a model or a port that is not there, one port for two devices, numbers that contradict
+  /// themselves, and a journal that cannot be made, with every reason at once and before any port is opened.
+  /// Ports open some moments later; a port that does not is an event, and is tried again until the station is
+  /// closed.
   static Opening open(Plan plan);
 
   /// A station that is dropped while its exercise runs leaves the belt to its watcher, which stops it.
@@ -144,6 +156,9 @@ class GuardedStation : public std::enable_shared_from_this<GuardedStation> {
   /// What holds `start()` back now; accepted when nothing does.
   Answer readiness() const;
   Readings readings() const;
+  /// The file; empty: none. It stays whole lines, whatever ends the process. That it cannot be written any
+  /// more is an alarm.
+  std::filesystem::path journal() const;
   /// Where the host wants to go, and what the device was last told.
   Load target() const;
   Load commanded() const;

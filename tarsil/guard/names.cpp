@@ -18,6 +18,8 @@ const char* name(Answer::Code code) {
       return "portTwice";
     case badPlan:
       return "badPlan";
+    case noJournal:
+      return "noJournal";
     case notDrivable:
       return "notDrivable";
     case badValue:

@@ -1,9 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -11,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tarsil/exercise/Journal.hpp"
+#include "tarsil/guard/Journal.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
@@ -269,20 +267,25 @@ TEST_F(SessionFolderTest, IsDatedAndItsOwn) {
   EXPECT_EQ(second.path(), folder_ / "2024-03-01 14.05.09 (2)");
 }
 
-TEST_F(SessionFolderTest, KeepsTheJournalAtOnceAndTheReportAtTheEnd) {
+TEST_F(SessionFolderTest, MakesTheReportFromTheJournalAtTheEnd) {
   SessionFolder session = make();
+  const JournalFile file = session.journalFile();
+  JournalWriter writer(file.path, {.began = Clock::wallNow(), .facts = file.facts});
   time_.advance(1500ms);
-  session.hear(note("hello"));
-  const auto journal = readJournal(textOf(session.path() / "journal.jsonl"));
-  ASSERT_TRUE(journal);
-  ASSERT_THAT(journal->events, SizeIs(1));
-  EXPECT_EQ(journal->events[0].at, Clock::Instant(1500ms));
+  writer.write(note("hello"));
+  writer.flush();
   EXPECT_FALSE(std::filesystem::exists(session.path() / "report.html"));
   session.finish();
   EXPECT_EQ(textOf(session.path() / "session.csv"),
             "time_s,role,kind,what,value1,value2,value3,text\n1.500,session,event,note,,,,hello\n");
   EXPECT_THAT(textOf(session.path() / "report.html"), HasSubstr("<h1>A &amp; B</h1>"));
   EXPECT_EQ(session.failure(), std::nullopt);
+}
+
+TEST_F(SessionFolderTest, GoesAgainWithoutASession) {
+  SessionFolder session = make();
+  session.discard();
+  EXPECT_FALSE(std::filesystem::exists(session.path()));
 }
 
 TEST_F(SessionFolderTest, RefusesAFolderThatCannotBeMade) {
@@ -293,38 +296,15 @@ TEST_F(SessionFolderTest, RefusesAFolderThatCannotBeMade) {
                   testing::Property(&CommandFailure::what, HasSubstr("file/sessions: Not a directory")))));
 }
 
-/// While it exists, files of this process cannot grow beyond `bytes`.
-class SmallDisk {
- public:
-  explicit SmallDisk(std::size_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
-  SmallDisk(const SmallDisk&) = delete;
-  SmallDisk& operator=(const SmallDisk&) = delete;
-
- private:
-  rlimit before_{};
-};
-
-TEST_F(SessionFolderTest, AFullDiskIsToldOnceAndWhatCanBeKeptIsKept) {
+TEST_F(SessionFolderTest, ReportsWhatWasHeardWhereTheJournalIsNotComplete) {
   SessionFolder session = make();
-  std::vector<std::string> told;
-  session.onFailure = [&](const std::string& reason) { told.push_back(reason); };
-  {
-    const SmallDisk disk(3000);
-    for (int i = 0; i < 4; ++i) session.hear(note(std::string(1000, 'x')));
-  }
-  EXPECT_THAT(told, ElementsAre(HasSubstr("journal.jsonl: File too large")));
-  EXPECT_THAT(session.failure(), Optional(told.at(0)));
-  // There is room again: the report has everything that was heard.
+  session.hear(note("before"));
+  session.hear({.at = Clock::now(), .what = AlarmRaised{AlarmKind::journalFailed, "no room"}});
+  session.hear(note("after"));
+  EXPECT_THAT(session.failure(), Optional(std::string("no room")));
   session.finish();
-  EXPECT_THAT(linesOf(textOf(session.path() / "session.csv")), SizeIs(5));
+  EXPECT_THAT(linesOf(textOf(session.path() / "session.csv")), SizeIs(4));
   EXPECT_THAT(textOf(session.path() / "report.html"), EndsWith("</html>\n"));
-  EXPECT_THAT(told, SizeIs(1));
 }
 
 TEST_F(SessionFolderTest, OneFileThatCannotBeWrittenLeavesTheOthersWhole) {

@@ -8,8 +8,8 @@
 
 #include "simulators/lines/SimulatedStation.hpp"
 #include "tarsil/exercise/ExerciseTest.hpp"
-#include "tarsil/exercise/Journal.hpp"
 #include "tarsil/guard/GuardedStation.hpp"
+#include "tarsil/guard/Journal.hpp"
 #include "tarsil/runtime/Timer.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tools/tarsil/report/SessionRecord.hpp"
@@ -36,7 +36,8 @@ class SimulatedSession {
     const auto opened = GuardedStation::open({.exercise = {.model = model, .port = "exercise"},
                                               .monitor = "bp",
                                               .oximeter = "spo2",
-                                              .watcher = std::nullopt});
+                                              .watcher = std::nullopt,
+                                              .journal = std::nullopt});
     station = opened.station();
     station->onEvent([this, start = Clock::now()](Event event) {
       event.at = Clock::Instant(event.at - start);

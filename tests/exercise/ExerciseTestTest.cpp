@@ -52,6 +52,7 @@ class ExerciseTestTest : public testing::Test {
   void begin(GuardedStation::Plan plan, const std::string& protocol) {
     time_.settle();
     plan.watcher = std::nullopt;
+    plan.journal = std::nullopt;
     const auto opened = GuardedStation::open(std::move(plan));
     ASSERT_TRUE(opened) << opened.answer().reason();
     station_ = opened.station();

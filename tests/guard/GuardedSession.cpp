@@ -40,7 +40,8 @@ void GuardedSession::openAgain() {
                                        .oximeter = setting_.oximeter ? line("spo2").path() : "",
                                        .limits = setting_.limits,
                                        .auxiliariesAreVital = setting_.auxiliariesAreVital,
-                                       .watcher = std::nullopt});
+                                       .watcher = std::nullopt,
+                                       .journal = setting_.journal});
   if (!opening) throw std::logic_error(opening.answer().reason());
   station_ = opening.station();
   station_->onEvent([this](const Event& event) { events_.push_back(event); });

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -31,6 +32,7 @@ class GuardedSession {
     simulators::CableBehaviour cable = simulators::CableBehaviour::adapter();
     Limits limits = {};
     bool auxiliariesAreVital = false;
+    std::optional<JournalFile> journal = std::nullopt;
   };
 
   GuardedSession() : GuardedSession(Setting{}) {}

@@ -1,10 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <variant>
+#include <vector>
 
+#include "tarsil/guard/Journal.hpp"
+#include "tarsil/guard/eventText.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tests/helpers/ChildProcess.hpp"
 
@@ -92,6 +98,51 @@ TEST_F(PlainHostTest, ABeltThatFallsSilentIsStoppedAllTheSame) {
 TEST_F(PlainHostTest, ACableThatIsPulledIsAnAlarm) {
   treadmill.order("disconnect");
   EXPECT_TRUE(host.waitForLine("session: PROTECTIVE STOP"));
+}
+
+TEST_F(PlainHostTest, AKilledHostLeavesItsJournal) {
+  const auto wordsOf = [](const std::vector<std::string>& lines) {
+    std::vector<std::string> words;
+    for (const auto& line : lines) {
+      if (line.find(": ") != std::string::npos) words.push_back(line);
+    }
+    return words;
+  };
+  const auto early = wordsOf(host.lines());
+  // Polls are a second apart: two of them later, nothing of that may be missing.
+  for (int poll = 0; poll < 2; ++poll) {
+    const auto count = host.lines().size();
+    const auto isPolled = [&] {
+      const auto& lines = host.lines();
+      return std::find(lines.begin() + static_cast<std::ptrdiff_t>(count), lines.end(),
+                       "exercise: request load") != lines.end();
+    };
+    ASSERT_TRUE(RunLoop::main().runUntil(isPolled, 30s));
+  }
+  host.signal(SIGKILL);
+  host.wait();
+
+  const std::filesystem::path journals = home + "/.local/state/tarsil/journals";
+  std::vector<Journal> found;
+  for (const auto& file : std::filesystem::directory_iterator(journals)) {
+    std::ifstream stream(file.path());
+    found.push_back(readJournal(std::string(std::istreambuf_iterator<char>(stream), {})).value());
+  }
+  ASSERT_EQ(found.size(), 1U);
+  std::vector<std::string> written;
+  bool sent = false;
+  bool received = false;
+  for (const Event& event : found[0].events) {
+    sent = sent || std::holds_alternative<Sent>(event.what);
+    received = received || std::holds_alternative<Received>(event.what);
+    const EventText text = textOf(event, StressDeviceType::Treadmill);
+    if (text.kind != EventKind::traffic)
+      written.push_back(std::string(roleOf(event.source)) + ": " + text.text);
+  }
+  EXPECT_TRUE(sent && received);
+  ASSERT_GE(written.size(), early.size());
+  written.resize(early.size());
+  EXPECT_EQ(written, early);
 }
 
 TEST_F(PlainHostTest, TheNextHostTakesTheBeltOverFromADeadOne) {

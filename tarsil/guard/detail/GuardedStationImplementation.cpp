@@ -36,12 +36,14 @@ detail::Line::Settings settingsOf(const DeviceModel& model) {
 
 GuardedStation::Implementation::Implementation(Plan plan, const DeviceModel& exercise,
                                                std::optional<DeviceModel> monitor,
-                                               std::optional<DeviceModel> oximeter)
+                                               std::optional<DeviceModel> oximeter,
+                                               std::shared_ptr<JournalWriter> journal)
     : plan_(std::move(plan)),
       model_(exercise),
       facts_(*model_.exercise),
       monitorModel_(std::move(monitor)),
       oximeterModel_(std::move(oximeter)),
+      journal_(std::move(journal)),
       rules_(model_, plan_.limits),
       stopFrames_(detail::stopFramesOf(*model_.makeDevice())),
       stopLine_(std::make_shared<StopLine>(stopFrames_.now)) {}
@@ -53,10 +55,13 @@ GuardedStation::Implementation::~Implementation() {
 void GuardedStation::Implementation::abandon() {
   listeners_.clear();
   if (beat_) beat_->invalidate();
+  const bool isOpen = state_ != State::closing && state_ != State::closed;
+  if (journal_ && isOpen) journal_->write({Clock::now(), Source::station, Asked{.command = Command::close}});
   if (hostWatch_->isArmed()) stopLine_->send();
   if (hostWatch_->isArmed()) hostWatch_->leaveToWatcher();
   stopLine_->set(nullptr);
   closeLines();
+  if (journal_) journal_->flush();
 }
 
 // Opening
@@ -86,6 +91,10 @@ detail::Line::Listener GuardedStation::Implementation::lineListener(Source sourc
                 if (const auto* failed = std::get_if<LineFailed>(&what)) failure = *failed;
                 self->emitAt(at, source, std::move(what));
                 if (failure) self->lineFailed(source, *failure);
+              },
+          .written =
+              [journal = journal_, source](Clock::Instant at, const Bytes& bytes) {
+                if (journal) journal->write({at, source, Sent{bytes}});
               },
           .opened = {},
           .received = {},
@@ -214,6 +223,7 @@ void GuardedStation::Implementation::beat() {
   }
   if (state_ == State::closing) return finishClosing();
   updateOpening();
+  lookAfterJournal();
   lookAfterHost();
   lookAfterAuxiliaries();
   if (pressures_) pressures_->tick();
@@ -226,6 +236,16 @@ void GuardedStation::Implementation::beat() {
   if (state_ == State::running) walk();
   if (state_ == State::stopping) continueStop();
   poll();
+}
+
+/// The exercise goes on without: what a patient needs is no file.
+void GuardedStation::Implementation::lookAfterJournal() {
+  if (!journal_) return;
+  if (auto trouble = journal_->trouble()) {
+    raise(AlarmKind::journalFailed, std::move(*trouble));
+  } else {
+    clear(AlarmKind::journalFailed);
+  }
 }
 
 void GuardedStation::Implementation::lookAfterHost() {
@@ -265,6 +285,9 @@ void GuardedStation::Implementation::onEvent(std::function<void(const Event&)> l
 void GuardedStation::Implementation::emitAt(Clock::Instant at, Source source, Event::What what) {
   const auto self = shared_from_this();
   const Event event{at, source, std::move(what)};
+  // What was sent stands there already, written by the thread that sent it: the main one may be frozen.
+  if (journal_ && !std::holds_alternative<Sent>(event.what)) journal_->write(event);
+  if (journal_ && state_ == State::closed) journal_->flush();  // it may be read now
   if (!hasBeaten_) early_.push_back(event);
   // A listener may add another, or drop them all.
   for (std::size_t i = 0; i < listeners_.size(); ++i) {
@@ -445,6 +468,9 @@ void GuardedStation::Implementation::finishClosing() {
   }
   state_ = State::closed;
   beat_->invalidate();
+  if (!journal_) return;
+  journal_->flush();
+  lookAfterJournal();
 }
 
 // Pressures and saturations

@@ -33,7 +33,7 @@ namespace tarsil {
 class GuardedStation::Implementation : public std::enable_shared_from_this<Implementation> {
  public:
   Implementation(Plan plan, const DeviceModel& exercise, std::optional<DeviceModel> monitor,
-                 std::optional<DeviceModel> oximeter);
+                 std::optional<DeviceModel> oximeter, std::shared_ptr<JournalWriter> journal);
   ~Implementation();
 
   /// The devices behind the ports, found by `GuardedStation::open`.
@@ -66,6 +66,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   std::vector<AlarmKind> alarms() const { return {alarms_.begin(), alarms_.end()}; }
   Answer readiness() const;
   Readings readings() const;
+  std::filesystem::path journal() const { return journal_ ? journal_->path() : std::filesystem::path(); }
   Load target() const { return target_; }
   Load commanded() const { return commanded_; }
   /// Every driver that decodes a load reports the current one when its replies are framed.
@@ -85,6 +86,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   void openMonitor(const std::shared_ptr<const SerialDevice>& device);
   void openOximeter(const std::shared_ptr<const SerialDevice>& device);
   void beat();
+  void lookAfterJournal();
   void lookAfterHost();
   void lookAfterAuxiliaries();
   void updateOpening();
@@ -153,6 +155,8 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   const ExerciseFacts facts_;
   const std::optional<DeviceModel> monitorModel_;
   const std::optional<DeviceModel> oximeterModel_;
+  /// Null: none.
+  const std::shared_ptr<JournalWriter> journal_;
   const detail::LoadRules rules_;
   detail::Containment containment_;
   using Listener = std::function<void(const Event&)>;

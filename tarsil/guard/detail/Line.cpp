@@ -147,8 +147,8 @@ void Line::tryToOpen() {
   // The registry's own port objects may serve somebody else: this one is the station's.
   auto telling = std::make_shared<SerialDevice>(*found);
   telling->terminal = std::make_shared<TellingTerminal>(
-      found->terminal, [weak = weak_from_this()](Clock::Instant at, Bytes bytes) {
-        if (const auto line = weak.lock()) line->listener_.event(at, Sent{std::move(bytes)});
+      found->terminal, listener_.written, [weak = weak_from_this()](Clock::Instant at, const Bytes& bytes) {
+        if (const auto line = weak.lock()) line->listener_.event(at, Sent{bytes});
       });
   port_ = ORSSerialPort::serialPortWithDevice(telling);
   port_->setDelegate(shared_from_this());

@@ -25,6 +25,9 @@ class Line final : public ORSSerialPortDelegate, public std::enable_shared_from_
   /// Whom it tells. Set before `open`.
   struct Listener {
     std::function<void(Clock::Instant, Event::What)> event;
+    /// These bytes went over the line just now. Called on the thread that wrote them, before `event` tells of
+    /// it.
+    std::function<void(Clock::Instant, const Bytes&)> written;
     /// A new port object is open; a driver that sends is bound to it now.
     std::function<void(const std::shared_ptr<ORSSerialPort>&)> opened;
     std::function<void(const Bytes&)> received;

@@ -11,13 +11,16 @@
 
 namespace tarsil::detail {
 
-/// Another terminal, which tells on the main thread what was written to it, whoever wrote it. Any thread.
+/// Another terminal, which tells what was written to it, whoever wrote it: at once, on the writer's thread,
+/// and again on the main thread. Any thread.
 class TellingTerminal final : public TerminalWrapper {
  public:
-  using Teller = std::function<void(Clock::Instant at, Bytes bytes)>;
+  using Teller = std::function<void(Clock::Instant at, const Bytes& bytes)>;
 
-  TellingTerminal(std::shared_ptr<Terminal> terminal, Teller teller)
-      : TerminalWrapper(std::move(terminal)), teller_(std::make_shared<const Teller>(std::move(teller))) {}
+  TellingTerminal(std::shared_ptr<Terminal> terminal, Teller atOnce, Teller onMain)
+      : TerminalWrapper(std::move(terminal)),
+        atOnce_(std::move(atOnce)),
+        onMain_(std::make_shared<const Teller>(std::move(onMain))) {}
 
   Result<std::size_t> write(int descriptor, const void* bytes, std::size_t size) override {
     const auto count = TerminalWrapper::write(descriptor, bytes, size);
@@ -27,12 +30,15 @@ class TellingTerminal final : public TerminalWrapper {
 
  private:
   void tell(const std::uint8_t* bytes, std::size_t count) {
-    DispatchQueue::main().async([teller = teller_, at = Clock::now(), written = Bytes(bytes, bytes + count)] {
-      (*teller)(at, written);
-    });
+    const Clock::Instant at = Clock::now();
+    Bytes written(bytes, bytes + count);
+    atOnce_(at, written);
+    DispatchQueue::main().async(
+        [teller = onMain_, at, written = std::move(written)] { (*teller)(at, written); });
   }
 
-  const std::shared_ptr<const Teller> teller_;
+  const Teller atOnce_;
+  const std::shared_ptr<const Teller> onMain_;
 };
 
 }  // namespace tarsil::detail

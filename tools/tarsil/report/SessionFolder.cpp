@@ -3,10 +3,12 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 #include <utility>
+#include <variant>
 
 #include "tarsil/platform/UserFolders.hpp"
 #include "tools/tarsil/CommandFailure.hpp"
@@ -44,36 +46,42 @@ std::string csvText(const Journal& journal, StressDeviceType kind) {
 }  // namespace
 
 SessionFolder::SessionFolder(const std::filesystem::path& parent, JournalHead head)
-    : path_(newFolder(parent, head.began)), journal_{.head = std::move(head)} {
-  try {
-    writer_ = std::make_unique<JournalWriter>(path_ / "journal.jsonl", journal_.head, start_);
-  } catch (const JournalError& error) {
-    throw CommandFailure(reportFailed, error.what());
-  }
-  writer_->onFailure = [this](const std::string& reason) { fail(reason); };
+    : path_(newFolder(parent, head.began)), heard_{.head = std::move(head)} {}
+
+JournalFile SessionFolder::journalFile() const {
+  return {.path = path_ / "journal.jsonl", .facts = heard_.head.facts};
+}
+
+void SessionFolder::discard() {
+  std::error_code ignored;
+  std::filesystem::remove(path_, ignored);
 }
 
 void SessionFolder::hear(const Event& event) {
+  const auto* alarm = std::get_if<AlarmRaised>(&event.what);
+  if (alarm && alarm->kind == AlarmKind::journalFailed) fail(alarm->text);
   Event kept = event;
-  // What happened while the station was being made belongs to its beginning.
-  kept.at = std::max(event.at, start_);
-  writer_->write(kept);
-  kept.at = Clock::Instant(kept.at - start_);
-  journal_.events.push_back(std::move(kept));
+  kept.at = Clock::Instant(event.at - start_);
+  heard_.events.push_back(std::move(kept));
+}
+
+Journal SessionFolder::journal() const {
+  if (failure_) return heard_;
+  std::ifstream file(journalFile().path);
+  auto written = readJournal(std::string(std::istreambuf_iterator<char>(file), {}));
+  return written ? std::move(*written) : heard_;
 }
 
 void SessionFolder::finish() {
   try {
-    writeReport(path_, journal_);
+    writeReport(path_, journal());
   } catch (const ReportError& error) {
     fail(error.what());
   }
 }
 
 void SessionFolder::fail(const std::string& reason) {
-  if (failure_) return;
-  failure_ = reason;
-  if (onFailure) onFailure(reason);
+  if (!failure_) failure_ = reason;
 }
 
 std::filesystem::path standardSessionsFolder() {

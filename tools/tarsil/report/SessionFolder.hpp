@@ -1,42 +1,41 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "tarsil/exercise/Journal.hpp"
+#include "tarsil/guard/Journal.hpp"
 #include "tarsil/runtime/Clock.hpp"
 
 namespace tarsil::cli {
 
-/// The folder of one session, dated and its own: journal.jsonl, written as things happen, and the report that
-/// is made of it at the end. Main thread.
+/// The folder of one session, dated and its own: journal.jsonl, which the station writes as things happen,
+/// and the report that is made of it at the end. Main thread.
 class SessionFolder {
  public:
-  /// Makes a folder below `parent`, and the journal in it; no earlier session is ever touched. Throws
-  /// CommandFailure when one of them cannot be made.
+  /// Makes a folder below `parent`; no earlier session is ever touched. Throws CommandFailure when it cannot
+  /// be made.
   SessionFolder(const std::filesystem::path& parent, JournalHead head);
 
   const std::filesystem::path& path() const { return path_; }
-
-  /// Called once, from within `hear`, when an event could not be written.
-  std::function<void(const std::string& reason)> onFailure;
+  /// For the station.
+  JournalFile journalFile() const;
+  /// There is no session: a folder without files goes again.
+  void discard();
 
   void hear(const Event& event);
-  /// Makes the report from everything heard, also from what the journal had no room for.
+  /// Makes the report from the journal, and from everything heard where that is not complete.
   void finish();
   /// Why a file could not be written: the first reason.
   const std::optional<std::string>& failure() const { return failure_; }
 
  private:
   void fail(const std::string& reason);
+  Journal journal() const;
 
   std::filesystem::path path_;
   const Clock::Instant start_ = Clock::now();
-  Journal journal_;
-  std::unique_ptr<JournalWriter> writer_;
+  Journal heard_;
   std::optional<std::string> failure_;
 };
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tarsil/exercise/Journal.hpp"
 #include "tarsil/exercise/Protocol.hpp"
+#include "tarsil/guard/Journal.hpp"
 #include "tarsil/runtime/Clock.hpp"
 
 namespace tarsil::cli {

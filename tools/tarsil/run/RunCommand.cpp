@@ -190,13 +190,18 @@ ExitCode RunCommand::run() {
 
   const auto candidates = chosenProtocols();
   const auto partners = makePartners();
-  const GuardedStation::Plan plan = planFor(partners.get());
+  GuardedStation::Plan plan = planFor(partners.get());
   const Protocol protocol = carriedOne(candidates, plan);
+  const auto folder = makeFolder(protocol, plan);
+  plan.journal = folder ? std::optional(folder->journalFile()) : std::nullopt;
   PrintedLines printed;
   const auto opened = GuardedStation::open(plan);
   if (!opened) {
-    const bool isPort = opened.answer().code() == Answer::Code::noSuchPort;
-    throw CommandFailure(badInput, opened.answer().reason() + (isPort ? "; see `tarsil ports`" : ""));
+    if (folder) folder->discard();
+    const Answer::Code code = opened.answer().code();
+    const bool isPort = code == Answer::Code::noSuchPort;
+    throw CommandFailure(code == Answer::Code::noJournal ? reportFailed : badInput,
+                         opened.answer().reason() + (isPort ? "; see `tarsil ports`" : ""));
   }
   GuardedStation& station = *opened.station();
   printed.setStation(opened.station());
@@ -207,7 +212,6 @@ ExitCode RunCommand::run() {
   // Somebody has to do something about it, and the view shows it only in passing.
   if (!isLive)
     station.onEvent([complaints = LineComplaints()](const Event& event) mutable { complaints.hear(event); });
-  const auto folder = makeFolder(protocol, plan);
   std::optional<DemandTeller> teller;
   if (partners) teller.emplace(*partners);
   station.onEvent([&](const Event& event) {
@@ -219,7 +223,7 @@ ExitCode RunCommand::run() {
   ExerciseTest test(opened.station(), protocol);
   std::optional<LiveView> liveView;
   if (isLive) liveView.emplace(test, station, plan.exercise.model);
-  const ExitCode result = go(station, test, folder.get(), time ? &*time : nullptr);
+  const ExitCode result = go(station, test, time ? &*time : nullptr);
   liveView.reset();
 
   if (folder) {
@@ -231,19 +235,12 @@ ExitCode RunCommand::run() {
   return succeeded;
 }
 
-ExitCode RunCommand::go(GuardedStation& station, ExerciseTest& test, SessionFolder* folder,
-                        VirtualTime* time) const {
+ExitCode RunCommand::go(GuardedStation& station, ExerciseTest& test, VirtualTime* time) const {
   int interruptions = 0;
   const Interruption interruption([&] {
     if (++interruptions == 1) return test.stop("interrupted");
     test.abandon("interrupted again: closing at once");
   });
-  // The exercise goes on: what a patient needs is no file.
-  if (folder) {
-    folder->onFailure = [&](const std::string& reason) {
-      station.note(AlarmRaised{.kind = AlarmKind::journalFailed, .text = reason});
-    };
-  }
   const auto heartbeat = Timer::scheduled(heartbeatInterval, true, [&](Timer&) { station.alive(); });
   test.begin();
   if (time) {
@@ -252,7 +249,6 @@ ExitCode RunCommand::go(GuardedStation& station, ExerciseTest& test, SessionFold
     RunLoop::main().runUntil([&] { return test.isOver(); }, 24h);
   }
   heartbeat->invalidate();
-  if (folder) folder->onFailure = nullptr;
   return exitCodeOf(test.outcome());
 }
 

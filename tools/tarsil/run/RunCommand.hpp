@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "tarsil/exercise/ExerciseTest.hpp"
-#include "tarsil/exercise/Journal.hpp"
 #include "tarsil/exercise/Protocol.hpp"
 #include "tarsil/guard/GuardedStation.hpp"
+#include "tarsil/guard/Journal.hpp"
 #include "tools/tarsil/Command.hpp"
 #include "tools/tarsil/run/Partners.hpp"
 
@@ -42,7 +42,7 @@ class RunCommand final : public Command {
   std::shared_ptr<BluetoothCentral> oximeterCentral() const;
   std::unique_ptr<Partners> makePartners() const;
   std::unique_ptr<SessionFolder> makeFolder(const Protocol& protocol, const GuardedStation::Plan& plan) const;
-  ExitCode go(GuardedStation& station, ExerciseTest& test, SessionFolder* folder, VirtualTime* time) const;
+  ExitCode go(GuardedStation& station, ExerciseTest& test, VirtualTime* time) const;
   void liveFaster(const ExerciseTest& test, VirtualTime& time) const;
 
   /// To ask which options were given.

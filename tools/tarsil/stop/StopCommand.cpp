@@ -56,7 +56,9 @@ ExitCode StopCommand::run() {
 
   PrintedLines printed;
   const auto opened =
-      GuardedStation::open({.exercise = {.model = model, .port = chosenPort(device_.substr(at + 1))}});
+      // A belt that has to stop waits for no file.
+      GuardedStation::open({.exercise = {.model = model, .port = chosenPort(device_.substr(at + 1))},
+                            .journal = std::nullopt});
   if (!opened) throw CommandFailure(badInput, opened.answer().reason());
   const auto& station = opened.station();
   printed.setStation(station);

@@ -1,4 +1,4 @@
-#include "tarsil/exercise/detail/FlatJson.hpp"
+#include "tarsil/guard/detail/FlatJson.hpp"
 
 #include <array>
 #include <charconv>

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
-#include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -28,36 +28,44 @@ struct JournalHead {
   std::map<std::string, std::string> facts = {};
 };
 
+/// Where a station writes down what happens.
+struct JournalFile {
+  /// Made anew; the folder is there already. Empty: a file of its own in `.local/state/tarsil/journals` in
+  /// the user's home, named after the moment.
+  std::filesystem::path path = {};
+  /// For the head, beside what the station knows: protocol, patient, program.
+  std::map<std::string, std::string> facts = {};
+};
+
 /// Writes what happens in a session to a file, a JSON object a line: the head first, then every event with
-/// its time. Each line is handed to the system at once, so that a process that is killed loses nothing that
-/// had happened. Main thread.
+/// its time. A worker thread hands the lines to the system as they come, so that a process that is killed
+/// loses moments only, and a disk that takes its time holds up nobody. Any thread.
 class JournalWriter {
  public:
   /// Makes the file. Throws `JournalError` when it cannot be made or is there already: no journal is ever
   /// written over. Events count their time from `start`.
-  JournalWriter(std::filesystem::path path, const JournalHead& head, Clock::Instant start = Clock::now());
+  JournalWriter(const std::filesystem::path& path, const JournalHead& head,
+                Clock::Instant start = Clock::now());
+  /// Flushes.
   ~JournalWriter();
   JournalWriter(const JournalWriter&) = delete;
   JournalWriter& operator=(const JournalWriter&) = delete;
 
-  /// Does nothing any more after a failure: what is in the file stays whole lines.
+  const std::filesystem::path& path() const;
+
+  /// Never waits for the file. Does nothing any more after a failure: what is in the file stays whole lines.
   void write(const Event& event);
-  /// Why the file is not complete; none while it is.
-  const std::optional<std::string>& failure() const { return failure_; }
-  /// Called once, from within `write`, when an event could not be written.
-  std::function<void(const std::string& reason)> onFailure;
+  /// Returns when the file has everything, or takes nothing for a second.
+  void flush();
+  /// Why the file is not complete now, as a sentence without its full stop: it could not be written, and then
+  /// it stays as it is; or it has taken nothing for a second, and may go on. None while it is.
+  std::optional<std::string> trouble() const;
 
  private:
-  /// 0, or the error's number.
-  int append(std::string_view line);
-  void giveUp(int error);
+  class File;
 
-  const std::filesystem::path path_;
   const Clock::Instant start_;
-  int descriptor_;
-  /// Of whole lines.
-  std::size_t size_ = 0;
-  std::optional<std::string> failure_;
+  const std::shared_ptr<File> file_;
 };
 
 /// A journal read back.

@@ -3,8 +3,8 @@
 #include <optional>
 #include <string_view>
 
-#include "tarsil/exercise/detail/FlatJson.hpp"
 #include "tarsil/guard/Event.hpp"
+#include "tarsil/guard/detail/FlatJson.hpp"
 
 namespace tarsil::detail {
 

@@ -1,17 +1,23 @@
-#include "tarsil/exercise/Journal.hpp"
+#include "tarsil/guard/Journal.hpp"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <filesystem>
+#include <future>
 #include <limits>
 #include <variant>
 
+#include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/runtime/Timer.hpp"
 #include "tests/cli-report/ScratchFolder.hpp"
 
 namespace tarsil {
@@ -98,6 +104,7 @@ TEST_F(JournalTest, ReadsBackEveryKindOfEvent) {
   for (std::size_t i = 0; i < everyKind.size(); ++i) ASSERT_EQ(everyKind[i].index(), i);
   JournalWriter writer(file_, head, Clock::Instant());
   for (const Event& event : events) writer.write(event);
+  writer.flush();
 
   const Journal journal = readBack();
   EXPECT_EQ(journal.head.began, head.began);
@@ -121,16 +128,18 @@ TEST_F(JournalTest, ALineIsPlainJson) {
 TEST_F(JournalTest, WhatIsNotFiniteReadsBackAsNoNumber) {
   JournalWriter writer(file_, head, Clock::Instant());
   writer.write({.at = Clock::Instant(), .what = PedalRateMeasured{std::numeric_limits<float>::infinity()}});
+  writer.flush();
   const Journal journal = readBack();
   ASSERT_THAT(journal.events, SizeIs(1));
   EXPECT_TRUE(std::isnan(std::get<PedalRateMeasured>(journal.events[0].what).rate));
 }
 
-TEST_F(JournalTest, AKilledProcessHasLostNothing) {
+TEST_F(JournalTest, AKilledProcessHasLostNothingThatWasFlushed) {
   const pid_t child = fork();
   if (child == 0) {
     JournalWriter writer(file_, head, Clock::Instant());
     for (const Event& event : eventsOf(everyKind)) writer.write(event);
+    writer.flush();
     std::raise(SIGKILL);
   }
   int status = 0;
@@ -144,8 +153,8 @@ TEST_F(JournalTest, ATornLastLineIsLeftOutWhereverItWasTorn) {
   {
     JournalWriter writer(file_, head, Clock::Instant());
     for (const Event& event : events) writer.write(event);
-    text = textOf(file_);
   }
+  text = textOf(file_);
   const std::size_t lastLine = text.rfind('\n', text.size() - 2) + 1;
   for (std::size_t size = lastLine + 1; size < text.size(); ++size) {
     const auto journal = readJournal(std::string_view(text).substr(0, size));
@@ -201,24 +210,93 @@ TEST_F(JournalTest, NeverWritesOverAJournal) {
   EXPECT_EQ(textOf(file_), before);
 }
 
-TEST_F(JournalTest, AFullDiskLeavesWholeLinesAndIsToldOnce) {
+/// The descriptor of a file that this process has open.
+int descriptorOf(const std::filesystem::path& file) {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;  // the folder's own
+    if (std::filesystem::read_symlink(entry, gone) == file) return std::stoi(entry.path().filename());
+  }
+  return -1;
+}
+
+/// Puts another file in the place of one that is open.
+void replaceFile(const std::filesystem::path& file, const char* other, int mode) {
+  const int replacement = ::open(other, mode | O_CLOEXEC);
+  ASSERT_GE(dup2(replacement, descriptorOf(file)), 0);
+  ::close(replacement);
+}
+
+Event angina() {
+  return {.at = Clock::Instant(), .what = Marked{.word = "angina"}};
+}
+
+TEST_F(JournalTest, AFullDiskEndsItAfterWholeLines) {
+  JournalWriter writer(file_, head, Clock::Instant());
+  writer.write(angina());
+  writer.flush();
+  EXPECT_EQ(writer.trouble(), std::nullopt);
+  replaceFile(file_, "/dev/full", O_WRONLY);
+  writer.write(angina());
+  writer.flush();
+  EXPECT_EQ(writer.trouble(), "cannot write " + file_.string() + ": No space left on device");
+  writer.write(angina());
+  writer.flush();
+  EXPECT_THAT(readBack().events, SizeIs(1));
+}
+
+TEST_F(JournalTest, AFileThatIsTakenAwayEndsIt) {
+  JournalWriter writer(file_, head, Clock::Instant());
+  replaceFile(file_, "/dev/null", O_RDONLY);
+  writer.write(angina());
+  writer.flush();
+  EXPECT_EQ(writer.trouble(), "cannot write " + file_.string() + ": Bad file descriptor");
+}
+
+TEST_F(JournalTest, TheLastLineThatHasNoRoomIsTakenBack) {
   std::signal(SIGXFSZ, SIG_IGN);
   rlimit before{};
   getrlimit(RLIMIT_FSIZE, &before);
   JournalWriter writer(file_, head, Clock::Instant());
-  std::vector<std::string> told;
-  writer.onFailure = [&](const std::string& reason) { told.push_back(reason); };
   rlimit small = before;
   small.rlim_cur = std::filesystem::file_size(file_) + 150;
   setrlimit(RLIMIT_FSIZE, &small);
-  for (int i = 0; i < 9; ++i) writer.write({.at = Clock::Instant(), .what = Marked{.word = "angina"}});
+  for (int i = 0; i < 9; ++i) writer.write(angina());
+  writer.flush();
   setrlimit(RLIMIT_FSIZE, &before);
 
-  EXPECT_THAT(told, ElementsAre("cannot write " + file_.string() + ": File too large"));
-  EXPECT_EQ(writer.failure(), told.at(0));
+  EXPECT_EQ(writer.trouble(), "cannot write " + file_.string() + ": File too large");
   EXPECT_THAT(readBack().events, SizeIs(2));
   EXPECT_FALSE(readBack().isTorn);
   EXPECT_THAT(textOf(file_), EndsWith("}\n"));
+}
+
+TEST_F(JournalTest, AFileThatTakesNothingHoldsUpNobodyAndIsTold) {
+  JournalWriter writer(file_, head, Clock::Instant());
+  // A pipe that nobody reads stands for a disk that hangs.
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+  const int journal = descriptorOf(file_);
+  ASSERT_GE(dup2(ends[1], journal), 0);
+  ::close(ends[1]);
+  const int size = fcntl(journal, F_SETPIPE_SZ, 4096);
+  for (int i = 0; i < size / 64; ++i) writer.write(angina());
+  const auto looking = Timer::scheduled(20ms, true, [](Timer&) {});
+  EXPECT_TRUE(RunLoop::main().runUntil([&] { return writer.trouble().has_value(); }, 30s));
+  looking->invalidate();
+  EXPECT_EQ(writer.trouble(), file_.string() + " takes nothing just now");
+
+  std::string taken(static_cast<std::size_t>(size), '\0');
+  const auto drain = std::async(std::launch::async, [&] {
+    while (::read(ends[0], taken.data(), taken.size()) > 0) continue;
+  });
+  writer.flush();
+  EXPECT_EQ(writer.trouble(), std::nullopt);
+  // So that the pipe ends.
+  const int nothing = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(dup2(nothing, journal), 0);
+  ::close(nothing);
+  drain.wait();
+  ::close(ends[0]);
 }
 
 }  // namespace

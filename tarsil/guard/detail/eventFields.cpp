@@ -1,4 +1,4 @@
-#include "tarsil/exercise/detail/eventFields.hpp"
+#include "tarsil/guard/detail/eventFields.hpp"
 
 #include <array>
 #include <cstddef>
