@@ -11,6 +11,13 @@
 namespace tarsil {
 namespace {
 
+// Most terminals hang on no device; to see that in their links is cheaper by far than to read of each.
+bool isVirtual(const std::filesystem::path& terminal) {
+  std::error_code notALink;
+  return std::filesystem::read_symlink(terminal, notALink).string().find("/devices/virtual/tty/") !=
+         std::string::npos;
+}
+
 std::string attribute(udev_device* device, const char* name) {
   const char* value = udev_device_get_sysattr_value(device, name);
   return value != nullptr ? value : "";
@@ -90,15 +97,14 @@ std::optional<FoundDevice> serialPortOf(udev_device* terminal) {
 }
 
 std::vector<FoundDevice> scanSerialPorts(udev* context) {
+  namespace fs = std::filesystem;
   std::vector<FoundDevice> ports;
-  const UdevEnumeration enumeration(udev_enumerate_new(context));
-  if (!enumeration || udev_enumerate_add_match_subsystem(enumeration.get(), "tty") < 0 ||
-      udev_enumerate_scan_devices(enumeration.get()) < 0) {
-    return ports;
-  }
-  udev_list_entry* entry = nullptr;
-  udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get())) {
-    const UdevDevice terminal(udev_device_new_from_syspath(context, udev_list_entry_get_name(entry)));
+  std::error_code failed;
+  for (fs::directory_iterator entry("/sys/class/tty", failed); !failed && entry != fs::directory_iterator();
+       entry.increment(failed)) {
+    if (isVirtual(entry->path())) continue;
+    const std::string name = entry->path().filename();
+    const UdevDevice terminal(udev_device_new_from_subsystem_sysname(context, "tty", name.c_str()));
     // Null for one that vanished meanwhile.
     if (!terminal) continue;
     if (auto port = serialPortOf(terminal.get())) ports.push_back(*std::move(port));
