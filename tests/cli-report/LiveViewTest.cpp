@@ -8,18 +8,24 @@
 #include <sys/wait.h>
 #include <termios.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <regex>
+#include <set>
 
 #include "simulators/lines/PseudoTerminal.hpp"
+#include "tarsil/guard/eventText.hpp"
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/cli-report/SimulatedSession.hpp"
+#include "tools/tarsil/run/largeText.hpp"
 
 namespace tarsil::cli {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -92,9 +98,26 @@ class Screen {
 class LiveViewTest : public testing::Test {
  protected:
   LiveViewTest() {
+    setenv("LC_ALL", "C.UTF-8", 1);
+    unsetenv("NO_COLOR");
     simulated_.begin();
+    look();
+  }
+
+  /// Looks at the session anew, as the environment is now.
+  void look() {
+    view_.reset();
     view_.emplace(*simulated_.test, *simulated_.station, simulated_.model(), screen_.descriptor,
                   screen_.descriptor);
+  }
+
+  void resize(unsigned short rows, unsigned short columns) const {
+    const winsize size{.ws_row = rows, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    ioctl(screen_.descriptor, TIOCSWINSZ, &size);
+  }
+
+  void reachTheStage() {
+    while (test().state() != ExerciseTest::State::exercising || test().phaseIndex() == 0) advance(250ms);
   }
 
   void advance(Duration duration) {
@@ -176,12 +199,99 @@ TEST_F(LiveViewTest, PutsTheTerminalBackAndLeavesTheLastPicture) {
   EXPECT_GT(text.rfind("\x1b[?25h"), text.rfind("\x1b[?25l"));
 }
 
-TEST_F(LiveViewTest, FitsIntoASmallTerminal) {
-  const winsize small{.ws_row = 5, .ws_col = 30, .ws_xpixel = 0, .ws_ypixel = 0};
-  ioctl(screen_.descriptor, TIOCSWINSZ, &small);
+TEST_F(LiveViewTest, ShowsWhatMattersLarge) {
+  resize(24, 80);
+  reachTheStage();
+  advance(30s);
+  const auto lines = screen_.lines();
+  EXPECT_THAT(lines, SizeIs(24));
+  EXPECT_THAT(lines.at(2), MatchesRegex(" 0:[34][0-9] passed, then recovery: 1\\.60 km/h, 0\\.0 %"));
+  for (std::size_t row = 0; row < 3; ++row) {
+    const auto has = [row](const std::string& text) { return HasSubstr(largeText(text)[row]); };
+    EXPECT_THAT(lines.at(4 + row), AllOf(has("2.7"), has("10.0"), has(clockText(test().phaseLeft()))));
+  }
+  EXPECT_THAT(lines.at(6), MatchesRegex(" .* km/h .* % .* left .* % SpO2 *"));
+  EXPECT_THAT(lines.back(), MatchesRegex(" h hold  n next  b pressure  m mark  s stop  .*"));
+}
+
+TEST_F(LiveViewTest, LeavesOutWhatMattersLeastInASmallTerminalAndNeverAKey) {
+  reachTheStage();
+  for (const auto& [rows, columns] : {std::pair<unsigned short, unsigned short>{10, 40}, {8, 30}, {5, 30}}) {
+    resize(rows, columns);
+    advance(1s);
+    const auto lines = screen_.lines();
+    EXPECT_THAT(lines, SizeIs(rows));
+    std::string all;
+    for (const std::string& line : lines) all += line + "\n";
+    for (const char* key : {"h hold", "n next", "b pressure", "m mark", "s stop", "^C stop"})
+      EXPECT_THAT(all, HasSubstr(key)) << rows;
+    EXPECT_THAT(all, HasSubstr(" stage 1 of 1")) << rows;
+  }
+  resize(10, 40);
+  advance(1s);
+  EXPECT_THAT(screen_.line("speed"), MatchesRegex(" speed +2\\.[67] of 2\\.7 km/h +[01]\\.[0-9] s ago"));
+  EXPECT_THAT(screen_.line("grade"), MatchesRegex(" grade +[0-9.]+ of 10\\.0 % +[01]\\.[0-9] s ago"));
+  EXPECT_THAT(screen_.line("SpO2"), HasSubstr("%"));
+  EXPECT_THAT(screen_.line("pressure"), HasSubstr("mmHg"));
+}
+
+TEST_F(LiveViewTest, RingsOnceForAnAlarmAndShowsItInRed) {
+  reachTheStage();
+  EXPECT_THAT(screen_.all(), Not(HasSubstr("\a")));
+  simulated_.simulated.reset();
+  advance(12s);
+  EXPECT_THAT(screen_.all(), HasSubstr("\x1b[1;97;41m ALARM: the exercise device's port has vanished"));
+  // Each of them once, however often it is drawn.
+  const std::string text = screen_.all();
+  std::set<std::string> alarms;
+  const std::regex alarm(" ALARM: [a-z' ]+");
+  for (std::sregex_iterator found(text.begin(), text.end(), alarm), end; found != end; ++found)
+    alarms.insert(found->str());
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\a'), static_cast<std::ptrdiff_t>(alarms.size()));
+}
+
+TEST_F(LiveViewTest, MarksAMomentWithAWord) {
+  reachTheStage();
+  screen_.press("m");
   advance(250ms);
-  EXPECT_THAT(screen_.lines(), SizeIs(5));
-  for (const std::string& line : screen_.lines()) EXPECT_LE(line.size(), 32U) << line;
+  screen_.press("dizzyx");
+  screen_.press("\x7f");
+  advance(250ms);
+  EXPECT_THAT(screen_.lines(), testing::Contains(" mark: dizzy_"));
+  screen_.press("\r");
+  advance(250ms);
+  EXPECT_THAT(screen_.lines(), testing::Contains(HasSubstr("  session   dizzy")));
+  // The letters were no keys, and an escape takes everything back.
+  EXPECT_EQ(test().state(), ExerciseTest::State::exercising);
+  screen_.press("m");
+  advance(250ms);
+  screen_.press("stop\x1b");
+  advance(250ms);
+  EXPECT_THAT(screen_.lines(), Not(testing::Contains(HasSubstr("stop_"))));
+  EXPECT_EQ(test().state(), ExerciseTest::State::exercising);
+}
+
+TEST_F(LiveViewTest, TakesNoLetterOfAnArrowForAKey) {
+  reachTheStage();
+  screen_.press("\x1b[s\x1b[n");
+  advance(250ms);
+  EXPECT_EQ(test().state(), ExerciseTest::State::exercising);
+  EXPECT_EQ(test().phaseIndex(), 1U);
+}
+
+TEST_F(LiveViewTest, DoesWithoutColoursAndWithoutUtf8) {
+  setenv("LC_ALL", "C", 1);
+  setenv("NO_COLOR", "1", 1);
+  look();
+  reachTheStage();
+  simulated_.simulated.reset();
+  advance(12s);
+  const std::string text = screen_.all().substr(screen_.all().rfind("\x1b[?1049h"));
+  EXPECT_TRUE(
+      std::all_of(text.begin(), text.end(), [](char byte) { return static_cast<signed char>(byte) >= 0; }));
+  EXPECT_THAT(text, HasSubstr("\x1b[1;7m ALARM: "));
+  EXPECT_FALSE(std::regex_search(text, std::regex("\x1b\\[[0-9;]*[34][0-9]m")));
+  EXPECT_THAT(text, HasSubstr("stage 1 of 1  ...."));
 }
 
 TEST(KeyTerminalTest, PutsTheTerminalBackWhenTheProcessDies) {

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "tests/cli/SimulatedProcess.hpp"
 #include "tests/cli/TerminalProgram.hpp"
 
@@ -9,6 +11,7 @@ namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr const char* leaveScreen = "\x1b[?25h\x1b[?1049l";
 
@@ -50,6 +53,15 @@ TEST_F(RunInTerminalTest, CtrlCStopsTheBeltAndPutsTheTerminalBack) {
   const std::string left = program_.written().substr(program_.written().rfind(leaveScreen));
   EXPECT_THAT(left, HasSubstr("Bruce on LodeTreadmill"));
   EXPECT_THAT(left, EndsWith("tarsil: interrupted\r\n"));
+}
+
+TEST(RunInDumbTerminalTest, PrintsLines) {
+  setenv("TERM", "dumb", 1);
+  TerminalProgram program({"run", "--simulate", "--speedup", "100000", "--protocol", "demo-treadmill"});
+  setenv("TERM", "xterm", 1);
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_THAT(program.written(), HasSubstr("-------- the session is over\r\n"));
+  EXPECT_THAT(program.written(), Not(HasSubstr("\x1b")));
 }
 
 }  // namespace

@@ -5,11 +5,11 @@
 #include <array>
 #include <cstdlib>
 #include <iostream>
-#include <string_view>
 #include <utility>
 
 #include "tarsil/runtime/DispatchQueue.hpp"
 #include "tarsil/runtime/DispatchSource.hpp"
+#include "tools/tarsil/run/Display.hpp"
 
 #ifdef TARSIL_HAS_LIBEDIT
 #include <editline/readline.h>
@@ -30,8 +30,7 @@ constexpr const char* clearLine = "\r\x1b[K";
 Prompt* thePrompt = nullptr;
 
 bool isTerminal() {
-  const char* const kind = std::getenv("TERM");
-  return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && kind && std::string_view(kind) != "dumb";
+  return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && Display::ofEnvironment().canBeDrawnOn;
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tarsil/guard/eventText.hpp"
+#include "tools/tarsil/run/largeText.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -16,7 +17,14 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr Duration frameTime = 250ms;
-constexpr std::size_t newsLines = 6;
+/// More than any terminal has lines.
+constexpr std::size_t newsLines = 200;
+/// What is shown large, and target, asked and reported side by side, need so many columns.
+constexpr int wideColumns = 72;
+/// A word that marks a moment is no story.
+constexpr std::size_t longestWord = 60;
+constexpr char escape = '\x1b';
+constexpr char backspace = '\x7f';
 
 /// "0.4 s ago", "1:12 ago".
 std::string ageText(Duration age) {
@@ -92,8 +100,10 @@ LiveView::~LiveView() {
   timer_->invalidate();
   keys_->cancel();
   // The last picture stays, above what the shell prints next.
+  const auto [rows, columns] = terminal_.size();
   std::string last;
-  for (const Line& line : picture()) last += cut(line.text, terminal_.size().columns) + "\r\n";
+  for (const Line& line : picture(columns, rows - 2))
+    last += cut(display_.shown(line.text), columns) + "\r\n";
   terminal_.setFarewell(last);
 }
 
@@ -102,7 +112,12 @@ void LiveView::readKeys() {
   const ssize_t count = ::read(input_, keys.data(), keys.size());
   // The terminal is gone; the session goes on without keys.
   if (count <= 0) return keys_->cancel();
-  for (ssize_t i = 0; i < count; ++i) press(keys[static_cast<std::size_t>(i)]);
+  for (ssize_t i = 0; i < count; ++i) {
+    const char key = keys[static_cast<std::size_t>(i)];
+    // An arrow, say: no letter of it means anything.
+    if (key == escape && i + 1 < count) break;
+    word_ ? pressInWord(key) : press(key);
+  }
   draw();
 }
 
@@ -114,6 +129,9 @@ void LiveView::press(char key) {
       return test_.advance();
     case 'b':
       return test_.measurePressure();
+    case 'm':
+      word_ = "";
+      return;
     case 's':
       return test_.stop("stopped at the keyboard");
     default:
@@ -121,56 +139,168 @@ void LiveView::press(char key) {
   }
 }
 
+void LiveView::pressInWord(char key) {
+  if (key == escape) return word_.reset();
+  if (key == '\r' || key == '\n') {
+    if (!word_->empty()) test_.mark(*word_);
+    return word_.reset();
+  }
+  if (key == backspace || key == '\b') {
+    // A character may have several bytes.
+    while (!word_->empty() && (static_cast<unsigned char>(word_->back()) & 0xC0) == 0x80) word_->pop_back();
+    if (!word_->empty()) word_->pop_back();
+    return;
+  }
+  if (static_cast<unsigned char>(key) >= ' ' && word_->size() < longestWord) *word_ += key;
+}
+
 void LiveView::draw() {
   const auto [rows, columns] = terminal_.size();
-  constexpr std::array styles{"", "\x1b[1m", "\x1b[2m", "\x1b[1;33m", "\x1b[1;97;41m"};
-  std::vector<Line> lines = picture();
-  lines.push_back({});
-  lines.push_back({" h hold   n next phase   b blood pressure   s stop   Ctrl-C stop, twice: close at once",
-                   Style::faint});
-
-  std::string frame = "\x1b[H";
-  const std::size_t visible = std::min(lines.size(), static_cast<std::size_t>(rows));
-  for (std::size_t i = 0; i < visible; ++i) {
-    frame += styles.at(static_cast<std::size_t>(lines[i].style));
-    frame += cut(lines[i].text, columns) + "\x1b[0m\x1b[K";
-    if (i + 1 < visible) frame += "\r\n";
+  const auto keys = keyLines(columns);
+  const int keyRows = static_cast<int>(keys.size());
+  std::string frame = hasNewAlarm() ? "\a\x1b[H" : "\x1b[H";
+  int drawn = 0;
+  for (const Line& line : picture(columns, rows - keyRows)) {
+    frame += codeOf(line.style) + cut(display_.shown(line.text), columns) + "\x1b[0m\x1b[K\r\n";
+    ++drawn;
+  }
+  for (; drawn < rows - keyRows; ++drawn) frame += "\x1b[K\r\n";
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    frame += codeOf(word_ ? Style::strong : Style::faint) + cut(display_.shown(keys[i]), columns) +
+             "\x1b[0m\x1b[K";
+    if (i + 1 < keys.size()) frame += "\r\n";
   }
   terminal_.write(frame + "\x1b[J");
 }
 
-std::vector<LiveView::Line> LiveView::picture() const {
+const char* LiveView::codeOf(Style style) const {
+  switch (style) {
+    case Style::plain:
+      return "";
+    case Style::strong:
+      return "\x1b[1m";
+    case Style::faint:
+      return "\x1b[2m";
+    case Style::warning:
+      return display_.hasColours ? "\x1b[1;33m" : "\x1b[1m";
+    case Style::alarm:
+      return display_.hasColours ? "\x1b[1;97;41m" : "\x1b[1;7m";
+  }
+  return "";
+}
+
+bool LiveView::hasNewAlarm() {
+  const auto now = station_.alarms();
+  const bool isNew = std::any_of(now.begin(), now.end(), [this](AlarmKind kind) {
+    return priorityOf(kind) != Priority::low &&
+           std::find(alarms_.begin(), alarms_.end(), kind) == alarms_.end();
+  });
+  alarms_ = now;
+  return isNew;
+}
+
+std::vector<std::string> LiveView::keyLines(int columns) const {
+  if (word_) return {" mark: " + harmless(*word_) + "_", " Enter marks this moment, Esc does not"};
+  std::vector<std::string> lines{""};
+  for (const std::string key :
+       {" h hold ", " n next ", " b pressure ", " m mark ", " s stop ", " ^C stop; twice: leave "}) {
+    const bool fits = lines.back().size() + key.size() <= static_cast<std::size_t>(columns);
+    if (!fits && !lines.back().empty()) lines.emplace_back();
+    lines.back() += key;
+  }
+  return lines;
+}
+
+std::vector<LiveView::Line> LiveView::picture(int columns, int room) const {
   const Readings readings = station_.readings();
-  std::vector<Line> lines{titleLine(), progressLine(terminal_.size().columns)};
+  std::vector<Line> lines{titleLine(), progressLine(columns)};
+  if (test_.state() == ExerciseTest::State::exercising) lines.push_back(nextLine(columns));
   addAlarms(lines);
-  lines.push_back({});
-  addLoad(lines);
+  lines.push_back({.text = "", .rank = Rank::gap});
+  if (columns >= wideColumns) addLarge(lines, columns);
+  addLoad(lines, columns);
   if (isKnown(readings.pedalRate)) lines.push_back(pedalLine(readings.pedalRate));
   lines.push_back(pressureLine(readings.pressure));
   lines.push_back(saturationLine(readings.saturation));
-  lines.push_back({});
+  lines.push_back({.text = "", .rank = Rank::gap});
+  // The list has the height that is left: at least a few lines of it, or nothing large.
   addNews(lines);
+  constexpr int enoughNews = 4;
+  const auto count = [&lines](Rank rank) {
+    return static_cast<int>(
+        std::count_if(lines.begin(), lines.end(), [&](const Line& line) { return line.rank == rank; }));
+  };
+  while (static_cast<int>(lines.size()) > std::max(room, 1)) {
+    Rank least = Rank::alarm;
+    for (const Line& line : lines) least = std::min(least, line.rank);
+    if (count(Rank::news) > enoughNews) least = Rank::news;
+    lines.erase(
+        std::find_if(lines.begin(), lines.end(), [&](const Line& line) { return line.rank == least; }));
+    // Half of something large says nothing.
+    if (least == Rank::large) std::erase_if(lines, [](const Line& line) { return line.rank == Rank::large; });
+  }
   return lines;
 }
 
 LiveView::Line LiveView::titleLine() const {
-  return {fmt::format(" {} on {}", harmless(test_.protocol().name), model_), Style::strong};
+  return {fmt::format(" {} on {}", harmless(test_.protocol().name), model_), Style::strong, Rank::title};
+}
+
+LiveView::Line LiveView::nextLine(int columns) const {
+  const std::size_t next = test_.phaseIndex() + 1;
+  const Protocol& protocol = test_.protocol();
+  std::string text = fmt::format(" {} passed, then ", clockText(test_.exerciseTime()));
+  if (next >= protocol.phases.size()) return {text + "the end", Style::plain, Rank::next};
+  const Phase& phase = protocol.phases[next];
+  const Load load =
+      isTreadmill() ? Load{.speed = phase.load, .grade = phase.grade} : Load{.power = phase.load};
+  const std::string name = columns < wideColumns ? "" : protocol.phaseName(next) + ": ";
+  return {text + name + textOf(load, protocol.device), Style::plain, Rank::next};
+}
+
+void LiveView::addLarge(std::vector<Line>& lines, int columns) const {
+  if (test_.state() != ExerciseTest::State::exercising) return;
+  const Readings readings = station_.readings();
+  const auto number = [](const Reading<float>& reading, int digits) {
+    return isKnown(reading) ? fmt::format("{:.{}f}", reading.value, digits) : std::string("-");
+  };
+  std::vector<std::pair<std::string, const char*>> parts;
+  if (isTreadmill()) {
+    parts = {{number(readings.speed, 1), "km/h"}, {number(readings.grade, 1), "%"}};
+  } else {
+    parts = {{number(readings.power, 0), "W"}};
+  }
+  parts.emplace_back(clockText(test_.phaseLeft()), "left");
+  if (isKnown(readings.saturation) && columns >= 80)
+    parts.emplace_back(number(readings.saturation, 0), "% SpO2");
+
+  const Reading<float>& load = isTreadmill() ? readings.speed : readings.power;
+  for (std::size_t row = 0; row < 3; ++row) {
+    std::string text = " ";
+    for (const auto& [value, unit] : parts) {
+      text += largeText(value)[row];
+      text += fmt::format("{:<{}}", row == 2 ? unit : "", std::string_view(unit).size() + 3);
+    }
+    lines.push_back({text, isKnown(load) ? styleOf(load) : Style::strong, Rank::large});
+    if (lines.back().style == Style::plain) lines.back().style = Style::strong;
+  }
+  lines.push_back({.text = "", .rank = Rank::large});
 }
 
 LiveView::Line LiveView::progressLine(int columns) const {
   switch (test_.state()) {
     case ExerciseTest::State::checking:
-      return {" connecting: every device has to answer", Style::strong};
+      return {" connecting: every device has to answer", Style::strong, Rank::progress};
     case ExerciseTest::State::resting:
-      return {" at rest: blood pressure before the exercise", Style::strong};
+      return {" at rest: blood pressure before the exercise", Style::strong, Rank::progress};
     case ExerciseTest::State::levelling:
-      return {" the belt goes down to level", Style::strong};
+      return {" the belt goes down to level", Style::strong, Rank::progress};
     case ExerciseTest::State::stopping:
-      return {" stopping: waiting until the device stands", Style::warning};
+      return {" stopping: waiting until the device stands", Style::warning, Rank::progress};
     case ExerciseTest::State::closing:
-      return {" closing the ports", Style::strong};
+      return {" closing the ports", Style::strong, Rank::progress};
     case ExerciseTest::State::over:
-      return {" over", Style::strong};
+      return {" over", Style::strong, Rank::progress};
     case ExerciseTest::State::exercising:
       break;
   }
@@ -182,51 +312,65 @@ LiveView::Line LiveView::progressLine(int columns) const {
                                        clockText(test_.exerciseLeft()), held);
   const int room = std::clamp(columns - static_cast<int>(name.size() + left.size()) - 6, 0, 30);
   return {fmt::format(" {}  {}  {}", name, bar(passed, room), left),
-          test_.isHeld() ? Style::warning : Style::strong};
+          test_.isHeld() ? Style::warning : Style::strong, Rank::progress};
 }
 
 void LiveView::addAlarms(std::vector<Line>& lines) const {
   for (const AlarmKind kind : station_.alarms()) {
-    if (priorityOf(kind) == Priority::low) continue;
-    lines.push_back({fmt::format(" ALARM: {}", shortText(kind)), Style::alarm});
+    if (priorityOf(kind) == Priority::low) {
+      lines.push_back({fmt::format(" note: {}", shortText(kind)), Style::warning, Rank::vitals});
+    } else {
+      lines.push_back({fmt::format(" ALARM: {}", shortText(kind)), Style::alarm, Rank::alarm});
+    }
   }
 }
 
-void LiveView::addLoad(std::vector<Line>& lines) const {
+void LiveView::addLoad(std::vector<Line>& lines, int columns) const {
   const Load target = test_.state() == ExerciseTest::State::exercising ? test_.target() : Load{};
   const Load commanded = station_.commanded();
   const Readings readings = station_.readings();
   if (!isTreadmill())
-    return lines.push_back(loadLine("power", "W", target.power, commanded.power, readings.power));
-  lines.push_back(loadLine("speed", "km/h", target.speed, commanded.speed, readings.speed));
-  lines.push_back(loadLine("grade", "%", target.grade, commanded.grade, readings.grade));
+    return lines.push_back(loadLine("power", "W", target.power, commanded.power, readings.power, columns));
+  lines.push_back(loadLine("speed", "km/h", target.speed, commanded.speed, readings.speed, columns));
+  lines.push_back(loadLine("grade", "%", target.grade, commanded.grade, readings.grade, columns));
 }
 
 LiveView::Line LiveView::loadLine(const char* name, const char* unit, float target, float commanded,
-                                  const Reading<float>& reading) const {
+                                  const Reading<float>& reading, int columns) const {
+  if (columns < wideColumns) {
+    const std::string wanted = fmt::format("of {:.1f} {}", target, unit);
+    if (!station_.reportsLoad())
+      return {fmt::format(" {:<6}   – {} (not reported)", name, wanted), Style::plain, Rank::load};
+    if (!isKnown(reading)) return {fmt::format(" {:<6}   – {}", name, wanted), Style::faint, Rank::load};
+    return {fmt::format(" {:<6}{:5.1f} {:<12} {}", name, reading.value, wanted, ageText(reading)),
+            styleOf(reading), Rank::load};
+  }
   const std::string asked = fmt::format(" {:<9} target {:5.1f}   asked {:5.1f}   ", name, target, commanded);
-  if (!station_.reportsLoad()) return {fmt::format("{}{} (not reported)", asked, unit)};
-  if (!isKnown(reading)) return {fmt::format("{}reported     – {}", asked, unit), Style::faint};
+  if (!station_.reportsLoad())
+    return {fmt::format("{}{} (not reported)", asked, unit), Style::plain, Rank::load};
+  if (!isKnown(reading)) return {fmt::format("{}reported     – {}", asked, unit), Style::faint, Rank::load};
   return {fmt::format("{}reported {:5.1f} {:<4}  {}", asked, reading.value, unit, ageText(reading)),
-          styleOf(reading)};
+          styleOf(reading), Rank::load};
 }
 
 LiveView::Line LiveView::pedalLine(const Reading<float>& rate) {
-  return {fmt::format(" {:<9} {:.0f} rpm  {}", "pedals", rate.value, ageText(rate)), styleOf(rate)};
+  return {fmt::format(" {:<9} {:.0f} rpm  {}", "pedals", rate.value, ageText(rate)), styleOf(rate),
+          Rank::pedals};
 }
 
 LiveView::Line LiveView::pressureLine(const Reading<Pressure>& reading) const {
   const char* const cuff = station_.isMeasuringPressure() ? "  cuff inflating" : "";
-  if (!isKnown(reading)) return {fmt::format(" {:<9} – mmHg{}", "pressure", cuff), Style::faint};
+  if (!isKnown(reading))
+    return {fmt::format(" {:<9} – mmHg{}", "pressure", cuff), Style::faint, Rank::vitals};
   return {fmt::format(" {:<9} {:.0f}/{:.0f} mmHg  {}{}", "pressure", reading.value.systolic,
                       reading.value.diastolic, ageText(reading), cuff),
-          styleOf(reading)};
+          styleOf(reading), Rank::vitals};
 }
 
 LiveView::Line LiveView::saturationLine(const Reading<float>& saturation) {
-  if (!isKnown(saturation)) return {fmt::format(" {:<9} – %", "SpO2"), Style::faint};
+  if (!isKnown(saturation)) return {fmt::format(" {:<9} – %", "SpO2"), Style::faint, Rank::vitals};
   return {fmt::format(" {:<9} {:.0f} %  {}", "SpO2", saturation.value, ageText(saturation)),
-          styleOf(saturation)};
+          styleOf(saturation), Rank::vitals};
 }
 
 void LiveView::addNews(std::vector<Line>& lines) const {
@@ -235,7 +379,7 @@ void LiveView::addNews(std::vector<Line>& lines) const {
     const bool isFailure = told.kind == EventKind::failure;
     lines.push_back(
         {fmt::format(" {:>6}  {:<9} {}", clockText(at), roleOf(event.source), harmless(told.text)),
-         isFailure ? Style::warning : Style::plain});
+         isFailure ? Style::warning : Style::plain, Rank::news});
   }
 }
 

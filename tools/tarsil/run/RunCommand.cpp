@@ -206,7 +206,7 @@ ExitCode RunCommand::run() {
   GuardedStation& station = *opened.station();
   printed.setStation(opened.station());
 
-  const bool isLive = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
+  const bool isLive = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && Display::ofEnvironment().canBeDrawnOn;
   std::optional<PlainView> plainView;
   if (!isLive) plainView.emplace(protocol.device);
   // Somebody has to do something about it, and the view shows it only in passing.
