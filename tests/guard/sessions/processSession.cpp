@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "tarsil/exercise/Journal.hpp"
+#include "tarsil/guard/Journal.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/station/standardCatalogue.hpp"
 #include "tests/helpers/ChildProcess.hpp"

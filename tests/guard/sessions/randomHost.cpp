@@ -22,7 +22,7 @@
 #include <string>
 #include <thread>
 
-#include "tarsil/exercise/Journal.hpp"
+#include "tarsil/guard/Journal.hpp"
 #include "tarsil/platform/SystemPlatform.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
@@ -75,8 +75,10 @@ class Host {
 
   void open() {
     rules_.beginAnew();
-    const auto opening = GuardedStation::open(
-        {.exercise = {model_.name, path_}, .limits = limits_, .heartbeat = heartbeatOfRandomHosts});
+    const auto opening = GuardedStation::open({.exercise = {model_.name, path_},
+                                               .limits = limits_,
+                                               .heartbeat = heartbeatOfRandomHosts,
+                                               .journal = std::nullopt});
     if (!opening) return;  // unplugged; tried again with the next round
     station_ = opening.station();
     station_->onEvent([this](const Event& event) { hear(event); });
