@@ -127,7 +127,8 @@ class GuardedStation : public std::enable_shared_from_this<GuardedStation> {
   void alive();
 
   /// Starts a blood-pressure measurement, on the monitor where there is one, else with the exercise device's
-  /// cuff. Its result comes as an event, or `pressureMissing` as an alarm.
+  /// cuff. Its result comes as an event, or `pressureMissing` as an alarm. Without an exercise that cuff has
+  /// the load taken away, and the device stopped afterwards; while a stop is under way it waits.
   Answer measurePressure();
   /// Aborts it where the model can.
   Answer abortPressure();

@@ -405,8 +405,7 @@ TEST_P(BuiltInCuffTest, MeasuresAtRestAndUnderLoad) {
   EXPECT_EQ(session.count<PressureMeasured>(), 1U);
   const Pressure resting = session->readings().pressure.value;
   EXPECT_GT(resting.systolic, resting.diastolic);
-  EXPECT_TRUE(session->stop().isAccepted());
-  session.run(10s);
+  EXPECT_FALSE(session.device().truth().isRunning);
 
   session.begin({.power = 200});
   session.run(120s);
@@ -416,6 +415,79 @@ TEST_P(BuiltInCuffTest, MeasuresAtRestAndUnderLoad) {
   EXPECT_GT(session->readings().pressure.value.systolic, resting.systolic);
   EXPECT_EQ(session.count<DriverReplaced>(), 0U);
   EXPECT_EQ(session.count<ProtectiveStop>(), 0U);
+}
+
+bool cuffMeasures(GuardedSession& session) {
+  return session.device().status().find("cuff measuring") != std::string::npos;
+}
+
+TEST_P(BuiltInCuffTest, BringsNoLoadBackAfterTheExercise) {
+  GuardedSession session({.exercise = GetParam()});
+  session.begin({.power = 150});
+  session.run(30s);
+  EXPECT_TRUE(session->stop().isAccepted());
+  session.run(15s);
+  ASSERT_EQ(session->state(), State::ready);
+  EXPECT_TRUE(session->measurePressure().isAccepted());
+  bool hasMeasured = false;
+  for (int i = 0; i < 700; ++i) {
+    session.run(100ms);
+    ASSERT_EQ(session.truth().power, 0);
+    hasMeasured = hasMeasured || cuffMeasures(session);
+  }
+  EXPECT_TRUE(hasMeasured);
+  EXPECT_EQ(session.count<PressureMeasured>(), 1U);
+  EXPECT_FALSE(session.device().truth().isRunning);
+}
+
+TEST_P(BuiltInCuffTest, IsStartedByNothingElse) {
+  GuardedSession session({.exercise = GetParam()});
+  session.begin({.power = 100});
+  for (int i = 0; i < 300; ++i) {
+    session.run(100ms);
+    if (i == 200) static_cast<void>(session->stop());
+    ASSERT_FALSE(cuffMeasures(session));
+  }
+  EXPECT_FALSE(holds(session.sent(), hex("55 0D")));
+}
+
+TEST_P(BuiltInCuffTest, KeepsAStartOutOfItsCommands) {
+  GuardedSession session({.exercise = GetParam()});
+  session.run(5s);
+  EXPECT_TRUE(session->measurePressure().isAccepted());
+  session.run(1s);
+  const auto isFetching = [&] {
+    return std::any_of(session.events().begin(), session.events().end(), [](const Event& event) {
+      const auto* asked = std::get_if<Asked>(&event.what);
+      return asked && asked->command == Command::requestPressure;
+    });
+  };
+  while (!isFetching()) session.run(100ms);
+  EXPECT_EQ(session->start().code(), Code::alreadyMeasuring);
+  session.run(1s);
+  EXPECT_TRUE(session->start().isAccepted());
+  EXPECT_FALSE(cuffMeasures(session));
+}
+
+TEST_P(BuiltInCuffTest, BeginsAgainWhereAStopCameBetweenItsCommands) {
+  GuardedSession session({.exercise = GetParam()});
+  session.begin({.power = 100});
+  session.run(20s);
+  EXPECT_TRUE(session->measurePressure().isAccepted());
+  const auto isBegun = [&] { return session.last<Asked>().command == Command::startPressure; };
+  while (!isBegun()) session.run(10ms);
+  EXPECT_TRUE(session->stop().isAccepted());
+  session.run(500ms);
+  EXPECT_FALSE(cuffMeasures(session));  // the stop was in between
+  bool hasMeasured = false;
+  for (int i = 0; i < 900; ++i) {
+    session.run(100ms);
+    hasMeasured = hasMeasured || cuffMeasures(session);
+  }
+  EXPECT_TRUE(hasMeasured);
+  EXPECT_EQ(session.count<StandstillSeen>(), 1U);
+  EXPECT_EQ(session.count<PressureMeasured>(), 1U);
+  EXPECT_FALSE(session.device().truth().isRunning);
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, BuiltInCuffTest, testing::Values("ErgolineK2.4P10", "ErgosanaK4.8P10"));

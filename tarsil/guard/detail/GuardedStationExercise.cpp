@@ -239,6 +239,8 @@ void GuardedStation::Implementation::beginStop() {
     state_ = State::stopping;
     stopsSent_ = 0;
   }
+  // Its second command would follow the stop, and fetch an old pressure.
+  if (isCuffBuiltIn() && pressures_->holdsLine() && !pressures_->isExpected()) pressures_->beginAgain();
   stopAskedAt_ = Clock::now();
   zeros_ = 0;
   target_ = {};

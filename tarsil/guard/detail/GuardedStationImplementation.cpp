@@ -55,6 +55,7 @@ GuardedStation::Implementation::~Implementation() {
 void GuardedStation::Implementation::abandon() {
   listeners_.clear();
   if (beat_) beat_->invalidate();
+  if (isCuffBuiltIn() && isMeasuringPressure()) stopLine_->send();
   const bool isOpen = state_ != State::closing && state_ != State::closed;
   if (journal_ && isOpen) journal_->write({Clock::now(), Source::station, Asked{.command = Command::close}});
   if (hostWatch_->isArmed()) stopLine_->send();
@@ -226,7 +227,8 @@ void GuardedStation::Implementation::beat() {
   lookAfterJournal();
   lookAfterHost();
   lookAfterAuxiliaries();
-  if (pressures_) pressures_->tick();
+  // What begins a measurement starts some ergometers, too: never against a stop.
+  if (pressures_ && !(isCuffBuiltIn() && state_ == State::stopping)) pressures_->tick();
   if (state_ == State::stopping && wantsToClose_ && Clock::now() - *stopAskedAt_ >= longestClosing) {
     return leave();
   }
@@ -338,6 +340,10 @@ Answer GuardedStation::Implementation::readiness() const {
     return Answer::refused(
         Code::latched, std::string("a protective stop is latched (") + name(*cause_) + "): reset it first");
   }
+  if (isCuffBuiltIn() && pressures_->holdsLine()) {
+    // Between its commands the start of an Ergosana would begin another measurement.
+    return Answer::refused(Code::alreadyMeasuring, "a blood pressure is just being asked for");
+  }
   if (reportsLoad()) {
     if (!load_ || Clock::now() - load_->at > loadRhythm) {
       return Answer::refused(Code::notHeard, model_.name + " has not answered lately");
@@ -440,6 +446,7 @@ void GuardedStation::Implementation::close() {
   asked(Source::station, Command::close);
   if (mayMove && state_ != State::stopping) beginStop();
   wantsToClose_ = true;
+  if (!mayMove && isMeasuringPressure()) builtInCuffIsDone();
   if (!mayMove) closeLines();
 }
 
@@ -477,6 +484,7 @@ void GuardedStation::Implementation::finishClosing() {
 
 void GuardedStation::Implementation::preparePressures() {
   const auto missing = [this] {
+    builtInCuffIsDone();
     raise(AlarmKind::pressureMissing, "a blood pressure was asked for and did not come");
   };
   if (monitor_) {
@@ -489,11 +497,7 @@ void GuardedStation::Implementation::preparePressures() {
         missing);
   } else if (facts_.answersPressure) {
     pressures_.emplace(
-        detail::Pressures::Cuff{.start =
-                                    [this] {
-                                      asked(Source::exercise, Command::startPressure);
-                                      driver_->command([](KivStressDevice& driver) { driver.startBP(); });
-                                    },
+        detail::Pressures::Cuff{.start = [this] { startBuiltInCuff(); },
                                 .fetch = [this] { fetchBuiltInPressure(); },
                                 .abort =
                                     [this] {
@@ -504,6 +508,25 @@ void GuardedStation::Implementation::preparePressures() {
                                 .commandTime = 900ms},
         missing);
   }
+}
+
+// An Ergosana takes the first command of a measurement for the start of the exercise, with the load that it
+// was told last. So without an exercise the load goes away before, and the device is stopped afterwards.
+
+void GuardedStation::Implementation::startBuiltInCuff() {
+  const bool isAtRest = state_ != State::running;
+  if (isAtRest) asked(Source::exercise, Command::setLoad);
+  asked(Source::exercise, Command::startPressure);
+  driver_->command([isAtRest](KivStressDevice& driver) {
+    if (isAtRest) driver.setLoad(0, 0);
+    driver.startBP();
+  });
+}
+
+void GuardedStation::Implementation::builtInCuffIsDone() {
+  if (!isCuffBuiltIn() || state_ == State::running || state_ == State::stopping) return;
+  asked(Source::exercise, Command::stop);
+  driver_->command([](KivStressDevice& driver) { driver.stopStressDevice(); });
 }
 
 /// The driver asks for the systolic value only; the diastolic one is asked for by the frame that ends its
@@ -542,6 +565,7 @@ Answer GuardedStation::Implementation::abortPressure() {
                   Answer::refused(Answer::Code::notRunning, "no blood pressure is being measured"));
   }
   pressures_->abort();
+  builtInCuffIsDone();
   return Answer::accepted();
 }
 
@@ -591,6 +615,7 @@ void GuardedStation::Implementation::pressureReported(Pressure pressure, std::in
                                     decimalText(pressure.diastolic) + " mmHg"});
   }
   pressures_->measured();
+  builtInCuffIsDone();
   pressure_ = {pressure, Clock::now()};
   clear(AlarmKind::pressureMissing);
   emit(source, PressureMeasured{pressure, status});

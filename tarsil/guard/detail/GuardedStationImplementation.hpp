@@ -123,6 +123,10 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
 
   // Pressures.
   void preparePressures();
+  /// With the exercise device's own cuff.
+  bool isCuffBuiltIn() const { return pressures_ && !monitorLine_; }
+  void startBuiltInCuff();
+  void builtInCuffIsDone();
   void fetchBuiltInPressure();
   void pressureReported(Pressure pressure, std::int64_t status);
   void saturationReported(float saturation);

@@ -33,6 +33,12 @@ void Pressures::abort() {
   cuff_.abort();
 }
 
+void Pressures::beginAgain() {
+  if (!startedAt_) return;
+  startedAt_.reset();
+  isWanted_ = true;
+}
+
 bool Pressures::isExpected() const {
   return startedAt_ && (cuff_.commandTime == Duration::zero() || fetchedAt_);
 }

@@ -29,6 +29,8 @@ class Pressures {
   /// Begins with the next tick: a poll of just now may still be under way.
   void measure() { isWanted_ = true; }
   void abort();
+  /// What was sent to begin it may have come to nothing: begins anew with a later tick.
+  void beginAgain();
   bool isMeasuring() const { return isWanted_ || startedAt_; }
   /// A result may be heard now: what comes earlier is an old one.
   bool isExpected() const;
