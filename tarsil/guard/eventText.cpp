@@ -111,9 +111,11 @@ class Teller {
   }
 
   EventText operator()(const DeviceRefused& refused) const {
-    std::string text = "error " + refused.code;
-    if (!refused.details.empty()) text += ": " + refused.details;
-    return failureText("error", text);
+    // Some devices refuse without a code, and some codes have no words in any manual.
+    const std::string code = refused.code.empty() ? "refused" : "error " + refused.code;
+    const std::string words =
+        refused.details.empty() ? "the device refused, and says no more" : refused.details;
+    return failureText("error", code + ": " + words);
   }
 
   EventText operator()(const LineOpened& line) const { return noticeText("opened", line.port + " is open"); }

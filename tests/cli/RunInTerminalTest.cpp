@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 
+#include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/cli/SimulatedProcess.hpp"
 #include "tests/cli/TerminalProgram.hpp"
 
@@ -53,6 +55,22 @@ TEST_F(RunInTerminalTest, CtrlCStopsTheBeltAndPutsTheTerminalBack) {
   const std::string left = program_.written().substr(program_.written().rfind(leaveScreen));
   EXPECT_THAT(left, HasSubstr("Bruce on LodeTreadmill"));
   EXPECT_THAT(left, EndsWith("tarsil: interrupted\r\n"));
+}
+
+TEST(RunInTerminalBeforeItBeginsTest, AsksForPatientAndOperatorThatWereNotGiven) {
+  const ScratchFolder folder;
+  TerminalProgram program({"run", "--simulate", "--speedup", "100000", "--protocol", "demo-treadmill",
+                           "--report", folder.path().string()});
+  program.waitFor("Patient's id (Enter skips it): ");
+  program.press("P17\n");
+  program.waitFor("Operator (Enter skips it): ");
+  program.press("\n");
+  EXPECT_EQ(program.wait(), 0);
+  const auto session = std::filesystem::directory_iterator(folder.path())->path();
+  const std::string page = textOf(session / "report.html");
+  EXPECT_THAT(page, HasSubstr("<dt>Patient</dt><dd>P17</dd>"));
+  EXPECT_THAT(page, Not(HasSubstr("<dt>Operator</dt>")));
+  EXPECT_THAT(page, HasSubstr("<dt>Program</dt><dd>tarsil "));
 }
 
 TEST(RunInDumbTerminalTest, PrintsLines) {

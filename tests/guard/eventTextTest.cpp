@@ -45,7 +45,9 @@ TEST(EventTextTest, NamesCommandsAsTheFacadeDoes) {
 
 TEST(EventTextTest, SaysWhatADeviceRefusedWithAndWithoutItsWords) {
   EXPECT_EQ(told(DeviceRefused{.code = "04", .details = "急停"}).text, "error 04: 急停");
-  EXPECT_EQ(told(DeviceRefused{.code = "04", .details = ""}).text, "error 04");
+  EXPECT_EQ(told(DeviceRefused{.code = "04", .details = ""}).text,
+            "error 04: the device refused, and says no more");
+  EXPECT_EQ(told(DeviceRefused{.code = "", .details = "send failure"}).text, "refused: send failure");
   EXPECT_EQ(told(DeviceRefused{.code = "04", .details = ""}).kind, EventKind::failure);
 }
 

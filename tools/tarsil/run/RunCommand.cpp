@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "simulators/physics/Patient.hpp"
+#include "tarsil/platform/SerialDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/station/standardCatalogue.hpp"
@@ -92,6 +93,18 @@ std::vector<Protocol> demoProtocols(StressDeviceType kind) {
       protocols.insert(protocols.begin(), std::move(protocol));
   }
   return protocols;
+}
+
+/// "FTDI USB UART, serial number A9XYZ"; empty for a port that is no adapter's.
+std::string adapterAt(const std::string& port) {
+  for (const auto& device : SerialDeviceRegistry::shared()->devices()) {
+    if (device->terminalName != port || !device->usb) continue;
+    const UsbIdentity& usb = *device->usb;
+    const std::string name = fmt::format("{} {}", usb.manufacturer, usb.product);
+    return name + ", " +
+           (usb.serialNumber.empty() ? "no serial number" : "serial number " + usb.serialNumber);
+  }
+  return "";
 }
 
 /// Says at once why a port does not open, and what to do about it. One that vanishes later is the view's.
@@ -189,6 +202,7 @@ ExitCode RunCommand::run() {
   if (speedup_ != 1) time.emplace(std::chrono::system_clock::now());
 
   const auto candidates = chosenProtocols();
+  askForNames();
   const auto partners = makePartners();
   GuardedStation::Plan plan = planFor(partners.get());
   const Protocol protocol = carriedOne(candidates, plan);
@@ -340,10 +354,25 @@ std::shared_ptr<BluetoothCentral> RunCommand::oximeterCentral() const {
   return found.central;
 }
 
+// Simulated sessions are kept only where somebody asks for them.
+bool RunCommand::keepsSession() const {
+  return !keepsNothing_ && (!simulate_ || !report_.empty());
+}
+
+void RunCommand::askForNames() {
+  if (!keepsSession() || !isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO)) return;
+  const auto ask = [](const char* question, std::string& answer) {
+    if (!answer.empty()) return;
+    std::cout << question << " (Enter skips it): " << std::flush;
+    std::getline(std::cin, answer);
+  };
+  ask("Patient's id", patient_);
+  ask("Operator", operator_);
+}
+
 std::unique_ptr<SessionFolder> RunCommand::makeFolder(const Protocol& protocol,
                                                       const GuardedStation::Plan& plan) const {
-  // Simulated sessions are kept only where somebody asks for them.
-  if (keepsNothing_ || (simulate_ && report_.empty())) return nullptr;
+  if (!keepsSession()) return nullptr;
   JournalHead head{.began = Clock::wallNow()};
   const auto state = [&head](const char* key, const std::string& value) {
     if (!value.empty()) head.facts[key] = value;
@@ -353,6 +382,7 @@ std::unique_ptr<SessionFolder> RunCommand::makeFolder(const Protocol& protocol,
   state(fact::protocol, protocolText(protocol));
   state(fact::model, plan.exercise.model);
   state(fact::port, plan.exercise.port);
+  state(fact::adapter, adapterAt(plan.exercise.port));
   state(fact::monitorPort, plan.monitor);
   state(fact::oximeterPort, plan.oximeter);
   state(fact::simulated, simulate_ ? "yes" : "no");

@@ -33,6 +33,9 @@ class RunCommand final : public Command {
   /// What the station's file says and the command line does not.
   void takeStation();
   void checkOptions() const;
+  bool keepsSession() const;
+  /// Asks the person at the terminal for what was not given; Enter skips it.
+  void askForNames();
   /// The one that was named, or several of which the first one that the station carries is meant.
   std::vector<Protocol> chosenProtocols() const;
   Protocol carriedOne(const std::vector<Protocol>& candidates, const GuardedStation::Plan& plan) const;
