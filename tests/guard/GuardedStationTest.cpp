@@ -75,6 +75,27 @@ INSTANTIATE_TEST_SUITE_P(Models, EveryModelTest,
 
 // Opening
 
+TEST(GuardedStationOpeningTest, RefusesAContradictoryPlanWithEveryReasonAtOnce) {
+  const GuardedSession devices;
+  const auto opening = GuardedStation::open({.exercise = {"Treadmill", "exercise"},
+                                             .monitor = "exercise",
+                                             .oximeter = "nowhere",
+                                             .limits = {.speed = {-1, 1, 1}, .power = {400, 0, 1}},
+                                             .heartbeat = 50ms,
+                                             .watcher = std::nullopt,
+                                             .journal = std::nullopt});
+  std::vector<Code> codes;
+  for (const Answer& refusal : opening.refusals()) codes.push_back(refusal.code());
+  EXPECT_THAT(codes, testing::ElementsAre(Code::noSuchModel, Code::portTwice, Code::noSuchPort, Code::badPlan,
+                                          Code::badPlan, Code::badPlan));
+  EXPECT_EQ(opening.answer().code(), Code::noSuchModel);
+  EXPECT_EQ(opening.answer().reason(),
+            "no exercise device is called \"Treadmill\"; the port \"exercise\" cannot serve two devices; "
+            "there is no port \"nowhere\"; the limits of speed have to be numbers above zero; the limits of "
+            "power have to be numbers above zero; the heartbeat has to be from 100 ms to 10 s");
+  EXPECT_EQ(opening.station(), nullptr);
+}
+
 TEST(GuardedStationOpeningTest, RefusesAPlanThatCannotBe) {
   const GuardedSession devices;
   const auto code = [](GuardedStation::Plan plan) {
@@ -119,11 +140,40 @@ TEST(GuardedStationStartTest, RefusesABeltThatMoves) {
   EXPECT_EQ(session->start().code(), Code::notSeenToStand);
 }
 
+TEST(GuardedStationStartTest, IsNotHeldBackByAnAlarmOfLowPriority) {
+  GuardedSession session({.oximeter = true});
+  session.line("spo2").cable().replies().mute(true);
+  session.run(10s);
+  ASSERT_TRUE(session.hasAlarm(AlarmKind::oximeterLost));
+  EXPECT_TRUE(session->start().isAccepted());
+}
+
 TEST(GuardedStationStartTest, RefusesWhatCannotBeDriven) {
   GuardedSession session({.exercise = "KivBicycle"});
   session.run(5s);
   EXPECT_EQ(session->start().code(), Code::notDrivable);
 }
+
+// Hearing
+
+class ReportingModelTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(ReportingModelTest, ReportsEachAnswerOnce) {
+  GuardedSession session({.exercise = GetParam()});
+  session.run(6s);
+  session.forgetEvents();
+  session.run(20s);
+  const auto polls = std::count_if(session.events().begin(), session.events().end(), [](const Event& event) {
+    const auto* asked = std::get_if<Asked>(&event.what);
+    return asked && asked->command == Command::requestLoad;
+  });
+  EXPECT_EQ(polls, 20);
+  EXPECT_THAT(session.count<LoadMeasured>(), testing::AllOf(testing::Ge(19U), testing::Le(21U)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, ReportingModelTest,
+                         testing::Values("LodeTreadmill", "LodeOEMTreadmill", "TrackMaster",
+                                         "ErgolineK2.4P10", "ErgosanaK4.8P10"));
 
 // Loads
 
@@ -216,6 +266,21 @@ TEST(GuardedStationStopTest, IsRepeatedUntilTheDeviceStandsAndAlarmsAfterFifteen
   EXPECT_EQ(session.truth().speed, 0);
   EXPECT_FALSE(session.hasAlarm(AlarmKind::notSeenToStop));
   EXPECT_EQ(session.count<StandstillSeen>(), 1U);
+}
+
+TEST(GuardedStationStopTest, IsSentThriceToAModelThatReportsNothing) {
+  GuardedSession session({.exercise = "TM-400V2"});
+  session.begin({.speed = 3});
+  session.run(10s);
+  session.forgetEvents();
+  EXPECT_TRUE(session->stop().isAccepted());
+  session.run(10s);
+  EXPECT_EQ(std::count_if(session.events().begin(), session.events().end(),
+                          [](const Event& event) {
+                            const auto* asked = std::get_if<Asked>(&event.what);
+                            return asked && asked->command == Command::stop;
+                          }),
+            3);
 }
 
 TEST(GuardedStationStopTest, BringsTheGradeDown) {

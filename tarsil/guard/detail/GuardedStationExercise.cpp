@@ -104,12 +104,8 @@ void GuardedStation::Implementation::poll() {
   if (polls_.size() == mostOpenPolls) polls_.pop_front();
   polls_.push_back(Clock::now());
   asked(Source::exercise, Command::requestLoad);
-  driver_->command([](KivStressDevice& driver) {
-    // So that a report that lacks one of its halves never repeats the one before.
-    driver.requestSpeed = -1;
-    driver.requestGrade = -1;
-    driver.requestLoad();
-  });
+  driver_->forgetLoad();
+  driver_->command([](KivStressDevice& driver) { driver.requestLoad(); });
 }
 
 void GuardedStation::Implementation::loadReported(const Load& load) {
