@@ -1,8 +1,9 @@
 // A host with a window (Qt 5 or 6) and a stop button, in another process, that works while it is frozen.
 
+#include <sys/socket.h>
+#include <unistd.h>
 #include <QApplication>
 #include <QLabel>
-#include <QProcess>
 #include <QPushButton>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -11,8 +12,7 @@
 #include <tarsil/platform/VirtualDeviceRegistry.hpp>
 #include <tarsil/runtime/RunLoop.hpp>
 
-#include <atomic>
-#include <cstdio>
+#include <array>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -21,29 +21,22 @@ using namespace tarsil;
 namespace {
 
 /// The other process. It ends with the host.
-int showStopButton() {
-  std::setvbuf(stdout, nullptr, _IONBF, 0);
+int showStopButton(int host) {
   QPushButton button("STOP");
   button.setWindowTitle("Stop button");
   button.setWindowFlag(Qt::WindowStaysOnTopHint);
   button.setFixedSize(240, 120);
-  QObject::connect(&button, &QPushButton::pressed, [] { std::fputs("stop\n", stdout); });
-  const QSocketNotifier hostEnds(fileno(stdin), QSocketNotifier::Read);
+  QObject::connect(&button, &QPushButton::pressed, [=] { static_cast<void>(write(host, "s", 1)); });
+  const QSocketNotifier hostEnds(host, QSocketNotifier::Read);
   QObject::connect(&hostEnds, &QSocketNotifier::activated, &QApplication::quit);
   button.show();
   return QApplication::exec();
 }
 
 /// A button that has gone counts as pressed.
-void passStopsOn(const QString& program, GuardedStation& station, const std::atomic<bool>& isOver) {
-  QProcess button;
-  button.start(program, {"--stop-button"});
-  while (button.state() != QProcess::NotRunning && !isOver) {
-    if (button.waitForReadyRead(100) && !button.readAll().isEmpty()) station.stopNow();
-  }
-  if (!isOver) station.stopNow();
-  button.closeWriteChannel();
-  button.waitForFinished();
+void passStopsOn(int button, GuardedStation& station) {
+  for (char pressed = 0; read(button, &pressed, 1) == 1;) station.stopNow();
+  station.stopNow();
 }
 
 QString textOf(const GuardedStation& station) {
@@ -57,17 +50,21 @@ QString textOf(const GuardedStation& station) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  QApplication application(argc, argv);
-  const auto words = QApplication::arguments();
-  if (words.contains("--stop-button")) return showStopButton();
-  if (words.size() != 2) qFatal("usage: %s /dev/ttyUSB0", argv[0]);
-  VirtualDeviceRegistry::shared()->add(words[1].toStdString(), "treadmill");
+  if (argc != 2) qFatal("usage: %s /dev/ttyUSB0", argv[0]);
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) qFatal("no sockets");
+  // Before Qt has threads: they open pipes that a child must not keep open.
+  const bool isButton = fork() == 0;
+  const int other = ends[isButton ? 1 : 0];
+  close(ends[isButton ? 0 : 1]);
+  const QApplication application(argc, argv);
+  if (isButton) return showStopButton(other);
+  VirtualDeviceRegistry::shared()->add(argv[1], "treadmill");
   // A window may be busy for moments; the stop button does not wait for it.
   const auto opened = GuardedStation::open({.exercise = {"LodeTreadmill", "treadmill"}, .heartbeat = 5s});
   if (!opened) qFatal("%s", opened.answer().reason().c_str());
   const auto station = opened.station();
-  std::atomic<bool> isOver = false;
-  std::thread stopButton([&] { passStopsOn(words[0], *station, isOver); });
+  std::thread stops([&] { passStopsOn(other, *station); });
   QWidget window;
   window.setWindowTitle("Treadmill");
   QVBoxLayout column(&window);
@@ -94,6 +91,6 @@ int main(int argc, char** argv) {
   });
   heartbeat.start(100);
   QApplication::exec();
-  isOver = true;
-  stopButton.join();
+  shutdown(other, SHUT_RDWR);
+  stops.join();
 }

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 #include <tarsil/core/StressECGDeviceManager.hpp>
+#include <tarsil/guard/GuardedStation.hpp>
 #include <tarsil/platform/VirtualDeviceRegistry.hpp>
 #include <tarsil/runtime/DispatchQueue.hpp>
 #include <tarsil/runtime/RunLoop.hpp>
@@ -14,6 +15,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -70,6 +72,7 @@ bool hasPort(const std::string& name) {
 }  // namespace
 
 int main() {
+  if (openStation("4711")) return 1;
   auto& station = StressECGDeviceManager::share();
   const auto host = std::make_shared<Host>();
   Adapter treadmill;

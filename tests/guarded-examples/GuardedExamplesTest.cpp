@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -18,6 +19,10 @@ namespace tarsil {
 namespace {
 
 using namespace std::chrono_literals;
+
+void letTimePass(Duration duration) {
+  RunLoop::main().runUntil([] { return false; }, duration);
+}
 
 /// `tarsil simulate`: the machine under the patient.
 class Treadmill {
@@ -155,6 +160,128 @@ TEST_F(PlainHostTest, TheNextHostTakesTheBeltOverFromADeadOne) {
   EXPECT_EQ(next.wait(), 0);
   EXPECT_TRUE(treadmill.isSoon("stopped"));
 }
+
+/// A screen that nobody sees, and the hand on the mouse.
+class Screen {
+ public:
+  // It stays as it is when the last window on it goes.
+  Screen() : server_({"Xvfb", "-displayfd", "1", "-screen", "0", "800x600x24", "-noreset"}) {
+    EXPECT_TRUE(RunLoop::main().runUntil([&] { return !server_.lines().empty(); }, 30s)) << "no Xvfb";
+    if (!server_.lines().empty()) setenv("DISPLAY", (":" + server_.lines().front()).c_str(), 1);
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
+  }
+
+  /// Clicks in a window's middle, this many pixels above its lower edge, when the window is there.
+  static void click(const std::string& window, int fromBelow) {
+    std::vector<std::string> place;
+    const auto end = std::chrono::steady_clock::now() + 30s;
+    while (valueOf("HEIGHT=", place) == 0) {
+      ASSERT_LT(std::chrono::steady_clock::now(), end) << "no window \"" << window << '"';
+      letTimePass(50ms);
+      place = outputOf({"getwindowgeometry", "--shell", "%1"}, window);
+    }
+    const int x = valueOf("WIDTH=", place) / 2;
+    const int y = valueOf("HEIGHT=", place) - fromBelow;
+    outputOf({"windowraise", "%1", "mousemove", "--window", "%1", std::to_string(x), std::to_string(y),
+              "click", "1"},
+             window);
+  }
+
+ private:
+  static std::vector<std::string> outputOf(const std::vector<std::string>& orders,
+                                           const std::string& window) {
+    // Its own way to wait for a window waits for ever.
+    std::vector<std::string> command{"timeout", "10", "xdotool", "search", "--onlyvisible", "--name", window};
+    command.insert(command.end(), orders.begin(), orders.end());
+    ChildProcess hand(command);
+    hand.wait();
+    letTimePass(10ms);
+    return hand.lines();
+  }
+
+  static int valueOf(const std::string& name, const std::vector<std::string>& lines) {
+    for (const auto& line : lines) {
+      if (line.starts_with(name)) return std::stoi(line.substr(name.size()));
+    }
+    return 0;
+  }
+
+  ChildProcess server_;
+};
+
+/// Its main thread has done nothing for longer than its timer would let it.
+bool isFrozen(pid_t process) {
+  const auto turns = [=] {
+    const std::string number = std::to_string(process);
+    std::ifstream status("/proc/" + number + "/task/" + number + "/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with("voluntary_ctxt_switches")) return line;
+    }
+    return std::string();
+  };
+  const std::string before = turns();
+  letTimePass(500ms);
+  return !before.empty() && turns() == before;
+}
+
+pid_t firstChildOf(pid_t process) {
+  pid_t child = -1;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+    std::ifstream children(task.path() / "children");
+    if (children >> child) return child;
+  }
+  return -1;
+}
+
+// Pixels above the lower edge of their window.
+constexpr int stop = 60;
+constexpr int freeze = 23;
+constexpr int walk = 54;
+
+class WindowHostTest : public GuardedExamplesTest, public testing::WithParamInterface<const char*> {
+ protected:
+  WindowHostTest() {
+    // It is refused until the belt was seen to stand.
+    for (int attempt = 0; attempt < 20 && !isWalking; ++attempt) {
+      Screen::click(window, walk);
+      isWalking = treadmill.isSoon("running", 1s);
+    }
+    EXPECT_TRUE(isWalking);
+  }
+
+  const std::string window = "Treadmill";
+  bool isWalking = false;
+  Screen screen;
+  ChildProcess host{{GetParam(), treadmill.path()}};
+};
+
+TEST_P(WindowHostTest, ItsStopButtonWorksWhileTheWindowIsFrozen) {
+  Screen::click(window, freeze);
+  ASSERT_TRUE(RunLoop::main().runUntil([&] { return isFrozen(host.pid()); }, 4s));
+  Screen::click("Stop button", stop);
+  // The missing heartbeat would stop the belt, too, but only after 5 s.
+  EXPECT_TRUE(treadmill.isSoon("stopped", 4s));
+}
+
+TEST_P(WindowHostTest, AStopButtonThatIsGoneCountsAsPressed) {
+  const pid_t button = firstChildOf(host.pid());
+  ASSERT_GT(button, 0);
+  kill(button, SIGKILL);
+  EXPECT_TRUE(treadmill.isSoon("stopped"));
+}
+
+TEST_P(WindowHostTest, AFrozenWindowStopsTheBeltByItself) {
+  Screen::click(window, freeze);
+  EXPECT_TRUE(treadmill.isSoon("stopped"));
+}
+
+TEST_P(WindowHostTest, ABeltWhoseHostIsKilledStops) {
+  host.signal(SIGKILL);
+  EXPECT_TRUE(treadmill.isSoon("stopped"));
+}
+
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(WindowHostTest);  // where there is no Qt
+INSTANTIATE_TEST_SUITE_P(EachQt, WindowHostTest, testing::ValuesIn(std::vector<const char*>{WINDOW_HOSTS}));
 
 }  // namespace
 }  // namespace tarsil
