@@ -3,6 +3,11 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
 
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/cli-report/SessionFiles.hpp"
@@ -102,23 +107,84 @@ TEST_F(SessionReportTest, ChartsOfABicycleHoldTheRecordedValues) {
   EXPECT_FALSE(chart.hasPanel("grade"));
 }
 
-// A browser is no part of what this product needs, so a machine without one says that it left this out.
-TEST_F(SessionReportTest, ABrowserDrawsThePage) {
-  if (std::system("command -v chromium >/dev/null") != 0)
-    GTEST_SKIP() << "no chromium: the page is not drawn";
+// A browser is no part of what this product needs, so a machine without one says that it left this out. What
+// it draws stays in the folder of the tests' output.
+
+class InABrowserTest : public SessionReportTest {
+ protected:
+  void SetUp() override {
+    if (std::system("command -v chromium >/dev/null") != 0)
+      GTEST_SKIP() << "no chromium: the page is not drawn";
+    std::filesystem::create_directories(TARSIL_PICTURES);
+  }
+
+  /// What it prints.
+  std::string browser(const std::string& options, const std::filesystem::path& page) const {
+    return output(
+        "chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
+        "--disable-background-networking --disable-component-update --disable-sync "
+        "--disable-dev-shm-usage --user-data-dir='" +
+        (folder_ / "browser").string() + "' " + options + " 'file://" + page.string() + "' 2>/dev/null");
+  }
+
+  static std::string picture(const char* name) { return "'" TARSIL_PICTURES "/" + std::string(name) + "'"; }
+
+  void runBruce() {
+    run("LodeTreadmill", textOf(TARSIL_SOURCE_FOLDER "/tools/tarsil/protocols/bruce.protocol"));
+  }
+};
+
+TEST_F(InABrowserTest, HasTheRecordedValues) {
   run("LodeTreadmill", treadmillTest);
-  const std::string browser =
-      "chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
-      "--disable-background-networking --disable-component-update --disable-sync --disable-dev-shm-usage "
-      "--user-data-dir='" +
-      (folder_ / "browser").string() + "' --dump-dom 'file://" + (folder_ / "report.html").string() +
-      "' 2>/dev/null";
-  const std::string page = output(browser);
+  const std::string page = browser("--dump-dom", folder_ / "report.html");
   // The browser's own reading of the page has the same charts and table.
   const ChartReader chart(page);
   expectSame(chart, "load", chart.points("load", "measured"), valuesOf("answered", "load", 0));
   expectSame(chart, "pressure", chart.marks("systolic"), valuesOf("answered", "pressure", 0));
   EXPECT_THAT(page, HasSubstr("<th>stage 2 of 2</th>"));
+}
+
+TEST_F(InABrowserTest, ABruceOf24MinutesFitsOneSheet) {
+  runBruce();
+  browser("--no-pdf-header-footer --print-to-pdf=" + picture("report.pdf"), folder_ / "report.html");
+  const std::string pdf = textOf(TARSIL_PICTURES "/report.pdf");
+  EXPECT_THAT(pdf, testing::StartsWith("%PDF"));
+  const std::regex sheet("/Type /Page\\b");
+  EXPECT_EQ(std::distance(std::sregex_iterator(pdf.begin(), pdf.end(), sheet), {}), 1);
+}
+
+TEST_F(InABrowserTest, NothingScrollsSidewaysOnATelephone) {
+  runBruce();
+  browser("--window-size=1100,1500 --screenshot=" + picture("report.png"), folder_ / "report.html");
+  browser("--window-size=400,2600 --screenshot=" + picture("report-phone.png"), folder_ / "report.html");
+  // A window is never as narrow as a telephone, a frame in it is.
+  std::string page = textOf(folder_ / "report.html");
+  page = std::regex_replace(std::regex_replace(page, std::regex("&"), "&amp;"), std::regex("\""), "&quot;");
+  const std::filesystem::path telephone = folder_ / "telephone.html";
+  std::ofstream(telephone)
+      << "<iframe width=\"400\" height=\"2600\" style=\"border: 0\" srcdoc=\"" << page
+      << "\" onload=\"const root = contentDocument.documentElement;"
+         "const letters = [...contentDocument.querySelectorAll('svg.narrow text')]"
+         "  .filter(text => text.textContent).map(text => text.getBoundingClientRect().height);"
+         "document.title = `scrolls ${root.scrollWidth > root.clientWidth}, letters ${Math.min(...letters) > "
+         "9.5}`;"
+         "\"></iframe>";
+  EXPECT_THAT(browser("--dump-dom", telephone), HasSubstr("<title>scrolls false, letters true</title>"));
+}
+
+TEST_F(InABrowserTest, IsDarkInTheDark) {
+  runBruce();
+  browser("--window-size=1100,1500 --blink-settings=preferredColorScheme=0 --screenshot=" +
+              picture("report-dark.png"),
+          folder_ / "report.html");
+  const std::filesystem::path measured = folder_ / "measured.html";
+  std::ofstream(measured)
+      << textOf(folder_ / "report.html")
+      << "<script>document.title = getComputedStyle(document.body).backgroundColor;</script>";
+  EXPECT_THAT(browser("--blink-settings=preferredColorScheme=0 --dump-dom", measured),
+              HasSubstr("<title>rgb(18, 24, 30)</title>"));
+  EXPECT_THAT(browser("--blink-settings=preferredColorScheme=1 --dump-dom", measured),
+              HasSubstr("<title>rgb(255, 255, 255)</title>"));
 }
 
 }  // namespace

@@ -16,9 +16,10 @@ using namespace std::chrono_literals;
 using Series = SessionRecord::Series;
 
 // The picture, in its own units.
-constexpr double width = 1000;
+constexpr double wideRight = 984;
+constexpr double narrowRight = 344;
 constexpr double left = 52;
-constexpr double right = 984;
+constexpr double margin = 16;
 constexpr double flagHeight = 22;
 constexpr double bandNameHeight = 20;
 constexpr double panelsTop = flagHeight + bandNameHeight;
@@ -31,6 +32,8 @@ constexpr double flagDistance = 17;
 /// A load that was not reported for this long is not known.
 constexpr Duration longestSilence = 3s;
 
+/// Of "220/110", about.
+constexpr double labelWidth = 46;
 /// Widths of a character of the band names, about.
 constexpr double characterWidth = 6.4;
 
@@ -68,15 +71,19 @@ const char* bandClass(Phase::Kind kind, std::size_t index) {
 
 }  // namespace
 
-SessionChart::SessionChart(const SessionRecord& record)
-    : record_(record), time_(Axis::ofTime(inSeconds(record.end()), 12)), bottom_(panelsTop) {}
+SessionChart::SessionChart(const SessionRecord& record, Form form)
+    : record_(record),
+      form_(form),
+      right_(form == Form::wide ? wideRight : narrowRight),
+      time_(Axis::ofTime(inSeconds(record.end()), form == Form::wide ? 12 : 5)),
+      bottom_(panelsTop) {}
 
 bool SessionChart::isTreadmill() const {
   return record_.protocol().device == StressDeviceType::Treadmill;
 }
 
 double SessionChart::x(Duration at) const {
-  return left + time_.fraction(inSeconds(at)) * (right - left);
+  return left + time_.fraction(inSeconds(at)) * (right_ - left);
 }
 
 std::string SessionChart::svg() {
@@ -86,10 +93,11 @@ std::string SessionChart::svg() {
   pressurePanel();
   saturationPanel();
   return fmt::format(
-      "<svg class=\"session\" viewBox=\"0 0 {} {}\" role=\"img\" aria-label=\"Load, blood pressure and "
+      "<svg class=\"session {}\" viewBox=\"0 0 {} {}\" role=\"img\" aria-label=\"Load, blood pressure and "
       "oxygen "
       "saturation over time\" data-left=\"{}\" data-right=\"{}\" data-seconds=\"{:.3f}\">\n{}{}{}{}</svg>\n",
-      width, bottom_ + timeAxisHeight, left, right, time_.high(), bands(), timeAxis(), body_, flags());
+      form_ == Form::wide ? "wide" : "narrow", right_ + margin, bottom_ + timeAxisHeight, left, right_,
+      time_.high(), bands(), timeAxis(), body_, flags());
 }
 
 void SessionChart::loadPanel() {
@@ -123,17 +131,25 @@ void SessionChart::pedalPanel() {
 }
 
 void SessionChart::pressurePanel() {
+  const bool isWide = form_ == Form::wide;
   double low = 60;
   double high = 160;
   for (const auto& sample : record_.pressures()) {
     low = std::min<double>(low, sample.pressure.diastolic - 10);
-    high = std::max<double>(high, sample.pressure.systolic + 20);
+    // With room for the labels.
+    high = std::max<double>(high, sample.pressure.systolic + (isWide ? 20 : 50));
   }
   const Panel panel =
-      beginPanel("pressure", "Blood pressure, mmHg", 140, Axis::around(std::max(low, 0.0), high, 5),
-                 {{"systolic", "systolic"}, {"diastolic", "diastolic"}});
+      beginPanel("pressure", isWide ? "Blood pressure, mmHg" : "Pressure, mmHg", 140,
+                 Axis::around(std::max(low, 0.0), high, 5),
+                 {{"systolic", isWide ? "systolic" : "sys"}, {"diastolic", isWide ? "diastolic" : "dia"}});
+  double lastLabel = -labelWidth;
+  bool isRaised = false;
   for (const auto& sample : record_.pressures()) {
     const double at = x(sample.at);
+    // Labels that would run into each other stand at two heights.
+    isRaised = at - lastLabel < labelWidth && !isRaised;
+    lastLabel = at;
     const double systolic = panel.y(sample.pressure.systolic);
     const double diastolic = panel.y(sample.pressure.diastolic);
     add(fmt::format("<g class=\"cuff\"><title>{} – {:.0f}/{:.0f} mmHg</title>", clockText(sample.at),
@@ -143,8 +159,8 @@ void SessionChart::pressurePanel() {
     // Triangles that meet the line in their tips: at the value.
     add(fmt::format("<path class=\"systolic\" d=\"M{:.2f} {:.2f} l-5 -9 h10 z\"/>", at, systolic));
     add(fmt::format("<path class=\"diastolic\" d=\"M{:.2f} {:.2f} l-5 9 h10 z\"/>", at, diastolic));
-    add(fmt::format("<text x=\"{:.2f}\" y=\"{:.2f}\">{:.0f}/{:.0f}</text></g>", at, systolic - 12,
-                    sample.pressure.systolic, sample.pressure.diastolic));
+    add(fmt::format("<text x=\"{:.2f}\" y=\"{:.2f}\">{:.0f}/{:.0f}</text></g>", at,
+                    systolic - (isRaised ? 23 : 12), sample.pressure.systolic, sample.pressure.diastolic));
   }
   endPanel();
 }
@@ -182,13 +198,13 @@ SessionChart::Panel SessionChart::beginPanel(const char* name, const char* title
       "data-high=\"{:g}\">",
       name, panel.top, panel.bottom, axis.low(), axis.high()));
   for (const double tick : axis.ticks()) {
-    add(fmt::format("<line class=\"grid\" x1=\"{0}\" x2=\"{1}\" y1=\"{2:.2f}\" y2=\"{2:.2f}\"/>", left, right,
-                    panel.y(tick)));
+    add(fmt::format("<line class=\"grid\" x1=\"{0}\" x2=\"{1}\" y1=\"{2:.2f}\" y2=\"{2:.2f}\"/>", left,
+                    right_, panel.y(tick)));
     add(fmt::format("<text class=\"tick\" x=\"{}\" y=\"{:.2f}\">{:g}</text>", left - 7, panel.y(tick) + 4,
                     tick));
   }
   add(fmt::format("<text class=\"title\" x=\"{}\" y=\"{:.2f}\">{}</text>", left, panel.top - 9, title));
-  double place = right;
+  double place = right_;
   for (auto entry = legend.rbegin(); entry != legend.rend(); ++entry) {
     place -= characterWidth * static_cast<double>(std::string_view(entry->second).size()) + 4;
     add(fmt::format("<text class=\"legend\" x=\"{:.2f}\" y=\"{:.2f}\">{}</text>", place, panel.top - 9,
@@ -276,7 +292,7 @@ std::string SessionChart::flags() const {
 std::string SessionChart::timeAxis() const {
   std::string drawn;
   for (const double tick : time_.ticks()) {
-    const double at = left + time_.fraction(tick) * (right - left);
+    const double at = left + time_.fraction(tick) * (right_ - left);
     drawn +=
         fmt::format("<line class=\"grid time\" x1=\"{0:.2f}\" x2=\"{0:.2f}\" y1=\"{1}\" y2=\"{2:.2f}\"/>", at,
                     panelsTop, bottom_);
@@ -284,7 +300,7 @@ std::string SessionChart::timeAxis() const {
                          clockText(std::chrono::seconds(std::llround(tick))));
   }
   drawn += fmt::format("<text class=\"tick time\" x=\"{}\" y=\"{:.2f}\">time, minutes:seconds</text>\n",
-                       (left + right) / 2, bottom_ + 34);
+                       (left + right_) / 2, bottom_ + 34);
   return drawn;
 }
 

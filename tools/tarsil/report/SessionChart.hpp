@@ -13,7 +13,10 @@ namespace tarsil::cli {
 /// carry their scales as data attributes.
 class SessionChart {
  public:
-  explicit SessionChart(const SessionRecord& record);
+  /// A narrow one is for telephones: its letters are as large there as those of a wide one elsewhere.
+  enum class Form { wide, narrow };
+
+  explicit SessionChart(const SessionRecord& record, Form form = Form::wide);
 
   std::string svg();
 
@@ -51,6 +54,9 @@ class SessionChart {
   std::string timeAxis() const;
 
   const SessionRecord& record_;
+  const Form form_;
+  /// Of the panels.
+  const double right_;
   const Axis time_;
   std::string body_;
   /// Where the next panel begins.

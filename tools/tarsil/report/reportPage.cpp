@@ -63,7 +63,8 @@ class Page {
     add(fmt::format("<style>\n{}</style>\n</head>\n<body>\n<main>", pageStyle));
     header();
     summary();
-    add("<figure>\n" + SessionChart(record_).svg() + "</figure>");
+    add("<figure>\n" + SessionChart(record_).svg() + SessionChart(record_, SessionChart::Form::narrow).svg() +
+        "</figure>");
     notes();
     phases();
     events();
@@ -224,7 +225,8 @@ class Page {
   void phases() {
     if (record_.spans().empty()) return;
     const char* const unit = isTreadmill() ? "Speed, km/h" : "Power, W";
-    add("<h2>Phases</h2>\n<table class=\"phases\">\n<thead>");
+    add(fmt::format("<h2>Phases</h2>\n<table class=\"phases {}{}\">\n<thead>",
+                    isTreadmill() ? "treadmill" : "bicycle", hasEquivalents() ? " mets" : ""));
     add(
         fmt::format("<tr><th rowspan=\"2\">Phase</th><th rowspan=\"2\">Begin</th><th rowspan=\"2\">Time</th>"
                     "<th colspan=\"2\">{}</th>{}{}<th rowspan=\"2\">Blood pressure, mmHg</th>"
