@@ -125,6 +125,7 @@ TEST(CompletionTest, OffersWhatTheProgramKnows) {
   EXPECT_THAT(offers({"run", "--protocol", "bru"}), ElementsAre("bruce"));
   EXPECT_THAT(offers({"run", "--exercise", "Track"}), ElementsAre("TrackMaster@", "TrackMaster"));
   EXPECT_THAT(offers({"stop", "Lode"}), ElementsAre("LodeOEMTreadmill@", "LodeTreadmill@"));
+  EXPECT_THAT(offers({"cable", "Tan"}), ElementsAre("Tango@"));
   EXPECT_THAT(offers({"protocols", "nau"}), ElementsAre("naughton"));
   EXPECT_THAT(offers({"report", ""}), IsEmpty());
 }

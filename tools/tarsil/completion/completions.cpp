@@ -79,7 +79,7 @@ Words argumentsOf(const std::string& command, const std::string& word) {
   if (command == "simulate") return simulators::simulatedModels();
   if (command == "protocols") return builtInProtocols();
   if (command == "stop" || command == "console") return places(exerciseModels(), word);
-  if (command == "check") return places(standardCatalogue().models(), word);
+  if (command == "check" || command == "cable") return places(standardCatalogue().models(), word);
   return {};
 }
 
