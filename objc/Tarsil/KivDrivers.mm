@@ -16,7 +16,9 @@
 #include "tarsil/drivers/vitals/MEDXINGPort.hpp"
 #include "tarsil/drivers/vitals/MEDXINGSpO2.hpp"
 #include "tarsil/drivers/vitals/SpO2Device.hpp"
+#include "tarsil/serial/ORSSerialPort.hpp"
 
+#import <Tarsil/ORSSerialPort.h>
 #import "Tarsil/detail/convert.h"
 #import "Tarsil/detail/deviceTwin.h"
 
@@ -112,12 +114,15 @@ NSArray* deviceTwins(const std::vector<std::shared_ptr<KivStressDevice>>& device
 
 namespace {
 
-tarsil::SerialDriver* driver(KivSerialDriver* twin) {
-  return dynamic_cast<tarsil::SerialDriver*>(tarsil::objc::sharedOf<tarsil::KivStressDevice>(twin).get());
-}
-
-std::shared_ptr<tarsil::ORSSerialPort> shared(ORSSerialPort* port) {
-  return tarsil::objc::sharedOf<tarsil::ORSSerialPort>(reinterpret_cast<TarsilTwin*>(port));
+/// Calls the driver's method of the port's delegate; does nothing for a port that is nil.
+template <class... Parameters, class... Arguments>
+void tell(KivSerialDriver* twin, ORSSerialPort* serialPort,
+          void (tarsil::SerialDriver::*method)(tarsil::ORSSerialPort&, Parameters...),
+          const Arguments&... arguments) {
+  const auto device = tarsil::objc::sharedOf<tarsil::KivStressDevice>(twin);
+  const auto port = tarsil::objc::sharedOf<tarsil::ORSSerialPort>(serialPort);
+  auto* const driver = dynamic_cast<tarsil::SerialDriver*>(device.get());
+  if (driver != nullptr && port) (driver->*method)(*port, arguments...);
 }
 
 }  // namespace
@@ -125,18 +130,16 @@ std::shared_ptr<tarsil::ORSSerialPort> shared(ORSSerialPort* port) {
 @implementation KivSerialDriver
 
 - (void)serialPortWasOpened:(ORSSerialPort*)serialPort {
-  if (const auto port = shared(serialPort)) driver(self)->serialPortWasOpened(*port);
+  tell(self, serialPort, &tarsil::SerialDriver::serialPortWasOpened);
 }
 - (void)serialPortWasRemovedFromSystem:(ORSSerialPort*)serialPort {
-  if (const auto port = shared(serialPort)) driver(self)->serialPortWasRemovedFromSystem(*port);
+  tell(self, serialPort, &tarsil::SerialDriver::serialPortWasRemovedFromSystem);
 }
 - (void)serialPort:(ORSSerialPort*)serialPort didEncounterError:(NSError*)error {
-  if (const auto port = shared(serialPort))
-    driver(self)->serialPortDidEncounterError(*port, tarsil::objc::errorOf(error));
+  tell(self, serialPort, &tarsil::SerialDriver::serialPortDidEncounterError, tarsil::objc::errorOf(error));
 }
 - (void)serialPort:(ORSSerialPort*)serialPort didReceiveData:(NSData*)data {
-  if (const auto port = shared(serialPort))
-    driver(self)->serialPortDidReceiveData(*port, tarsil::objc::bytesOf(data));
+  tell(self, serialPort, &tarsil::SerialDriver::serialPortDidReceiveData, tarsil::objc::bytesOf(data));
 }
 
 @end

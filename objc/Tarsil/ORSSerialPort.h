@@ -49,7 +49,7 @@ typedef NS_ENUM(NSUInteger, ORSSerialPortParity) {
 /// Tells the delegate that the device vanished, waits for it, and closes.
 - (void)cleanupAfterSystemRemoval;
 /// Deprecated: prints a warning and does `cleanupAfterSystemRemoval`.
-- (void)cleanup;
+- (void)cleanup __attribute__((deprecated));
 
 /// Sends the request, or queues it behind the pending one. NO when writing failed. Waits for the port's own
 /// queue: not from an evaluator.

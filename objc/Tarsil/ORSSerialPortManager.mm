@@ -1,5 +1,8 @@
 #import "Tarsil/ORSSerialPortManager.h"
 
+#include <any>
+#include <array>
+
 #include "tarsil/runtime/NotificationCenter.hpp"
 #include "tarsil/serial/ORSSerialPortManager.hpp"
 
@@ -48,10 +51,9 @@ std::vector<std::size_t> indexList(NSIndexSet* indexes) {
 namespace tarsil::objc {
 
 void forwardNotifications() {
-  // For good, as the manager is.
-  static const auto& forwarded =
-      *new std::array{forward(Manager::wasConnectedNotification, Manager::connectedPortsKey),
-                      forward(Manager::wasDisconnectedNotification, Manager::disconnectedPortsKey)};
+  static const std::array forwarded{
+      forward(Manager::wasConnectedNotification, Manager::connectedPortsKey),
+      forward(Manager::wasDisconnectedNotification, Manager::disconnectedPortsKey)};
   static_cast<void>(forwarded);
 }
 

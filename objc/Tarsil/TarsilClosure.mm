@@ -35,7 +35,8 @@ class Closure {
   explicit Closure(id closure)
       : isBlock_(object_getClass(closure) != [TarsilClosure class]),
         kept_(isBlock_ ? std::shared_ptr<void>(_Block_copy(closure), _Block_release)
-                       : std::shared_ptr<void>([closure retain], [](id held) { [held release]; })) {}
+                       : std::shared_ptr<void>([closure retain],
+                                               [](id held) { inPool([held] { [held release]; }); })) {}
 
   id object() const { return static_cast<id>(kept_.get()); }
 

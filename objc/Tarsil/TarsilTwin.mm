@@ -207,7 +207,7 @@ void keep(TarsilTwin* twin, std::shared_ptr<void> kept) {
   [super addObserver:observer forKeyPath:keyPath options:options context:context];
   tarsil::Observable* const observable = [self tarsilObservable];
   NSString* const key = [[keyPath componentsSeparatedByString:@"."] objectAtIndex:0];
-  if (observable == nullptr) return;
+  if (observable == nullptr || ![self respondsToSelector:NSSelectorFromString(key)]) return;
   State& state = *_state;
   const std::lock_guard lock(state.observedMutex);
   ObservedKey& observed = state.observed[tarsil::objc::textOf(key)];

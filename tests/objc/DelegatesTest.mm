@@ -1,6 +1,6 @@
 // Delegates that implement some methods, and how long they are held.
 
-#include "simulators/lines/PseudoTerminal.hpp"
+#include "simulators/devices/acceptedReply.hpp"
 #include "tarsil/core/KivStressDevice.hpp"
 
 #import "Tarsil/detail/twin.h"
@@ -143,6 +143,23 @@ TEST_F(PortDelegatesTest, TheDelegateOfAPortThatADriverTookIsTheDriversTwin) {
   EXPECT_EQ(cxx([treadmill protPath]), terminal.path());
   [treadmill setSerialPort:nil];
   EXPECT_EQ([treadmill protPath], nil);
+}
+
+TEST_F(PortDelegatesTest, ADriverReadsWhatAHostHandsItAsThePortsDelegate) {
+  EveryMethod* const host = [[[EveryMethod alloc] init] autorelease];
+  LodeTreadmill* const treadmill = [[[LodeTreadmill alloc] init] autorelease];
+  [treadmill setKiv_delegate:host];
+  [treadmill serialPortWasOpened:port];
+  // Speed and grade in tenths, then a refused start, byte by byte.
+  for (const tarsil::Bytes& reply : {tarsil::simulators::acceptedReply(0x08, 0x80, tarsil::Bytes{0, 50}),
+                                     tarsil::simulators::acceptedReply(0x0A, 0x80, tarsil::Bytes{0, 25}),
+                                     tarsil::simulators::acceptedReply(0x01, 0x01, {})}) {
+    for (const std::uint8_t byte : reply)
+      [treadmill serialPort:port didReceiveData:[NSData dataWithBytes:&byte length:1]];
+  }
+  [treadmill serialPortWasRemovedFromSystem:port];
+  [treadmill serialPortWasOpened:nil];
+  EXPECT_EQ(cxx([host takeCalls]), "opened\nload 50 25\nerror 01 \nremoved");
 }
 
 TEST_F(PortDelegatesTest, TheManagerPassesOnWhatAPortTellsItWhenAHostMadeItTheDelegate) {

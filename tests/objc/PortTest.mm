@@ -208,6 +208,32 @@ TEST_F(PortTest, AnEvaluatorIsACFunctionWithItsContext) {
   EXPECT_EQ([request dataIsValidResponse:dataFromHex("01")], NO);
 }
 
+/// A block as every compiler with blocks lays one out; `global` says that it need not be copied.
+struct Block {
+  static constexpr int global = 1 << 28;
+  void* isa = nullptr;
+  int flags = global;
+  int reserved = 0;
+  BOOL(*invoke)
+  (Block* self, NSData* data) = [](Block* self, NSData* data) {
+    ++self->asked;
+    return static_cast<BOOL>([data length] == 2 ? YES : NO);
+  };
+  void* descriptor = nullptr;
+  int asked = 0;
+};
+
+TEST_F(PortTest, AnEvaluatorMayBeABlock) {
+  Block block;
+  ORSSerialPacketDescriptor* const descriptor = [[[ORSSerialPacketDescriptor alloc]
+      initWithMaximumPacketLength:8
+                         userInfo:nil
+                responseEvaluator:reinterpret_cast<id>(&block)] autorelease];
+  EXPECT_EQ([descriptor dataIsValidPacket:dataFromHex("0100")], YES);
+  EXPECT_EQ([descriptor dataIsValidPacket:dataFromHex("01")], NO);
+  EXPECT_EQ(block.asked, 2);
+}
+
 TEST_F(PortTest, ADescriptorKeepsWhatItWasMadeFrom) {
   NSObject* const info = [[NSObject alloc] init];
   ORSSerialPacketDescriptor* const fixed =

@@ -1,5 +1,5 @@
-// Not built here: no machine of the project has Apple's compiler. It is all that differs there, beside the
-// flags in objc/CMakeLists.txt: the run-loop source and the runtime's own weak references.
+// Not built here: no machine of the project has Apple's compiler. It is all that differs there, beside
+// apple.cmake: the source of the run loop and the runtime's own weak references.
 #ifdef __APPLE__
 
 #import "Tarsil/detail/system.h"

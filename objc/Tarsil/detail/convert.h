@@ -55,7 +55,10 @@ class Held {
   explicit Held(id object) : object_([object retain]) {}
   Held(const Held& other) : Held(other.object_) {}
   Held& operator=(const Held&) = delete;
-  ~Held() { [object_ release]; }
+  ~Held() {
+    // On whatever thread lets go of it last.
+    inPool([this] { [object_ release]; });
+  }
 
   id object() const { return [[object_ retain] autorelease]; }
 

@@ -20,7 +20,9 @@ namespace {
 class HostDelegate final : public KivStressPortDelegate {
  public:
   explicit HostDelegate(id<KivStressPortDelegate> host) : host_([host retain]) {}
-  ~HostDelegate() override { [host_ release]; }
+  ~HostDelegate() override {
+    inPool([this] { [host_ release]; });
+  }
   HostDelegate(const HostDelegate&) = delete;
   HostDelegate& operator=(const HostDelegate&) = delete;
 
