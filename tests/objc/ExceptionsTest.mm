@@ -1,5 +1,8 @@
 // What is raised, with its reason to the letter, and what nil does.
 
+#include <thread>
+
+#import "Tarsil/detail/twin.h"
 #import "Test.h"
 
 @interface OwnDescriptor : ORSSerialPacketDescriptor
@@ -64,6 +67,15 @@ TEST_F(ExceptionsTest, TheListOfPortsHasBounds) {
             }),
             "NSInternalInconsistencyException");
   EXPECT_EQ([manager countOfAvailablePorts], count);
+}
+
+TEST_F(ExceptionsTest, TheRunLoopIsAttachedOnTheMainThreadAlone) {
+  std::string raised;
+  std::thread([&] {
+    tarsil::objc::inPool([&] { raised = cxx(raisedBy([] { [TarsilRunLoop attach]; })); });
+  }).join();
+  EXPECT_EQ(raised, "NSInternalInconsistencyException: +[TarsilRunLoop attach] belongs to the thread that "
+                    "started the process");
 }
 
 TEST_F(ExceptionsTest, TwoDevicesCannotHaveOnePath) {

@@ -1,6 +1,8 @@
 // One twin for each object of the library, whoever holds it, and what it is equal to.
 
 #include <memory>
+#include <thread>
+#include <vector>
 
 #include "tarsil/core/KivBicycle.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
@@ -83,6 +85,21 @@ TEST_F(TwinsTest, ATwinHoldsItsObject) {
   [twin setBaud:4800];
   EXPECT_EQ([twin baud], 4800);
   inPool([&] { [twin release]; });
+}
+
+TEST_F(TwinsTest, ManyThreadsTakeAndLetGoOfOneTwin) {
+  const auto bicycle = std::make_shared<tarsil::KivBicycle>();
+  const auto takeAndLetGo = [&] {
+    for (int round = 0; round < 2000; ++round) {
+      inPool([&] { EXPECT_EQ(sharedOf<tarsil::KivStressDevice>(deviceTwin(bicycle)), bicycle); });
+      // Others come and go meanwhile.
+      inPool([&] { deviceTwin(std::make_shared<tarsil::KivBicycle>()); });
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int count = 0; count < 4; ++count) threads.emplace_back(takeAndLetGo);
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(bicycle.use_count(), 1);
 }
 
 TEST_F(TwinsTest, DevicesOfEveryDriverHaveTwinsOfItsName) {
