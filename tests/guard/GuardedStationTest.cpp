@@ -243,6 +243,62 @@ TEST(GuardedStationSilenceTest, RaisesNoLoadAndStopsAfterTenSeconds) {
   EXPECT_TRUE(session->start().isAccepted());
 }
 
+TEST(GuardedStationSilenceTest, OpensALineAnewThatStaysSilent) {
+  GuardedSession session;
+  session.begin({.speed = 2});
+  session.run(10s);
+  session.forgetEvents();
+  session.line().cable().replies().mute(true);
+  session.run(9s);
+  EXPECT_GE(session.count<LineClosed>(), 1U);
+  EXPECT_GE(session.count<LineOpened>(), 1U);
+}
+
+// Disagreement
+
+/// Swallows the next command that is no poll.
+void loseCommand(GuardedSession& session) {
+  session.line().cable().commands().mute(true);
+  session.run(100ms);
+  session.line().cable().commands().mute(false);
+}
+
+TEST(GuardedStationDisagreementTest, ALostCommandIsToldAgain) {
+  GuardedSession session;
+  session.begin({.speed = 4});
+  session.run(20s);
+  EXPECT_TRUE(session->setLoad({.speed = 5}).isAccepted());
+  loseCommand(session);
+  session.run(1s);
+  EXPECT_THAT(session.truth().speed, FloatNear(4, 0.1F));
+  session.run(15s);
+  EXPECT_THAT(session.truth().speed, FloatNear(5, 0.1F));
+  EXPECT_EQ(session.count<ProtectiveStop>(), 0U);
+}
+
+TEST(GuardedStationDisagreementTest, ARefusalIsAnAlarmUntilThereAreNoMore) {
+  GuardedSession session;
+  session.begin({.speed = 4});
+  session.run(20s);
+  session.device().refuseCommands("05");
+  session.run(2s);
+  EXPECT_TRUE(session.hasAlarm(AlarmKind::deviceRefuses));
+  EXPECT_EQ(session->state(), State::running);
+  session.device().refuseCommands(std::nullopt);
+  session.run(8s);
+  EXPECT_FALSE(session.hasAlarm(AlarmKind::deviceRefuses));
+}
+
+TEST(GuardedStationDisagreementTest, TheCodeOfAStopAtTheMachineStopsForGood) {
+  GuardedSession session;
+  session.begin({.speed = 4});
+  session.run(20s);
+  ASSERT_TRUE(session.device().press(Button::emergency));
+  EXPECT_TRUE(session->setLoad({.speed = 5}).isAccepted());
+  session.run(500ms);  // long before its belt stands
+  EXPECT_EQ(session.last<ProtectiveStop>().cause, AlarmKind::stoppedAtMachine);
+}
+
 // Stopping
 
 TEST(GuardedStationStopTest, IsRepeatedUntilTheDeviceStandsAndAlarmsAfterFifteenSeconds) {
@@ -391,6 +447,7 @@ TEST(GuardedStationCableTest, StopsFirstWhenTheAdapterComesBackUnderAnotherName)
   session.run(2s);
   EXPECT_TRUE(session.hasAlarm(AlarmKind::lineLost));
   EXPECT_EQ(session.last<ProtectiveStop>().cause, AlarmKind::lineLost);
+  EXPECT_EQ(session->reset().code(), Code::causeRemains);
   EXPECT_GT(session.truth().speed, 3);  // nobody could tell it
   session.line().plugIn("exercise-again");
   session.run(15s);
@@ -457,6 +514,30 @@ TEST(GuardedStationAuxiliaryTest, StopTheExerciseWhereTheHostCallsThemVital) {
   session.line("spo2").unplug();
   session.run(2s);
   EXPECT_EQ(session.last<ProtectiveStop>().cause, AlarmKind::oximeterLost);
+  session.run(15s);
+  EXPECT_EQ(session->state(), State::opening);
+  EXPECT_EQ(session->reset().code(), Code::causeRemains);
+  session.line("spo2").plugIn("spo2-again");
+  session.run(5s);
+  EXPECT_TRUE(session->reset().isAccepted());
+}
+
+TEST(GuardedStationAuxiliaryTest, AMonitorThatNeverAnswersIsAnAlarm) {
+  GuardedSession session({.monitor = true});
+  session.line("bp").cable().replies().mute(true);
+  session.run(10s);
+  EXPECT_TRUE(session.hasAlarm(AlarmKind::monitorLost));
+  EXPECT_EQ(session->measurePressure().code(), Code::notOpen);
+}
+
+TEST(GuardedStationAuxiliaryTest, ASilentOximeterIsAnAlarm) {
+  GuardedSession session({.oximeter = true});
+  session.run(5s);
+  EXPECT_TRUE(session->readings().saturation.isFresh());
+  session.line("spo2").cable().replies().mute(true);
+  session.run(7s);
+  EXPECT_TRUE(session.hasAlarm(AlarmKind::oximeterLost));
+  EXPECT_EQ(session->readings().saturation.state, Reading<float>::State::stale);
 }
 
 class BuiltInCuffTest : public testing::TestWithParam<std::string> {};

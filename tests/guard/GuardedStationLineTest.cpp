@@ -1,0 +1,274 @@
+// What a station says of lines that do not open, and of values that nobody can have measured: on terminals
+// that fail, and say, what a test wants.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "doubles/ScriptedTerminal.hpp"
+#include "simulators/devices/medxingFrame.hpp"
+#include "simulators/lines/SimulatedStation.hpp"
+#include "tarsil/guard/GuardedStation.hpp"
+#include "tarsil/platform/VirtualDeviceRegistry.hpp"
+#include "tests/guard/GuardedSession.hpp"
+
+namespace tarsil {
+namespace {
+
+using namespace std::chrono_literals;
+using doubles::ScriptedTerminal;
+using testing::HasSubstr;
+using testing::SizeIs;
+using Reason = LineFailed::Reason;
+
+class GuardedStationLineTest : public testing::Test {
+ protected:
+  GuardedStationLineTest() { GuardedSession::time(); }
+  ~GuardedStationLineTest() override {
+    station_.reset();
+    GuardedSession::time().advance(200ms);
+    VirtualDeviceRegistry::shared()->remove(path);
+    GuardedSession::time().settle();
+  }
+
+  /// A port without anything that tells it from another one with its name.
+  void plugIn() {
+    SerialDevice device;
+    device.calloutPath = path;
+    device.terminalName = "scripted";
+    device.terminal = terminal;
+    VirtualDeviceRegistry::shared()->add(std::make_shared<SerialDevice>(std::move(device)));
+  }
+
+  void open(const std::string& model) {
+    plugIn();
+    auto opening =
+        GuardedStation::open({.exercise = {model, path}, .watcher = std::nullopt, .journal = std::nullopt});
+    ASSERT_TRUE(opening);
+    station_ = opening.station();
+    station_->onEvent([this](const Event& event) { events_.push_back(event); });
+  }
+
+  void run(Duration duration) {
+    for (Duration passed{}; passed < duration; passed += 100ms) {
+      station_->alive();
+      GuardedSession::time().advance(100ms);
+    }
+  }
+
+  template <class What>
+  std::vector<What> all() const {
+    std::vector<What> found;
+    for (const Event& event : events_) {
+      if (const auto* what = std::get_if<What>(&event.what)) found.push_back(*what);
+    }
+    return found;
+  }
+
+  static constexpr const char* path = "/dev/scripted";
+  const PrintedLines printed_;
+  const std::shared_ptr<ScriptedTerminal> terminal = std::make_shared<ScriptedTerminal>();
+  std::shared_ptr<GuardedStation> station_;
+  std::vector<Event> events_;
+};
+
+struct Refusal {
+  int error;
+  Reason reason;
+  std::string text;
+};
+
+TEST_F(GuardedStationLineTest, SaysOnceWhyAPortDoesNotOpen) {
+  const std::vector<Refusal> failures{{EACCES, Reason::noRight, "scripted: no right to open it"},
+                                      {EBUSY, Reason::busy, "scripted: another program has it open"},
+                                      {ENOENT, Reason::missing, "scripted: there is no such port now"},
+                                      {ENXIO, Reason::vanished, "scripted: the device behind it is gone"},
+                                      {EMFILE, Reason::other, "scripted: "}};
+  terminal->failAlways(ScriptedTerminal::Call::open, failures[0].error);
+  open("LodeTreadmill");
+  for (const Refusal& failure : failures) {
+    terminal->failAlways(ScriptedTerminal::Call::open, failure.error);
+    run(5s);
+    const auto told = all<LineFailed>();
+    ASSERT_THAT(told, SizeIs(1)) << failure.error;  // tried every second
+    EXPECT_EQ(told[0].reason, failure.reason);
+    EXPECT_EQ(told[0].error, failure.error);
+    EXPECT_THAT(told[0].text, HasSubstr(failure.text));
+    EXPECT_EQ(station_->readiness().code(), Answer::Code::notOpen);
+    events_.clear();
+  }
+  terminal->succeed(ScriptedTerminal::Call::open);
+  run(3s);
+  EXPECT_THAT(all<LineOpened>(), SizeIs(1));
+}
+
+TEST_F(GuardedStationLineTest, OpensNobodyElsesAdapterUnderTheNameOfOneThatWent) {
+  open("LodeTreadmill");
+  run(2s);
+  ASSERT_THAT(all<LineOpened>(), SizeIs(1));
+  VirtualDeviceRegistry::shared()->remove(path);
+  terminal->vanish();
+  run(1s);
+  ASSERT_THAT(all<LineVanished>(), SizeIs(1));
+  terminal->comeBack();
+  plugIn();
+  run(5s);
+  EXPECT_THAT(all<LineOpened>(), SizeIs(1));
+}
+
+TEST_F(GuardedStationLineTest, WhatCannotBeASaturationIsNone) {
+  simulators::SimulatedStation simulated;
+  simulated.add("LodeTreadmill", "treadmill");
+  plugIn();
+  GuardedSession::time().settle();
+  auto opening = GuardedStation::open({.exercise = {"LodeTreadmill", "treadmill"},
+                                       .oximeter = path,
+                                       .watcher = std::nullopt,
+                                       .journal = std::nullopt});
+  ASSERT_TRUE(opening);
+  station_ = opening.station();
+  station_->onEvent([this](const Event& event) { events_.push_back(event); });
+  run(1s);
+  // A frame counts when the next ones stand where they should.
+  for (const std::uint8_t percent : Bytes{97, 97, 97, 97, 97, 0, 0, 0, 127, 127, 127, 96, 96, 96, 96, 96}) {
+    terminal->deliver(simulators::medxingFrame(percent));
+    run(1s);
+  }
+  std::set<float> measured;
+  for (const auto& value : all<SaturationMeasured>()) measured.insert(value.saturation);
+  EXPECT_THAT(measured, testing::ElementsAre(96, 97));
+  EXPECT_THAT(all<Implausible>(), SizeIs(6));
+  station_.reset();
+  GuardedSession::time().advance(200ms);
+}
+
+/// An ergometer that says what the test wants.
+class ScriptedErgometerTest : public GuardedStationLineTest {
+ protected:
+  ScriptedErgometerTest() {
+    terminal->onWrite([this](const Bytes& bytes) {
+      const std::string command(bytes.begin(), bytes.end());
+      if (command == "D\r") say("n000\r");
+      if (command == "B\r") say(power);
+      if (command == "O\r") say(systolic);
+      if (command == "U\r") say(diastolic);
+    });
+    open("ErgosanaK4.8P10");
+    run(5s);
+  }
+
+  void say(const std::string& text) {
+    if (!text.empty()) terminal->deliver(Bytes(text.begin(), text.end()));
+  }
+
+  std::string power = "B000\r";
+  std::string systolic = "O120\r";
+  std::string diastolic = "U080\r";
+};
+
+/// While it runs at 100 W.
+class ScriptedPowerTest : public ScriptedErgometerTest {
+ protected:
+  ScriptedPowerTest() {
+    EXPECT_TRUE(station_->start().isAccepted());
+    EXPECT_TRUE(station_->setLoad({.power = 100}).isAccepted());
+    power = "B050\r";
+    run(4s);
+    power = "B100\r";
+    run(30s);
+    EXPECT_THAT(station_->alarms(), SizeIs(0));
+  }
+};
+
+TEST_F(ScriptedPowerTest, LessThanAskedIsAnAlarmUntilItFollows) {
+  power = "B080\r";
+  run(10s);
+  EXPECT_THAT(station_->alarms(), testing::ElementsAre(AlarmKind::disagreement));
+  EXPECT_EQ(station_->state(), GuardedStation::State::running);
+  // Nothing is raised meanwhile.
+  EXPECT_TRUE(station_->setLoad({.power = 150}).isAccepted());
+  run(3s);
+  EXPECT_EQ(station_->commanded().power, 100);
+  power = "B100\r";
+  run(2s);
+  EXPECT_THAT(station_->alarms(), SizeIs(0));
+}
+
+TEST_F(ScriptedPowerTest, MoreThanAskedIsAProtectiveStop) {
+  power = "B140\r";
+  run(2s);
+  EXPECT_THAT(all<ProtectiveStop>(), SizeIs(0));  // a byte may have changed
+  run(3s);
+  ASSERT_THAT(all<ProtectiveStop>(), SizeIs(1));
+  EXPECT_EQ(all<ProtectiveStop>()[0].cause, AlarmKind::fasterThanAsked);
+  EXPECT_EQ(station_->state(), GuardedStation::State::stopping);
+}
+
+/// While it measures a pressure at rest.
+class ScriptedCuffTest : public ScriptedErgometerTest {
+ protected:
+  ScriptedCuffTest() { EXPECT_TRUE(station_->measurePressure().isAccepted()); }
+};
+
+TEST_F(ScriptedCuffTest, WhatCannotBeAPressureIsNone) {
+  diastolic = "U000\r";
+  run(48s);
+  EXPECT_THAT(all<PressureMeasured>(), SizeIs(0));
+  EXPECT_THAT(all<Implausible>(), testing::Not(testing::IsEmpty()));
+  diastolic = "U080\r";
+  run(10s);
+  const auto measured = all<PressureMeasured>();
+  ASSERT_THAT(measured, SizeIs(1));
+  EXPECT_EQ(measured[0].pressure, (Pressure{120, 80}));
+}
+
+TEST_F(ScriptedCuffTest, NoHalfOfAnOldPressureIsTaken) {
+  run(2s);
+  systolic = "O150\r";
+  diastolic = "";
+  run(48s);
+  // The diastolic value that was there when it began is none of this measurement.
+  EXPECT_THAT(all<PressureMeasured>(), SizeIs(0));
+  diastolic = "U095\r";
+  run(10s);
+  const auto measured = all<PressureMeasured>();
+  ASSERT_THAT(measured, SizeIs(1));
+  EXPECT_EQ(measured[0].pressure, (Pressure{150, 95}));
+}
+
+TEST_F(ScriptedCuffTest, OneThatNeverComesIsAnAlarm) {
+  systolic = "";
+  run(100s);
+  EXPECT_THAT(all<PressureMeasured>(), SizeIs(0));
+  EXPECT_THAT(station_->alarms(), testing::Contains(AlarmKind::pressureMissing));
+  EXPECT_FALSE(station_->isMeasuringPressure());
+}
+
+TEST_F(ScriptedCuffTest, PollsWaitWhileItsCommandsAreUnderWay) {
+  run(60s);
+  std::optional<Clock::Instant> begun;
+  int commands = 0;
+  for (const Event& event : events_) {
+    const auto* asked = std::get_if<Asked>(&event.what);
+    if (!asked) continue;
+    if (asked->command == Command::startPressure || asked->command == Command::requestPressure) {
+      begun = event.at;
+      ++commands;
+    }
+    if (asked->command == Command::requestLoad && begun) {
+      EXPECT_GE(event.at - *begun, 900ms);
+    }
+  }
+  EXPECT_EQ(commands, 2);
+}
+
+}  // namespace
+}  // namespace tarsil
