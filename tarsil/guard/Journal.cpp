@@ -14,6 +14,7 @@
 #include "tarsil/guard/detail/FlatJson.hpp"
 #include "tarsil/guard/detail/eventFields.hpp"
 #include "tarsil/runtime/DispatchQueue.hpp"
+#include "tarsil/runtime/DispatchSource.hpp"
 
 namespace tarsil {
 namespace {
@@ -23,6 +24,8 @@ using namespace std::chrono_literals;
 constexpr int closed = -1;
 /// A file that takes nothing for longer than this is in trouble.
 constexpr Duration longestPause = 1s;
+/// So long lines are gathered before they are written together.
+constexpr Duration gathering = 30ms;
 /// What the first line says that the file is, and in which form.
 constexpr const char* formatKey = "tarsil-journal";
 constexpr std::int64_t format = 1;
@@ -111,7 +114,15 @@ void JournalWriter::File::add(const std::string& line) {
   pending_ += line;
   if (isQueued_ || busySince_) return;
   isQueued_ = true;
-  DispatchQueue::global().async([self = shared_from_this()] { self->writePending(); });
+  // Waking a thread costs more than all else here: a poll, its bytes, the reply and its reading wake one
+  // once.
+  const auto gathered =
+      DispatchSource::timer(gathering, longestPause, Duration::zero(), DispatchQueue::global());
+  gathered->setEventHandler([self = shared_from_this(), gathered] {
+    gathered->cancel();
+    self->writePending();
+  });
+  gathered->resume();
 }
 
 void JournalWriter::File::writePending() {

@@ -38,8 +38,8 @@ struct JournalFile {
 };
 
 /// Writes what happens in a session to a file, a JSON object a line: the head first, then every event with
-/// its time. A worker thread hands the lines to the system as they come, so that a process that is killed
-/// loses moments only, and a disk that takes its time holds up nobody. Any thread.
+/// its time. A worker thread hands the lines to the system, gathered for 30 ms, so that a process that is
+/// killed loses moments only, and a disk that takes its time holds up nobody. Any thread.
 class JournalWriter {
  public:
   /// Makes the file. Throws `JournalError` when it cannot be made or is there already: no journal is ever
