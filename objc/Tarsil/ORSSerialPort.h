@@ -61,7 +61,7 @@ typedef NS_ENUM(NSUInteger, ORSSerialPortParity) {
 - (void)startListeningForPacketsMatchingDescriptor:(ORSSerialPacketDescriptor*)descriptor;
 - (void)stopListeningForPacketsMatchingDescriptor:(ORSSerialPacketDescriptor*)descriptor;
 
-/// Held weakly: it becomes nil when the delegate goes.
+/// Held weakly: it becomes nil when the delegate goes, which should be on the main thread.
 @property(assign) id<ORSSerialPortDelegate> delegate;
 /// The device's call-out path, as "/dev/ttyUSB0", and its terminal name, as "ttyUSB0".
 @property(readonly, copy) NSString* path;

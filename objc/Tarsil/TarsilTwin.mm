@@ -91,14 +91,34 @@ void bury(const std::vector<TarsilTwin*>& dead) {
   for (TarsilTwin* twin : dead) [twin dealloc];
 }
 
-/// The change that observers are being told on this thread: until it counts as done, the old value is the
-/// key's.
-struct ChangeUnderWay {
-  TarsilTwin* twin = nil;
-  NSString* key = nil;
-  id oldValue = nil;
+/// While it exists, the key has its old value on this thread: observers are told of a change that has been
+/// made already.
+class OldValue {
+ public:
+  OldValue(TarsilTwin* twin, NSString* key, id value)
+      : twin_(twin), key_(key), value_(value), outer_(current) {
+    current = this;
+  }
+  ~OldValue() { current = outer_; }
+  OldValue(const OldValue&) = delete;
+  OldValue& operator=(const OldValue&) = delete;
+
+  /// NSNull for nil; nil when the key has the value that it has.
+  static id of(TarsilTwin* twin, NSString* key) {
+    const bool isOld =
+        current != nullptr && current->twin_ == twin && [current->key_ isEqualToString:key] != NO;
+    return isOld ? current->value_ : nil;
+  }
+
+ private:
+  static thread_local OldValue* current;
+
+  TarsilTwin* twin_;
+  NSString* key_;
+  id value_;
+  OldValue* outer_;
 };
-thread_local ChangeUnderWay changeUnderWay;
+thread_local OldValue* OldValue::current = nullptr;
 
 }  // namespace
 
@@ -227,9 +247,8 @@ void keep(TarsilTwin* twin, std::shared_ptr<void> kept) {
 }
 
 - (id)valueForKey:(NSString*)key {
-  if (changeUnderWay.twin == self && [changeUnderWay.key isEqualToString:key]) {
-    return changeUnderWay.oldValue == [NSNull null] ? nil : changeUnderWay.oldValue;
-  }
+  id const old = OldValue::of(self, key);
+  if (old != nil) return old == [NSNull null] ? nil : old;
   return [super valueForKey:key];
 }
 
@@ -246,23 +265,21 @@ void keep(TarsilTwin* twin, std::shared_ptr<void> kept) {
   NSMutableIndexSet* const indexes = [NSMutableIndexSet indexSet];
   for (const std::size_t index : change.indexes) [indexes addIndex:index];
 
-  const ChangeUnderWay before = std::exchange(changeUnderWay, ChangeUnderWay{self, key, oldValue});
-  switch (change.kind) {
-    case tarsil::KeyChange::Kind::setting:
+  const bool isSetting = change.kind == tarsil::KeyChange::Kind::setting;
+  const NSKeyValueChange kind =
+      change.kind == tarsil::KeyChange::Kind::insertion ? NSKeyValueChangeInsertion : NSKeyValueChangeRemoval;
+  {
+    const OldValue old(self, key, oldValue);
+    if (isSetting) {
       [self willChangeValueForKey:key];
-      changeUnderWay = before;
-      [self didChangeValueForKey:key];
-      break;
-    case tarsil::KeyChange::Kind::insertion:
-      [self willChange:NSKeyValueChangeInsertion valuesAtIndexes:indexes forKey:key];
-      changeUnderWay = before;
-      [self didChange:NSKeyValueChangeInsertion valuesAtIndexes:indexes forKey:key];
-      break;
-    case tarsil::KeyChange::Kind::removal:
-      [self willChange:NSKeyValueChangeRemoval valuesAtIndexes:indexes forKey:key];
-      changeUnderWay = before;
-      [self didChange:NSKeyValueChangeRemoval valuesAtIndexes:indexes forKey:key];
-      break;
+    } else {
+      [self willChange:kind valuesAtIndexes:indexes forKey:key];
+    }
+  }
+  if (isSetting) {
+    [self didChangeValueForKey:key];
+  } else {
+    [self didChange:kind valuesAtIndexes:indexes forKey:key];
   }
 }
 
