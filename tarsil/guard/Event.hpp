@@ -61,6 +61,10 @@ enum class AlarmKind : std::uint8_t {
   portNotOpened,
   /// Medium. What happens can no longer be written down.
   journalFailed,
+  /// Medium. Nobody sees any longer what happens: the terminal, or whoever read the host's lines, is gone.
+  /// The
+  /// host's own, noted among the events.
+  viewLost,
   /// Low. An auxiliary device has vanished or fallen silent.
   monitorLost,
   oximeterLost,

@@ -251,6 +251,8 @@ const char* shortText(AlarmKind kind) {
       return "a port does not open";
     case journalFailed:
       return "the journal cannot be written";
+    case viewLost:
+      return "nobody sees what happens";
     case monitorLost:
       return "the blood-pressure monitor is lost";
     case oximeterLost:

@@ -83,6 +83,8 @@ const char* name(AlarmKind kind) {
       return "portNotOpened";
     case journalFailed:
       return "journalFailed";
+    case viewLost:
+      return "viewLost";
     case monitorLost:
       return "monitorLost";
     case oximeterLost:
@@ -110,6 +112,7 @@ Priority priorityOf(AlarmKind kind) {
     case deviceRefuses:
     case portNotOpened:
     case journalFailed:
+    case viewLost:
       return Priority::medium;
     case monitorLost:
     case oximeterLost:

@@ -276,16 +276,31 @@ TEST(RunCommandTest, GoesOnWhenTheJournalCannotGrowAndSaysSo) {
   EXPECT_LE(journal.size(), 8192U);
 }
 
-TEST(RunCommandTest, FinishesTheExerciseThoughNobodyReadsItsOutput) {
-  const ScratchFolder folder;
-  Program program("/bin/sh", {"-c", "exec " TARSIL_PROGRAM
-                                    " run --simulate --speedup 100000 --protocol demo-treadmill --report '" +
-                                        folder.path().string() + "' > /dev/full"});
-  const auto ended = program.wait();
-  EXPECT_EQ(ended.code, 1);
-  EXPECT_EQ(ended.errors, "tarsil: cannot write to standard output\n");
-  EXPECT_THAT(textOf(onlySessionIn(folder.path()) / "session.csv"),
-              EndsWith(",session,event,over,,,,the session is over\n"));
+/// A session whose output goes where this says; the folder has its files.
+Program::Ended runWithOutputTo(const std::string& redirection, const ScratchFolder& folder) {
+  Program program(
+      "/bin/bash",
+      {"-c", "exec " TARSIL_PROGRAM " run --simulate --speedup 100000 --protocol demo-treadmill --report '" +
+                 folder.path().string() + "' " + redirection});
+  return program.wait();
+}
+
+TEST(RunCommandTest, FinishesTheExerciseThoughNobodyTakesItsOutput) {
+  // A full disk, a reader that has gone, none at all.
+  for (const char* redirection : {"> /dev/full", "> >(exec true)", ">&-"}) {
+    const ScratchFolder folder;
+    const auto ended = runWithOutputTo(redirection, folder);
+    EXPECT_EQ(ended.code, 6) << redirection;
+    EXPECT_EQ(ended.errors, "tarsil: standard output takes no more lines; the exercise goes on\n")
+        << redirection;
+    const std::string csv = textOf(onlySessionIn(folder.path()) / "session.csv");
+    EXPECT_THAT(
+        csv,
+        HasSubstr(
+            ",session,failure,alarm,,,,ALARM: standard output takes no more lines; the exercise goes on\n"));
+    EXPECT_THAT(csv, HasSubstr(",session,event,phase,1.6,0.0,,recovery\n"));
+    EXPECT_THAT(csv, EndsWith(",session,event,over,,,,the session is over\n"));
+  }
 }
 
 }  // namespace

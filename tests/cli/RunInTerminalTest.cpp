@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 
@@ -55,6 +56,18 @@ TEST_F(RunInTerminalTest, CtrlCStopsTheBeltAndPutsTheTerminalBack) {
   const std::string left = program_.written().substr(program_.written().rfind(leaveScreen));
   EXPECT_THAT(left, HasSubstr("Bruce on LodeTreadmill"));
   EXPECT_THAT(left, EndsWith("tarsil: interrupted\r\n"));
+}
+
+TEST_F(RunInTerminalTest, GoesOnWhenItsTerminalIsClosed) {
+  program_.waitFor(" warm-up  ");
+  device_.waitFor("belt running, 1.6 km/h");
+  program_.signal(SIGHUP);
+  program_.waitFor("ALARM: the terminal is gone; the exercise goes on");
+  EXPECT_THAT(device_.status(), HasSubstr("belt running, 1.6 km/h"));
+  // Somebody who is still there can end it.
+  program_.signal(SIGTERM);
+  EXPECT_EQ(program_.wait(), 5);
+  EXPECT_THAT(device_.status(), HasSubstr("0.0 km/h"));
 }
 
 TEST(RunInTerminalBeforeItBeginsTest, AsksForPatientAndOperatorThatWereNotGiven) {

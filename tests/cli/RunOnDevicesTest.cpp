@@ -192,7 +192,7 @@ TEST_P(SignalTest, StopsTheBeltBeforeTheProgramLeaves) {
   EXPECT_THAT(device.status(), HasSubstr("0.0 km/h"));
 }
 
-INSTANTIATE_TEST_SUITE_P(All, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+INSTANTIATE_TEST_SUITE_P(All, SignalTest, testing::Values(SIGINT, SIGTERM));
 
 TEST_F(RunOnDevicesTest, ASecondInterruptionWaitsForNothing) {
   SimulatedProcess device("LodeTreadmill");

@@ -54,6 +54,10 @@ void TerminalProgram::press(std::string_view keys) {
   terminal_.write(Bytes(keys.begin(), keys.end()));
 }
 
+void TerminalProgram::signal(int number) const {
+  kill(process_, number);
+}
+
 bool TerminalProgram::readSome() {
   pollfd readable{.fd = terminal_.descriptor(), .events = POLLIN, .revents = 0};
   constexpr int timeout = 60'000;  // ms

@@ -21,6 +21,7 @@ class TerminalProgram {
   TerminalProgram& operator=(const TerminalProgram&) = delete;
 
   void press(std::string_view keys);
+  void signal(int number) const;
   /// Waits until something with this text has been written since the last call.
   void waitFor(const std::string& text);
   /// Waits for its end; the exit code, 128 + the signal's number when a signal ended it.

@@ -11,7 +11,9 @@
 
 namespace tarsil::cli {
 
-Interruption::Interruption(std::function<void()> action) {
+Interruption::Interruption(std::function<void()> action) : Interruption(action, action) {}
+
+Interruption::Interruption(std::function<void()> action, std::function<void()> onHangUp) {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
@@ -26,9 +28,10 @@ Interruption::Interruption(std::function<void()> action) {
   if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
 
   source_ = DispatchSource::read(descriptor, DispatchQueue::main());
-  source_->setEventHandler([descriptor, action = std::move(action)] {
+  source_->setEventHandler([descriptor, action = std::move(action), onHangUp = std::move(onHangUp)] {
     signalfd_siginfo signal;
-    if (read(descriptor, &signal, sizeof signal) == sizeof signal) action();
+    if (read(descriptor, &signal, sizeof signal) != sizeof signal) return;
+    signal.ssi_signo == SIGHUP ? onHangUp() : action();
   });
   source_->setCancelHandler([descriptor] { close(descriptor); });
   source_->resume();

@@ -15,6 +15,8 @@ namespace tarsil::cli {
 class Interruption {
  public:
   explicit Interruption(std::function<void()> action);
+  /// With an action of its own for the closing of the terminal.
+  Interruption(std::function<void()> action, std::function<void()> onHangUp);
   ~Interruption();
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;

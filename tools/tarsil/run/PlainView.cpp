@@ -31,6 +31,10 @@ PlainView::PlainView(StressDeviceType kind) : kind_(kind) {
   std::cout << fmt::format("{:>7}  {:<9} {:<34} {}\n", "TIME", "DEVICE", "ASKED", "CAME BACK") << std::flush;
 }
 
+bool PlainView::hasJustFailed() {
+  return !std::cout && !std::exchange(hasFailed_, true);
+}
+
 void PlainView::show(const Event& event) {
   const EventText told = textOf(event, kind_);
   if (!isForPeople(told)) return;

@@ -17,11 +17,14 @@ class PlainView {
   explicit PlainView(StressDeviceType kind);
 
   void show(const Event& event);
+  /// True once, when nobody takes the lines any longer.
+  bool hasJustFailed();
 
  private:
   const StressDeviceType kind_;
   const Clock::Instant start_ = Clock::now();
   std::map<std::string, std::string> lastAnswers_;
+  bool hasFailed_ = false;
 };
 
 }  // namespace tarsil::cli

@@ -230,6 +230,10 @@ ExitCode RunCommand::run() {
   if (partners) teller.emplace(*partners);
   station.onEvent([&](const Event& event) {
     if (plainView) plainView->show(event);
+    if (plainView && plainView->hasJustFailed()) {
+      station.note(AlarmRaised{.kind = AlarmKind::viewLost,
+                               .text = "standard output takes no more lines; the exercise goes on"});
+    }
     if (folder) folder->hear(event);
     if (teller) teller->hear(event, protocol.device);
   });
@@ -251,10 +255,16 @@ ExitCode RunCommand::run() {
 
 ExitCode RunCommand::go(GuardedStation& station, ExerciseTest& test, VirtualTime* time) const {
   int interruptions = 0;
-  const Interruption interruption([&] {
-    if (++interruptions == 1) return test.stop("interrupted");
-    test.abandon("interrupted again: closing at once");
-  });
+  const Interruption interruption(
+      [&] {
+        if (++interruptions == 1) return test.stop("interrupted");
+        test.abandon("interrupted again: closing at once");
+      },
+      // Who walks on the belt does not see the terminal.
+      [&] {
+        station.note(
+            AlarmRaised{.kind = AlarmKind::viewLost, .text = "the terminal is gone; the exercise goes on"});
+      });
   const auto heartbeat = Timer::scheduled(heartbeatInterval, true, [&](Timer&) { station.alive(); });
   test.begin();
   if (time) {
