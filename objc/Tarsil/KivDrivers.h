@@ -55,6 +55,6 @@
 @interface SpO2Device : KivSerialDriver
 @end
 
-/// A MEDXING pulse oximeter over Bluetooth LE. Its central is given to it in C++.
+/// A MEDXING pulse oximeter over Bluetooth LE. A host makes it, and its central, in C++.
 @interface MEDXINGSpO2 : KivStressDevice
 @end
