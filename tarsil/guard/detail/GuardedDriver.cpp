@@ -109,11 +109,6 @@ void GuardedDriver::read(const ReplyFraming::Reply& reply) {
   if (reply.kind == ReplyFraming::Kind::acknowledgement) listener_.acknowledged();
 }
 
-void GuardedDriver::forgetLoad() {
-  reader_->requestSpeed = -1;
-  reader_->requestGrade = -1;
-}
-
 void GuardedDriver::command(const std::function<void(KivStressDevice&)>& call) {
   const auto sender = sender_;
   if (const auto stopped = Containment::call([&] { call(*sender); })) replace(*stopped);

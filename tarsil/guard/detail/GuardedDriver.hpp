@@ -41,9 +41,6 @@ class GuardedDriver {
   void renew();
   /// What the line has delivered.
   void receive(const Bytes& bytes);
-  /// A load is asked for: what is reported from now on has both its halves from its answer, not one of them
-  /// from an earlier one.
-  void forgetLoad();
   /// Lets the driver send. A driver that stops within is replaced.
   void command(const std::function<void(KivStressDevice&)>& call);
 

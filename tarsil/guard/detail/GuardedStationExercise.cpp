@@ -104,7 +104,6 @@ void GuardedStation::Implementation::poll() {
   if (polls_.size() == mostOpenPolls) polls_.pop_front();
   polls_.push_back(Clock::now());
   asked(Source::exercise, Command::requestLoad);
-  driver_->forgetLoad();
   driver_->command([](KivStressDevice& driver) { driver.requestLoad(); });
 }
 
