@@ -92,7 +92,7 @@ TEST(CheckCommandTest, RefusesWhatItDoesNotKnow) {
             "tarsil: there is no port \"ttyNone\"; see `tarsil ports`\n");
   EXPECT_EQ(run({"check", "LodeTreadmill"}).errors, "tarsil: \"LodeTreadmill\" names no port: MODEL@PORT\n");
   EXPECT_EQ(run({"check", "LodeTreadmill@/dev/null", "Tango@/dev/null"}).errors,
-            "tarsil: one port cannot serve two devices\n");
+            "tarsil: the port \"/dev/null\" cannot serve two devices\n");
 }
 
 }  // namespace

@@ -189,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{{"--exercise", "LodeTreadmill@ttyNone", "--protocol", "bruce"},
                 "there is no port \"ttyNone\"; see `tarsil ports`"},
         Refused{{"--exercise", "LodeTreadmill@/dev/null", "--protocol", "bruce", "--bp", "/dev/null"},
-                "one port cannot serve two devices"},
+                "the port \"/dev/null\" cannot serve two devices"},
         Refused{{"--exercise", "LodeTreadmill@/dev/null", "--protocol", "bruce", "--spo2", "ttyNone"},
                 "there is no port \"ttyNone\"; see `tarsil ports`"},
         Refused{{"--simulate", "--protocol", "nothing"},

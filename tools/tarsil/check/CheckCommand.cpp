@@ -132,7 +132,8 @@ ExitCode CheckCommand::run() {
   for (const std::string& place : places_) {
     checks.push_back(checkOf(place));
     if (!paths.insert(checks.back()->device().calloutPath.value_or("")).second)
-      throw CommandFailure(badInput, "one port cannot serve two devices");
+      throw CommandFailure(badInput, "the port \"" + checks.back()->device().terminalName.value_or("") +
+                                         "\" cannot serve two devices");
   }
   const PrintedLines unheard;  // what drivers print is no finding
   bool isInterrupted = false;
