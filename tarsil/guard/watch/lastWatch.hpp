@@ -68,8 +68,8 @@ std::optional<WatchReport> lastWatch(const std::string& line, const std::string&
 /// at most. Any thread.
 std::optional<WatchReport> takeLineFromWatcher(const std::string& line, const std::string& records = {});
 
-/// Drops the record of a watch that has ended: the belt was dealt with since, and the next host has nothing to
-/// learn from it. Any thread.
+/// Drops the record of a watch that has ended: the belt was dealt with since, and the next host has nothing
+/// to learn from it. Any thread.
 void forgetWatch(const std::string& line, const std::string& records = {});
 
 }  // namespace tarsil
