@@ -82,6 +82,7 @@ class JournalWriter::File : public std::enable_shared_from_this<File> {
   std::condition_variable wrote_;
   std::string pending_;
   bool isQueued_ = false;
+  std::shared_ptr<DispatchSource> gatherer_;
   /// Somebody writes.
   std::optional<Clock::Instant> busySince_;
   std::optional<std::string> failure_;
@@ -94,6 +95,7 @@ JournalWriter::File::File(std::filesystem::path path)
 }
 
 JournalWriter::File::~File() {
+  if (gatherer_) gatherer_->cancel();
   if (descriptor_ != closed) ::close(descriptor_);
 }
 
@@ -116,13 +118,12 @@ void JournalWriter::File::add(const std::string& line) {
   isQueued_ = true;
   // Waking a thread costs more than all else here: a poll, its bytes, the reply and its reading wake one
   // once.
-  const auto gathered =
-      DispatchSource::timer(gathering, longestPause, Duration::zero(), DispatchQueue::global());
-  gathered->setEventHandler([self = shared_from_this(), gathered] {
-    gathered->cancel();
-    self->writePending();
+  gatherer_ = DispatchSource::timer(gathering, longestPause, Duration::zero(), DispatchQueue::global());
+  gatherer_->setEventHandler([weak = weak_from_this(), weakSource = std::weak_ptr(gatherer_)] {
+    if (const auto source = weakSource.lock()) source->cancel();
+    if (const auto self = weak.lock()) self->writePending();
   });
-  gathered->resume();
+  gatherer_->resume();
 }
 
 void JournalWriter::File::writePending() {
