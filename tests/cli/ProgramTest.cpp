@@ -151,7 +151,7 @@ TEST(CompletionTest, BashHandsItOn) {
 // Other shells are no part of what this product needs: a machine without one says that it left it out.
 
 TEST(CompletionTest, FishHandsItOn) {
-  if (std::system("command -v fish >/dev/null") != 0) GTEST_SKIP() << "no fish";
+  if (std::system("command -v fish >/dev/null") != 0) GTEST_SKIP() << "no fish; .ci/run installs it";
   Program fish("/usr/bin/env", {"fish", "-c",
                                 "set -x PATH (dirname " TARSIL_PROGRAM ") $PATH; source " TARSIL_SOURCE_FOLDER
                                 "/tools/tarsil/completion/tarsil.fish; complete -C 'tarsil stop Track'"});
@@ -159,7 +159,7 @@ TEST(CompletionTest, FishHandsItOn) {
 }
 
 TEST(CompletionTest, ZshReadsItsFile) {
-  if (std::system("command -v zsh >/dev/null") != 0) GTEST_SKIP() << "no zsh";
+  if (std::system("command -v zsh >/dev/null") != 0) GTEST_SKIP() << "no zsh; .ci/run installs it";
   Program zsh(
       "/usr/bin/env",
       {"zsh", "-fc",
