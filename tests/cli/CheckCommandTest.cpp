@@ -62,7 +62,10 @@ TEST(CheckCommandTest, SaysWhatACableLost) {
   SimulatedProcess treadmill("LodeTreadmill", {"--cable", "adapter,lose=1/8"});
   const auto ended = run({"check", "--seconds", "4", "LodeTreadmill@" + treadmill.path()});
   EXPECT_EQ(ended.code, 3);
-  EXPECT_THAT(ended.errors, AnyOf(HasSubstr(" questions got no answer"), HasSubstr(" belong to no reply")));
+  // Which bytes are lost depends on when the questions come, so each of these may be what is left of the
+  // replies.
+  EXPECT_THAT(ended.errors, AnyOf(HasSubstr(" questions got no answer"), HasSubstr(" belong to no reply"),
+                                  HasSubstr("does the cable lose bytes?")));
 }
 
 TEST(CheckCommandTest, SaysWhoHasThePort) {

@@ -57,8 +57,10 @@ std::vector<std::string> LineCheck::reasons() const {
   if (!isOpen_ && reasons.empty()) reasons.emplace_back("the port did not open");
   if (!reasons.empty() || !isRead()) return reasons;
   if (frames_ == 0) {
-    reasons.push_back(receivedBytes_ == 0 ? "nothing came back: is it switched on, and is this its cable?"
-                                          : "bytes came, but no reply of this model: is it another model?");
+    reasons.push_back(receivedBytes_ == 0
+                          ? "nothing came back: is it switched on, and is this its cable?"
+                          : "bytes came, but no whole reply of this model: is it another model, or "
+                            "does the cable lose bytes?");
     return reasons;
   }
   if (isAsked() && answerTimes_.size() < asked_)
