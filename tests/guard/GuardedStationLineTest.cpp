@@ -156,7 +156,7 @@ class ScriptedErgometerTest : public GuardedStationLineTest {
   ScriptedErgometerTest() {
     terminal->onWrite([this](const Bytes& bytes) {
       const std::string command(bytes.begin(), bytes.end());
-      if (command == "D\r") say("n000\r");
+      if (command == "D\r") say(pedalRate);
       if (command == "B\r") say(power);
       if (command == "O\r") say(systolic);
       if (command == "U\r") say(diastolic);
@@ -169,6 +169,7 @@ class ScriptedErgometerTest : public GuardedStationLineTest {
     if (!text.empty()) terminal->deliver(Bytes(text.begin(), text.end()));
   }
 
+  std::string pedalRate = "n000\r";
   std::string power = "B000\r";
   std::string systolic = "O120\r";
   std::string diastolic = "U080\r";
@@ -210,6 +211,23 @@ TEST_F(ScriptedPowerTest, MoreThanAskedIsAProtectiveStop) {
   ASSERT_THAT(all<ProtectiveStop>(), SizeIs(1));
   EXPECT_EQ(all<ProtectiveStop>()[0].cause, AlarmKind::fasterThanAsked);
   EXPECT_EQ(station_->state(), GuardedStation::State::stopping);
+}
+
+TEST_F(ScriptedPowerTest, NoHalfFromBeforeASilenceIsCompletedAfterIt) {
+  pedalRate = "";
+  power = "B1";
+  run(1s);
+  power = "";
+  run(3s);
+  EXPECT_THAT(station_->alarms(), testing::ElementsAre(AlarmKind::exerciseSilent));
+  events_.clear();
+  power = "99\r";
+  run(1s);
+  EXPECT_THAT(all<LoadMeasured>(), SizeIs(0));
+  power = "B100\r";
+  run(1s);
+  ASSERT_THAT(all<LoadMeasured>(), testing::Not(testing::IsEmpty()));
+  EXPECT_EQ(all<LoadMeasured>()[0].load.power, 100);
 }
 
 /// While it measures a pressure at rest.
