@@ -173,7 +173,7 @@ TEST_F(InABrowserTest, NothingScrollsSidewaysOnATelephone) {
 }
 
 TEST_F(InABrowserTest, IsDarkInTheDark) {
-  runBruce();
+  run("LodeTreadmill", treadmillTest);
   browser("--window-size=1100,1500 --blink-settings=preferredColorScheme=0 --screenshot=" +
               picture("report-dark.png"),
           folder_ / "report.html");
