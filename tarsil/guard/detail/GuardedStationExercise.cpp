@@ -49,6 +49,39 @@ bool isZero(const Load& load) {
 
 }  // namespace
 
+// Opening
+
+void GuardedStation::Implementation::openExercise(const std::shared_ptr<const SerialDevice>& device) {
+  const auto weak = weak_from_this();
+  auto listener = driverListener(Source::exercise);
+  listener.treadmillLoad = [this](float speed, float grade) {
+    loadReported({.speed = speed / facts_.speedUnit, .grade = grade / facts_.gradeUnit});
+  };
+  listener.power = [this](float power) { loadReported({.power = power}); };
+  listener.pedalRate = [this](float rate) {
+    pedalRate_ = {rate, Clock::now()};
+    emit(Source::exercise, PedalRateMeasured{rate});
+  };
+  listener.refusal = [this](const DeviceRefused& refusal, bool atMachine) { refused(refusal, atMachine); };
+  driver_.emplace(model_, std::move(listener));
+
+  line_ = std::make_shared<detail::Line>(device, *model_.makeDevice());
+  auto lines = lineListener(Source::exercise);
+  lines.opened = [weak](const auto& port) {
+    if (const auto self = weak.lock()) self->exerciseOpened(port);
+  };
+  lines.received = [weak](const Bytes& bytes) {
+    if (const auto self = weak.lock()) self->driver_->receive(bytes);
+  };
+  lines.lost = [weak] {
+    if (const auto self = weak.lock()) self->exerciseLost();
+  };
+  line_->setListener(std::move(lines));
+  asked(Source::exercise, Command::open);
+  takeLineOver();
+  line_->open();
+}
+
 void GuardedStation::Implementation::exerciseOpened(const std::shared_ptr<ORSSerialPort>& port) {
   driver_->bind(port);
   stopLine_->set(port);

@@ -82,13 +82,9 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   };
 
   // Opening, and the beat.
-  void openExercise(const std::shared_ptr<const SerialDevice>& device);
-  void openMonitor(const std::shared_ptr<const SerialDevice>& device);
-  void openOximeter(const std::shared_ptr<const SerialDevice>& device);
   void beat();
   void lookAfterJournal();
   void lookAfterHost();
-  void lookAfterAuxiliaries();
   void updateOpening();
   void lineFailed(Source source, const LineFailed& failure);
   void leave();
@@ -96,6 +92,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   void finishClosing();
 
   // The exercise device.
+  void openExercise(const std::shared_ptr<const SerialDevice>& device);
   void exerciseOpened(const std::shared_ptr<ORSSerialPort>& port);
   void exerciseLost();
   void takeLineOver();
@@ -121,7 +118,10 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
   void exerciseIsOver();
   std::unique_ptr<Watcher> startWatcher(Answer& answer);
 
-  // Pressures.
+  // The monitor, pressures and the oximeter.
+  void lookAfterAuxiliaries();
+  void openMonitor(const std::shared_ptr<const SerialDevice>& device);
+  void openOximeter(const std::shared_ptr<const SerialDevice>& device);
   void preparePressures();
   /// With the exercise device's own cuff.
   bool isCuffBuiltIn() const { return pressures_ && !monitorLine_; }

@@ -91,9 +91,10 @@ Device Line::deviceNamed(const std::string& name) {
   return nullptr;
 }
 
-Line::Line(Device device, Settings settings)
+Line::Line(Device device, const KivStressDevice& driver)
     : device_(std::move(device)),
-      settings_(settings),
+      baud_(driver.baud),
+      stopbits_(driver.stopbits.value_or(1)),
       name_(device_->terminalName.value_or(device_->calloutPath.value_or(""))) {}
 
 std::string Line::identity() const {
@@ -152,8 +153,8 @@ void Line::tryToOpen() {
       });
   port_ = ORSSerialPort::serialPortWithDevice(telling);
   port_->setDelegate(shared_from_this());
-  port_->setBaudRate(static_cast<std::uint64_t>(settings_.baud));
-  port_->setNumberOfStopBits(static_cast<std::uint64_t>(settings_.stopbits));
+  port_->setBaudRate(static_cast<std::uint64_t>(baud_));
+  port_->setNumberOfStopBits(static_cast<std::uint64_t>(stopbits_));
   port_->open();
 }
 

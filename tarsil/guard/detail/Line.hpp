@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "tarsil/core/KivStressDevice.hpp"
 #include "tarsil/guard/Event.hpp"
 #include "tarsil/platform/SerialDevice.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
@@ -18,10 +19,6 @@ namespace tarsil::detail {
 /// driver as the port's delegate. Main thread.
 class Line final : public ORSSerialPortDelegate, public std::enable_shared_from_this<Line> {
  public:
-  struct Settings {
-    std::int64_t baud = 0;
-    std::int64_t stopbits = 1;
-  };
   /// Whom it tells. Set before `open`.
   struct Listener {
     std::function<void(Clock::Instant, Event::What)> event;
@@ -38,7 +35,8 @@ class Line final : public ORSSerialPortDelegate, public std::enable_shared_from_
   /// The device with this name, path or stable path; null when there is none.
   static std::shared_ptr<const SerialDevice> deviceNamed(const std::string& name);
 
-  Line(std::shared_ptr<const SerialDevice> device, Settings settings);
+  /// At the speed, and with the stop bits, of this driver.
+  Line(std::shared_ptr<const SerialDevice> device, const KivStressDevice& driver);
 
   void setListener(Listener listener) { listener_ = std::move(listener); }
   /// Opens the port, now or, when it cannot be opened yet, with a later `tick`.
@@ -75,7 +73,8 @@ class Line final : public ORSSerialPortDelegate, public std::enable_shared_from_
   void tell(Event::What what) const { listener_.event(Clock::now(), std::move(what)); }
 
   std::shared_ptr<const SerialDevice> device_;
-  const Settings settings_;
+  const std::int64_t baud_;
+  const std::int64_t stopbits_;
   Listener listener_;
   std::string name_;
   std::shared_ptr<ORSSerialPort> port_;
