@@ -10,7 +10,11 @@ namespace tarsil::simulators {
 
 InProcessLine::InProcessLine(SimulatedDevice& device, const std::string& terminalName,
                              const CableBehaviour& behaviour)
-    : device_(device, behaviour, [this](const Bytes& bytes) { terminal_->deliver(bytes); }),
+    : device_(device, behaviour,
+              [this](const Bytes& bytes) {
+                terminal_->deliver(bytes);
+                forgetThePast();
+              }),
       identity_{.vendorId = "0403",
                 .productId = "6001",
                 .serialNumber = "SIM-" + terminalName,
@@ -37,6 +41,12 @@ void InProcessLine::plugIn(const std::string& terminalName) {
   cable().plugIn();
 }
 
+// Nobody asks this terminal what was done with it, and a day of that would fill the memory.
+void InProcessLine::forgetThePast() {
+  terminal_->forgetCalls();
+  terminal_->forgetWritten();
+}
+
 void InProcessLine::appear(const std::string& terminalName) {
   auto terminal = std::make_shared<doubles::ScriptedTerminal>();
   auto port = std::make_shared<SerialDevice>(*doubles::scriptedDevice(terminalName, terminal));
@@ -46,7 +56,9 @@ void InProcessLine::appear(const std::string& terminalName) {
   // A port may write on any thread; the device lives on the main one.
   terminal->onWrite([this, alive = alive_](const Bytes& bytes) {
     DispatchQueue::main().async([this, alive, bytes] {
-      if (*alive) device_.write(bytes);
+      if (!*alive) return;
+      device_.write(bytes);
+      forgetThePast();
     });
   });
   terminal_ = std::move(terminal);

@@ -37,6 +37,7 @@ class InProcessLine {
 
  private:
   void appear(const std::string& terminalName);
+  void forgetThePast();
 
   CabledDevice device_;
   UsbIdentity identity_;
