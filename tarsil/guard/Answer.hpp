@@ -29,7 +29,7 @@ class [[nodiscard]] Answer {
     notCarried,
     /// Above the limits of the plan.
     aboveLimit,
-    /// A port of the station is not open.
+    /// A port of the station is not open; or the process can open nothing more.
     notOpen,
     /// The exercise device has not answered lately.
     notHeard,

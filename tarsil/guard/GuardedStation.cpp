@@ -142,6 +142,10 @@ GuardedStation::Opening GuardedStation::open(Plan plan) {
   if (plan.exercise.port.empty()) objections.add(Code::noSuchPort, "the exercise device has no port");
   const auto devices = devicesBehind({plan.exercise.port, plan.monitor, plan.oximeter}, objections);
   checkNumbers(plan, objections);
+  auto stop = model ? detail::stopFramesOf(*model->makeDevice()) : detail::StopFrames{};
+  if (model && model->exercise->canBeDriven() && stop.now.empty()) {
+    objections.add(Code::notOpen, "no descriptor is left to find out what stops " + model->name);
+  }
   const auto journal = model ? openJournal(plan, *model, objections) : nullptr;
   if (!objections.areNone()) {
     std::error_code ignored;
@@ -152,7 +156,7 @@ GuardedStation::Opening GuardedStation::open(Plan plan) {
   const DeviceCatalogue catalogue = standardCatalogue();
   auto implementation =
       std::make_shared<Implementation>(std::move(plan), *model, catalogue.modelNamed(monitorModel),
-                                       catalogue.modelNamed(oximeterModel), journal);
+                                       catalogue.modelNamed(oximeterModel), std::move(stop), journal);
   implementation->begin({.exercise = devices[0], .monitor = devices[1], .oximeter = devices[2]});
   return Opening(std::shared_ptr<GuardedStation>(new GuardedStation(std::move(implementation))));
 }

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <chrono>
@@ -286,6 +287,36 @@ TEST_F(ScriptedCuffTest, PollsWaitWhileItsCommandsAreUnderWay) {
     }
   }
   EXPECT_EQ(commands, 2);
+}
+
+TEST_F(GuardedStationLineTest, ClosesAllTheSameWhereItsPortCannot) {
+  open("LodeTreadmill");
+  run(1s);
+  terminal->failNext(ScriptedTerminal::Call::close, EIO);
+  station_->close();
+  run(15s);
+  EXPECT_TRUE(station_->isClosed());
+}
+
+TEST_F(GuardedStationLineTest, OpensASilentLineAnewThoughItsOldPortCannotBeClosed) {
+  open("LodeTreadmill");
+  terminal->failNext(ScriptedTerminal::Call::close, EIO);
+  run(20s);
+  EXPECT_EQ(terminal->count(ScriptedTerminal::Call::open), 2U);
+  EXPECT_TRUE(terminal->isOpen());
+}
+
+TEST_F(GuardedStationLineTest, IsNotOpenedByAProcessThatCanOpenNothingMore) {
+  plugIn();
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const auto opening = GuardedStation::open(
+      {.exercise = {"LodeTreadmill", path}, .watcher = std::nullopt, .journal = std::nullopt});
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(opening.answer().code(), Answer::Code::notOpen);
+  EXPECT_EQ(opening.answer().reason(), "no descriptor is left to find out what stops LodeTreadmill");
 }
 
 }  // namespace

@@ -95,7 +95,9 @@ void GuardedStation::Implementation::exerciseOpened(const std::shared_ptr<ORSSer
     hostWatch_->releaseWatcher();
     Answer answer = Answer::accepted();
     auto watcher = startWatcher(answer);
-    if (answer.isAccepted()) hostWatch_->setWatcher(std::move(watcher));
+    if (!answer.isAccepted())
+      raise(AlarmKind::watcherLost, "no watcher for the new line: " + answer.reason());
+    hostWatch_->setWatcher(std::move(watcher));
   }
   // Whatever happened while the line was away: the stop comes first.
   if (state_ == State::stopping) return sendStop();

@@ -25,7 +25,7 @@ constexpr Duration pressureRhythm = 180s;
 
 GuardedStation::Implementation::Implementation(Plan plan, const DeviceModel& exercise,
                                                std::optional<DeviceModel> monitor,
-                                               std::optional<DeviceModel> oximeter,
+                                               std::optional<DeviceModel> oximeter, detail::StopFrames stop,
                                                std::shared_ptr<JournalWriter> journal)
     : plan_(std::move(plan)),
       model_(exercise),
@@ -34,7 +34,7 @@ GuardedStation::Implementation::Implementation(Plan plan, const DeviceModel& exe
       oximeterModel_(std::move(oximeter)),
       journal_(std::move(journal)),
       rules_(model_, plan_.limits),
-      stopFrames_(detail::stopFramesOf(*model_.makeDevice())),
+      stopFrames_(std::move(stop)),
       stopLine_(std::make_shared<StopLine>(stopFrames_.now)) {}
 
 GuardedStation::Implementation::~Implementation() {

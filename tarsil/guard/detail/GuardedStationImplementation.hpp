@@ -33,7 +33,8 @@ namespace tarsil {
 class GuardedStation::Implementation : public std::enable_shared_from_this<Implementation> {
  public:
   Implementation(Plan plan, const DeviceModel& exercise, std::optional<DeviceModel> monitor,
-                 std::optional<DeviceModel> oximeter, std::shared_ptr<JournalWriter> journal);
+                 std::optional<DeviceModel> oximeter, detail::StopFrames stop,
+                 std::shared_ptr<JournalWriter> journal);
   ~Implementation();
 
   /// The devices behind the ports, found by `GuardedStation::open`.
@@ -177,7 +178,7 @@ class GuardedStation::Implementation : public std::enable_shared_from_this<Imple
 
   std::shared_ptr<detail::Line> line_;
   std::optional<detail::GuardedDriver> driver_;
-  detail::StopFrames stopFrames_;
+  const detail::StopFrames stopFrames_;
   detail::LoadJudge judge_;
   /// Its host died: whether the device stands has to be seen first.
   bool earlierHostDied_ = false;

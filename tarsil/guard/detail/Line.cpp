@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include "tarsil/guard/detail/TellingTerminal.hpp"
@@ -12,7 +13,11 @@
 namespace tarsil::detail {
 namespace {
 
+using namespace std::chrono_literals;
 using Device = std::shared_ptr<const SerialDevice>;
+
+/// A port that has not closed by then never will.
+constexpr Duration longestClosing = 10s;
 
 bool isCalled(const SerialDevice& device, const std::string& name) {
   return device.terminalName == name || device.calloutPath == name || device.dialinPath == name ||
@@ -113,17 +118,22 @@ void Line::reopen() {
   if (!isOpen_) return;
   isOpen_ = false;
   tell(LineClosed{name_});
+  closingSince_ = Clock::now();
   port_->close();  // the next tick opens another one
 }
 
 void Line::close() {
   isWanted_ = false;
   if (std::exchange(isOpen_, false)) tell(LineClosed{name_});
+  closingSince_ = Clock::now();
   if (port_) port_->close();
 }
 
+// A port whose closing fails says that it is open for ever, with a line that is none. It ends when it is
+// dropped.
 bool Line::isClosed() const {
-  return !port_ || !port_->isOpen();
+  if (!port_ || !port_->isOpen()) return true;
+  return closingSince_ && Clock::now() - *closingSince_ > longestClosing;
 }
 
 void Line::tick() {
@@ -152,6 +162,7 @@ void Line::tryToOpen() {
         if (const auto line = weak.lock()) line->listener_.event(at, Sent{bytes});
       });
   port_ = ORSSerialPort::serialPortWithDevice(telling);
+  closingSince_.reset();
   port_->setDelegate(shared_from_this());
   port_->setBaudRate(static_cast<std::uint64_t>(baud_));
   port_->setNumberOfStopBits(static_cast<std::uint64_t>(stopbits_));
@@ -181,6 +192,7 @@ void Line::serialPortWasRemovedFromSystem(ORSSerialPort& port) {
 }
 
 void Line::becomeLost() {
+  closingSince_ = Clock::now();
   if (std::exchange(isOpen_, false)) listener_.lost();
 }
 

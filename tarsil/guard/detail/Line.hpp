@@ -49,7 +49,7 @@ class Line final : public ORSSerialPortDelegate, public std::enable_shared_from_
 
   /// The port was opened and has said so.
   bool isOpen() const { return isOpen_; }
-  /// Its port object is closed, too.
+  /// Its port object is closed, too, or cannot be closed.
   bool isClosed() const;
   /// Null while it is not open.
   std::shared_ptr<ORSSerialPort> port() const { return isOpen_ ? port_ : nullptr; }
@@ -81,6 +81,8 @@ class Line final : public ORSSerialPortDelegate, public std::enable_shared_from_
   bool isWanted_ = false;
   bool isOpen_ = false;
   bool vanished_ = false;
+  /// When the present port object was last seen, or told, to close.
+  std::optional<Clock::Instant> closingSince_;
   /// Told since the last time that it was open.
   std::optional<int> lastFailure_;
 };
