@@ -4,15 +4,19 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <set>
+#include <new>
 
 namespace tarsil {
 namespace {
 
 namespace fs = std::filesystem;
+
+std::atomic<std::size_t> inUse = 0;
 
 std::size_t residentBytes() {
   std::size_t size = 0;
@@ -31,23 +35,24 @@ ProcessSize ProcessSize::now() {
   timespec used{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
   return {.resident = residentBytes(),
-          .heap = mallinfo2().uordblks + mallinfo2().hblkhd,
+          .heap = inUse,
           .descriptors = countOf("/proc/self/fd") - 1,  // without the one that looks
           .threads = countOf("/proc/self/task"),
           .used = std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec)};
 }
 
-std::string openDescriptors() {
-  std::set<std::string> lines;
-  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-    std::error_code closed;
-    const fs::path aim = fs::read_symlink(entry.path(), closed);
-    if (!closed && aim.string().find("/fd") == std::string::npos)
-      lines.insert(entry.path().filename().string() + " " + aim.string());
-  }
-  std::string all;
-  for (const std::string& line : lines) all += line + "\n";
-  return all;
-}
-
 }  // namespace tarsil
+
+void* operator new(std::size_t size) {
+  void* memory = std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  tarsil::inUse += malloc_usable_size(memory);
+  return memory;
+}
+void operator delete(void* memory) noexcept {
+  if (memory != nullptr) tarsil::inUse -= malloc_usable_size(memory);
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  operator delete(memory);
+}

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 
 #include "tarsil/runtime/Clock.hpp"
 
@@ -11,7 +10,7 @@ namespace tarsil {
 struct ProcessSize {
   /// Bytes in memory.
   std::size_t resident = 0;
-  /// Bytes that were allocated and not freed.
+  /// Bytes that `new` handed out and nobody gave back; what the allocator keeps for later is not in them.
   std::size_t heap = 0;
   std::size_t descriptors = 0;
   std::size_t threads = 0;
@@ -20,8 +19,5 @@ struct ProcessSize {
 
   static ProcessSize now();
 };
-
-/// Numbers of this process's open descriptors and what they lead to, one a line.
-std::string openDescriptors();
 
 }  // namespace tarsil
