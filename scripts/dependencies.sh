@@ -32,7 +32,7 @@ need() {
 
 # What each kind of work needs on a bare Debian 12.
 packages_build=(g++ cmake ninja-build libudev-dev)
-packages_tools=(libcli11-dev libfmt-dev nlohmann-json3-dev libsdbus-c++-dev libedit-dev pkg-config)
+packages_tools=(libcli11-dev libfmt-dev nlohmann-json3-dev libmicrohttpd-dev libsdbus-c++-dev libedit-dev pkg-config)
 packages_objc=(gobjc++ libgnustep-base-dev)
 packages_examples=(libglib2.0-dev libasio-dev qtbase5-dev qt6-base-dev)
 packages_test=(libgtest-dev libgmock-dev libumockdev-dev umockdev dbus-daemon xvfb xdotool)

@@ -106,7 +106,7 @@ class LiveViewTest : public testing::Test {
   /// Looks at the session anew, as the environment is now.
   void look() {
     view_.reset();
-    view_.emplace(*simulated_.test, *simulated_.station, simulated_.model(), screen_.descriptor,
+    view_.emplace(*simulated_.test, *simulated_.station, simulated_.model(), "", screen_.descriptor,
                   screen_.descriptor);
   }
 

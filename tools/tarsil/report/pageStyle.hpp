@@ -2,8 +2,8 @@
 
 namespace tarsil::cli {
 
-/// How report.html looks: on a wide screen, on a telephone, in the dark, and on one sheet of A4.
-inline constexpr const char* pageStyle =
+/// The colours of every page, by day and in the dark.
+inline constexpr const char* pageColours =
     R"(:root { color-scheme: light dark; --paper: #fff; --ink: #1c2733; --soft: #5b6875; --line: #d9dfe5;
   --blue: #1f6fb2; --red: #b3261e; --teal: #0b7a75; --violet: #6a4c93; --target: #6b7783; --cuff: #8d5a57;
   --grid: #c3ccd5; --even: #eef3f8; --odd: #e2eaf2; --edge: #f3f5ee; --flag: #3b4956;
@@ -15,7 +15,11 @@ inline constexpr const char* pageStyle =
     --good: #9be3b0; --good-paper: #17381f; --fair: #ffd88a; --fair-paper: #3d2e0c; --bad: #ffb4ac;
     --bad-paper: #4a1b18; }
 }
-* { box-sizing: border-box; }
+)";
+
+/// How report.html looks: on a wide screen, on a telephone, and on one sheet of A4.
+inline constexpr const char* pageStyle =
+    R"(* { box-sizing: border-box; }
 body { margin: 0; background: var(--paper); color: var(--ink);
   font: 15px/1.45 "Helvetica Neue", Arial, "DejaVu Sans", sans-serif; overflow-wrap: anywhere; }
 main { max-width: 1080px; margin: 0 auto; padding: 28px 32px 40px; }

@@ -60,7 +60,7 @@ class Page {
     add("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">");
     add("<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">");
     add(fmt::format("<title>{} – exercise test report</title>", markup(record_.protocol().name)));
-    add(fmt::format("<style>\n{}</style>\n</head>\n<body>\n<main>", pageStyle));
+    add(fmt::format("<style>\n{}{}</style>\n</head>\n<body>\n<main>", pageColours, pageStyle));
     header();
     summary();
     add("<figure>\n" + SessionChart(record_).svg() + SessionChart(record_, SessionChart::Form::narrow).svg() +

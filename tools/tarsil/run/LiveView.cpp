@@ -10,6 +10,7 @@
 
 #include "tarsil/guard/eventText.hpp"
 #include "tools/tarsil/run/largeText.hpp"
+#include "tools/tarsil/run/sessionWords.hpp"
 
 namespace tarsil::cli {
 namespace {
@@ -37,11 +38,6 @@ std::string ageText(const Reading<Value>& reading) {
   return ageText(Clock::now() - reading.at) + (reading.isFresh() ? "" : "  OLD");
 }
 
-template <class Value>
-bool isKnown(const Reading<Value>& reading) {
-  return reading.state == Reading<Value>::State::fresh || reading.state == Reading<Value>::State::stale;
-}
-
 /// At most `columns` characters of the text; what cannot be seen is not counted.
 std::string cut(const std::string& text, int columns) {
   const auto startsCharacter = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; };
@@ -50,21 +46,6 @@ std::string cut(const std::string& text, int columns) {
     if (startsCharacter(text[i]) && characters++ == columns) return text.substr(0, i);
   }
   return text;
-}
-
-/// A device's words must not steer the terminal.
-std::string harmless(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(),
-      [](char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == 0x7f; }, ' ');
-  return text;
-}
-
-/// What happens every second would hide the rest.
-bool isNews(const EventText& told) {
-  return told.kind != EventKind::traffic && told.word != "requestLoad" && told.word != "load" &&
-         told.word != "power" && told.word != "rpm" && told.word != "accepted" && told.word != "saturation" &&
-         told.word != "outcome" && told.word != "printed";
 }
 
 std::string bar(double fraction, int width) {
@@ -81,8 +62,14 @@ LiveView::Style LiveView::styleOf(const Reading<Value>& reading) {
   return reading.isFresh() ? Style::plain : Style::warning;
 }
 
-LiveView::LiveView(ExerciseTest& test, GuardedStation& station, std::string model, int input, int output)
-    : test_(test), station_(station), model_(std::move(model)), input_(input), terminal_(input, output) {
+LiveView::LiveView(ExerciseTest& test, GuardedStation& station, std::string model, std::string page,
+                   int input, int output)
+    : test_(test),
+      station_(station),
+      model_(std::move(model)),
+      page_(std::move(page)),
+      input_(input),
+      terminal_(input, output) {
   const auto since = [start = Clock::now()](const Event& event) { return event.at - start; };
   station.onEvent([news = news_, since, kind = test.protocol().device](const Event& event) {
     if (!isNews(textOf(event, kind))) return;
@@ -222,6 +209,7 @@ std::vector<LiveView::Line> LiveView::picture(int columns, int room) const {
   if (isKnown(readings.pedalRate)) lines.push_back(pedalLine(readings.pedalRate));
   lines.push_back(pressureLine(readings.pressure));
   lines.push_back(saturationLine(readings.saturation));
+  if (!page_.empty()) lines.push_back({fmt::format(" {:<9} {}", "page", page_), Style::plain, Rank::page});
   lines.push_back({.text = "", .rank = Rank::gap});
   // The list has the height that is left: at least a few lines of it, or nothing large.
   addNews(lines);
@@ -247,15 +235,9 @@ LiveView::Line LiveView::titleLine() const {
 }
 
 LiveView::Line LiveView::nextLine(int columns) const {
-  const std::size_t next = test_.phaseIndex() + 1;
-  const Protocol& protocol = test_.protocol();
-  std::string text = fmt::format(" {} passed, then ", clockText(test_.exerciseTime()));
-  if (next >= protocol.phases.size()) return {text + "the end", Style::plain, Rank::next};
-  const Phase& phase = protocol.phases[next];
-  const Load load =
-      isTreadmill() ? Load{.speed = phase.load, .grade = phase.grade} : Load{.power = phase.load};
-  const std::string name = columns < wideColumns ? "" : protocol.phaseName(next) + ": ";
-  return {text + name + textOf(load, protocol.device), Style::plain, Rank::next};
+  return {fmt::format(" {} passed, then {}", clockText(test_.exerciseTime()),
+                      nextText(test_, columns >= wideColumns)),
+          Style::plain, Rank::next};
 }
 
 void LiveView::addLarge(std::vector<Line>& lines, int columns) const {
@@ -288,21 +270,9 @@ void LiveView::addLarge(std::vector<Line>& lines, int columns) const {
 }
 
 LiveView::Line LiveView::progressLine(int columns) const {
-  switch (test_.state()) {
-    case ExerciseTest::State::checking:
-      return {" connecting: every device has to answer", Style::strong, Rank::progress};
-    case ExerciseTest::State::resting:
-      return {" at rest: blood pressure before the exercise", Style::strong, Rank::progress};
-    case ExerciseTest::State::levelling:
-      return {" the belt goes down to level", Style::strong, Rank::progress};
-    case ExerciseTest::State::stopping:
-      return {" stopping: waiting until the device stands", Style::warning, Rank::progress};
-    case ExerciseTest::State::closing:
-      return {" closing the ports", Style::strong, Rank::progress};
-    case ExerciseTest::State::over:
-      return {" over", Style::strong, Rank::progress};
-    case ExerciseTest::State::exercising:
-      break;
+  if (const std::string text = stateText(test_.state()); !text.empty()) {
+    const bool isStopping = test_.state() == ExerciseTest::State::stopping;
+    return {" " + text, isStopping ? Style::warning : Style::strong, Rank::progress};
   }
   const Phase& phase = test_.protocol().phases[test_.phaseIndex()];
   const std::string name = test_.protocol().phaseName(test_.phaseIndex());

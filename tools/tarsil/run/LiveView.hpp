@@ -24,9 +24,10 @@ namespace tarsil::cli {
 /// behind.
 class LiveView {
  public:
-  /// `input` and `output` are terminals; throws std::system_error for others.
-  LiveView(ExerciseTest& test, GuardedStation& station, std::string model, int input = STDIN_FILENO,
-           int output = STDOUT_FILENO);
+  /// `page` is the link of the live page, empty without one. `input` and `output` are terminals; throws
+  /// std::system_error for others.
+  LiveView(ExerciseTest& test, GuardedStation& station, std::string model, std::string page,
+           int input = STDIN_FILENO, int output = STDOUT_FILENO);
   ~LiveView();
   LiveView(const LiveView&) = delete;
   LiveView& operator=(const LiveView&) = delete;
@@ -34,7 +35,7 @@ class LiveView {
  private:
   enum class Style { plain, strong, faint, warning, alarm };
   /// What goes first where there is no room for everything.
-  enum class Rank { gap, large, news, title, next, pedals, vitals, load, progress, alarm };
+  enum class Rank { gap, large, news, page, title, next, pedals, vitals, load, progress, alarm };
   struct Line {
     std::string text;
     Style style = Style::plain;
@@ -80,6 +81,7 @@ class LiveView {
   ExerciseTest& test_;
   GuardedStation& station_;
   const std::string model_;
+  const std::string page_;
   /// The station keeps its listeners for good, so it shares this.
   const std::shared_ptr<std::deque<News>> news_ = std::make_shared<std::deque<News>>();
   const Display display_ = Display::ofEnvironment();

@@ -22,6 +22,8 @@
 #include "tools/tarsil/Interruption.hpp"
 #include "tools/tarsil/exerciseModel.hpp"
 #include "tools/tarsil/numberBetween.hpp"
+#include "tools/tarsil/page/PageServer.hpp"
+#include "tools/tarsil/page/PageView.hpp"
 #include "tools/tarsil/report/SessionFolder.hpp"
 #include "tools/tarsil/report/SessionRecord.hpp"
 #include "tools/tarsil/run/LiveView.hpp"
@@ -138,6 +140,15 @@ ExitCode exitCodeOf(ExerciseTest::Outcome outcome) {
   return failed;
 }
 
+/// For the page.
+SessionEnd endOf(const ExerciseTest& test, const SessionFolder* folder) {
+  const bool isComplete = test.outcome() == ExerciseTest::Outcome::completed;
+  const std::optional<std::string> failure = folder ? folder->failure() : std::nullopt;
+  return {.text = (isComplete ? "completed" : test.reason()) + (failure ? "; " + *failure : ""),
+          .isGood = isComplete && !failure,
+          .folder = folder ? folder->path().string() : ""};
+}
+
 }  // namespace
 
 void RunCommand::declare(CLI::App& command) {
@@ -170,6 +181,14 @@ void RunCommand::declare(CLI::App& command) {
   command.add_option("--note", note_, "A remark, for the report");
   command.add_option("--mass", mass_, "Patient's mass, kilograms: a bicycle's METs depend on it")
       ->check(numberBetween(10, 400));
+  CLI::Option* const page = command.add_flag(
+      "--page", hasPage_, "Show the session on a web page, too, for browsers of this machine");
+  command
+      .add_option("--page-port", pagePort_, "Offer the page at this port; a free one when it is not given")
+      ->check(numberBetween(1, 65535))
+      ->needs(page);
+  command.add_flag("--page-control", pageTakesOrders_, "Let the page stop and control the session, too")
+      ->needs(page);
 }
 
 void RunCommand::takeStation() {
@@ -206,6 +225,7 @@ ExitCode RunCommand::run() {
   const auto partners = makePartners();
   GuardedStation::Plan plan = planFor(partners.get());
   const Protocol protocol = carriedOne(candidates, plan);
+  const auto page = makePage();
   const auto folder = makeFolder(protocol, plan);
   plan.journal = folder ? std::optional(folder->journalFile()) : std::nullopt;
   PrintedLines printed;
@@ -240,12 +260,21 @@ ExitCode RunCommand::run() {
   // After those who write down what has happened so far.
   ExerciseTest test(opened.station(), protocol);
   std::optional<LiveView> liveView;
-  if (isLive) liveView.emplace(test, station, plan.exercise.model);
+  if (isLive) liveView.emplace(test, station, plan.exercise.model, page ? page->address().link() : "");
+  std::optional<PageView> pageView;
+  if (page) {
+    pageView.emplace(*page, test, station,
+                     SessionTitle{.model = plan.exercise.model,
+                                  .patient = patient_,
+                                  .isSimulated = simulate_,
+                                  .takesOrders = pageTakesOrders_});
+  }
   const ExitCode result = go(station, test, time ? &*time : nullptr);
   liveView.reset();
 
+  if (folder) folder->finish();
+  if (pageView) pageView->end(endOf(test, folder.get()));
   if (folder) {
-    folder->finish();
     if (folder->failure()) throw CommandFailure(reportFailed, *folder->failure());
     std::cout << "The session's folder: " << folder->path().string() << std::endl;
   }
@@ -403,6 +432,13 @@ std::unique_ptr<SessionFolder> RunCommand::makeFolder(const Protocol& protocol,
   if (mass_) state(fact::mass, decimalText(*mass_));
   return std::make_unique<SessionFolder>(
       report_.empty() ? standardSessionsFolder() : std::filesystem::path(report_), std::move(head));
+}
+
+std::unique_ptr<PageServer> RunCommand::makePage() const {
+  if (!hasPage_) return nullptr;
+  auto page = std::make_unique<PageServer>(pagePort_, pageTakesOrders_);
+  std::cout << "The page: " << page->address().link() << std::endl;
+  return page;
 }
 
 void RunCommand::liveFaster(const ExerciseTest& test, VirtualTime& time) const {

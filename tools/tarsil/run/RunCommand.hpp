@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,6 +20,7 @@ class VirtualTime;
 
 namespace tarsil::cli {
 
+class PageServer;
 class SessionFolder;
 
 /// `tarsil run`: a whole exercise test on a guarded station, of real devices or simulated ones.
@@ -45,6 +47,8 @@ class RunCommand final : public Command {
   std::shared_ptr<BluetoothCentral> oximeterCentral() const;
   std::unique_ptr<Partners> makePartners() const;
   std::unique_ptr<SessionFolder> makeFolder(const Protocol& protocol, const GuardedStation::Plan& plan) const;
+  /// None where nobody asked for one; its link is printed.
+  std::unique_ptr<PageServer> makePage() const;
   ExitCode go(GuardedStation& station, ExerciseTest& test, VirtualTime* time) const;
   void liveFaster(const ExerciseTest& test, VirtualTime& time) const;
 
@@ -65,6 +69,10 @@ class RunCommand final : public Command {
   bool isStrict_ = false;
   bool simulate_ = false;
   double speedup_ = 1;
+  bool hasPage_ = false;
+  bool pageTakesOrders_ = false;
+  /// 0: one that is free.
+  std::uint16_t pagePort_ = 0;
 };
 
 }  // namespace tarsil::cli
