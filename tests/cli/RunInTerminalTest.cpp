@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/cli/SimulatedProcess.hpp"
@@ -68,6 +69,29 @@ TEST_F(RunInTerminalTest, GoesOnWhenItsTerminalIsClosed) {
   program_.signal(SIGTERM);
   EXPECT_EQ(program_.wait(), 5);
   EXPECT_THAT(device_.status(), HasSubstr("0.0 km/h"));
+}
+
+TEST(RunWhoseTerminalIsGoneTest, GoesOnToItsEndAndKeepsWhatHappened) {
+  const ScratchFolder folder;
+  const std::string protocol = folder / "protocol";
+  std::ofstream(protocol) << "name Walk\ndevice treadmill\nstage 0:08 2 0\nrecovery 0:04 1 0\n";
+  SimulatedProcess device("LodeTreadmill");
+  TerminalProgram program({"run", "--exercise", "LodeTreadmill@" + device.path(), "--protocol", protocol,
+                           "--report", folder / "report", "--patient", "P17", "--operator", "O"});
+  device.waitFor("belt running, 2.0 km/h");
+  program.hangUp();
+  EXPECT_EQ(program.wait(), 6);
+  EXPECT_THAT(device.status(), HasSubstr("belt stopped, 0.0 km/h"));
+  const auto session = std::filesystem::directory_iterator(folder / "report")->path();
+  EXPECT_THAT(textOf(session / "report.html"),
+              HasSubstr("ALARM: the terminal is gone; the exercise goes on"));
+  const std::string csv = textOf(session / "session.csv");
+  const std::size_t gone =
+      csv.find(",session,failure,alarm,,,,ALARM: the terminal is gone; the exercise goes on\n");
+  const std::size_t recovery = csv.find(",session,event,phase,1.0,0.0,,recovery\n");
+  EXPECT_LT(gone, recovery);
+  EXPECT_NE(recovery, std::string::npos);
+  EXPECT_THAT(csv, EndsWith(",session,event,over,,,,the session is over\n"));
 }
 
 TEST(RunInTerminalBeforeItBeginsTest, AsksForPatientAndOperatorThatWereNotGiven) {

@@ -78,8 +78,9 @@ void TerminalProgram::waitFor(const std::string& text) {
 
 int TerminalProgram::wait() {
   int status = 0;
+  const bool isGone = terminal_.descriptor() < 0;
   // It must never wait for its terminal.
-  while (waitpid(process_, &status, WNOHANG) == 0) {
+  while (waitpid(process_, &status, isGone ? 0 : WNOHANG) == 0) {
     pollfd readable{.fd = terminal_.descriptor(), .events = POLLIN, .revents = 0};
     constexpr int glance = 20;  // ms
     if (poll(&readable, 1, glance) == 1) readSome();

@@ -22,6 +22,8 @@ class TerminalProgram {
 
   void press(std::string_view keys);
   void signal(int number) const;
+  /// The window is closed: the terminal is gone, and the kernel tells the program. It shows nothing any more.
+  void hangUp() { terminal_.hangUp(); }
   /// Waits until something with this text has been written since the last call.
   void waitFor(const std::string& text);
   /// Waits for its end; the exit code, 128 + the signal's number when a signal ended it.
