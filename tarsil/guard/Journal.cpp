@@ -44,7 +44,10 @@ std::optional<JournalHead> readHead(std::string_view line) {
   auto object = detail::readFlatJson(line);
   if (!object || object->integer(formatKey) != format) return std::nullopt;
   const auto began = object->integer(beganKey);
-  if (!began) return std::nullopt;
+  // The clock of the day reaches as far, and counts finer.
+  constexpr auto longest =
+      std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::duration::max()).count();
+  if (!began || *began < -longest || *began > longest) return std::nullopt;
   JournalHead head{.began = std::chrono::system_clock::time_point(std::chrono::milliseconds(*began))};
   for (const auto& [key, value] : object->texts()) head.facts.emplace(key, value);
   return head;

@@ -196,8 +196,10 @@ TEST_F(JournalTest, ADamagedLineIsNamedAndTheOthersAreRead) {
 }
 
 TEST_F(JournalTest, WhatIsNoJournalIsNone) {
-  for (const char* text : {"", "\n", "{}\n", "{\"tarsil-journal\":2,\"began\":1}\n",
-                           "{\"tarsil-journal\":1}\n", "{\"tarsil-journal\":1,\"began\":1}"}) {
+  for (const char* text :
+       {"", "\n", "{}\n", "{\"tarsil-journal\":2,\"began\":1}\n", "{\"tarsil-journal\":1}\n",
+        "{\"tarsil-journal\":1,\"began\":1}", "{\"tarsil-journal\":1,\"began\":9223372036855}\n",
+        "{\"tarsil-journal\":1,\"began\":-9223372036855}\n"}) {
     EXPECT_FALSE(readJournal(text)) << text;
   }
 }
