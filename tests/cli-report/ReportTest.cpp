@@ -4,6 +4,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -186,6 +187,24 @@ TEST_F(PageTest, AFingerThatIsGoneIsNoSaturation) {
   at(20s);
   ends("completed");
   EXPECT_EQ(SessionRecord(journal_).saturation().back().at, 10s);
+}
+
+TEST_F(PageTest, TimeNeverRunsBackwards) {
+  for (const Duration time : {10s, 5s, 20s}) {
+    at(time);
+    happens(Source::exercise, LoadMeasured{speed(5, 2)});
+  }
+  const SessionRecord record(journal_);
+  std::vector<Duration> times;
+  for (const auto& sample : record.load()) times.push_back(sample.at);
+  EXPECT_THAT(times, ElementsAre(10s, 10s, 20s));
+}
+
+TEST_F(PageTest, APressureThatIsNoNumberIsLeftOut) {
+  constexpr float infinite = std::numeric_limits<float>::infinity();
+  happens(Source::monitor, PressureMeasured{.pressure = {infinite, 80}, .status = 0});
+  happens(Source::monitor, PressureMeasured{.pressure = {120, -infinite}, .status = 0});
+  EXPECT_THAT(SessionRecord(journal_).pressures(), IsEmpty());
 }
 
 TEST_F(PageTest, EventsStandWithTheirTime) {

@@ -31,7 +31,8 @@ Protocol protocolOf(const JournalHead& head) {
 }  // namespace
 
 SessionRecord::SessionRecord(const Journal& journal) : head_(journal.head), protocol_(protocolOf(head_)) {
-  for (const Event& event : journal.events) hear(event, event.at - Clock::Instant());
+  // In a journal that somebody has edited time may run backwards; no chart could show that.
+  for (const Event& event : journal.events) hear(event, std::max(end_, event.at - Clock::Instant()));
   if (oximeterLived_ && end_ - *oximeterLived_ > longestOximeterPause) loseSaturation(*oximeterLived_);
   const auto note = [this](const std::string& text) { marks_.push_back({end_, text, true, 1, end_}); };
   if (outcome_.empty()) note("the journal ends here: the program was gone before the session was over");
@@ -57,7 +58,7 @@ Duration SessionRecord::exerciseTime() const {
 }
 
 void SessionRecord::hear(const Event& event, Duration at) {
-  end_ = std::max(end_, at);
+  end_ = at;
   if (spanIsOpen_) spans_.back().end = end_;
   if (event.source == Source::oximeter) hearOximeter(event, at);
   if (const auto* asked = std::get_if<Asked>(&event.what)) return hearAsked(*asked, at);
@@ -103,7 +104,8 @@ void SessionRecord::hearMeasured(const Event& event, Duration at) {
   if (const auto* measured = std::get_if<PedalRateMeasured>(&event.what)) add(pedalRate_, at, measured->rate);
   if (const auto* measured = std::get_if<SaturationMeasured>(&event.what))
     add(saturation_, at, measured->saturation);
-  if (const auto* measured = std::get_if<PressureMeasured>(&event.what))
+  const auto* measured = std::get_if<PressureMeasured>(&event.what);
+  if (measured && std::isfinite(measured->pressure.systolic) && std::isfinite(measured->pressure.diastolic))
     pressures_.push_back({at, measured->pressure});
 }
 
