@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tarsil/platform/SystemPlatform.hpp"
+#include "tarsil/platform/linux/udevScan.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tests/platform-udev/Testbed.hpp"
@@ -105,6 +106,15 @@ TEST_F(UdevSerialDeviceRegistryTest, ListsOnlyTerminalsWithHardwareBehindThem) {
   EXPECT_EQ(device->calloutPath, "/dev/ttyS0");
   EXPECT_EQ(device->usb, std::nullopt);
   EXPECT_EQ(device->stablePath, std::nullopt);
+}
+
+TEST_F(UdevSerialDeviceRegistryTest, TakesAnAdapterThatIsPulledOutWhileItIsReadForNoOther) {
+  const std::string path = testbed.plug({});
+  const UdevContext context(udev_new());
+  const UdevDevice terminal(udev_device_new_from_subsystem_sysname(context.get(), "tty", "ttyUSB0"));
+  EXPECT_TRUE(serialPortOf(terminal.get()));
+  testbed.unplug(path);
+  EXPECT_FALSE(serialPortOf(terminal.get()));
 }
 
 TEST_F(UdevSerialDeviceRegistryTest, ListsDevicesByNameWithTheirNumbersInOrder) {

@@ -23,6 +23,12 @@ std::string attribute(udev_device* device, const char* name) {
   return value != nullptr ? value : "";
 }
 
+// A terminal goes before what it hangs on: while it is there, what was read of both is true.
+bool isStillThere(udev_device* terminal) {
+  std::error_code failed;
+  return std::filesystem::exists(udev_device_get_syspath(terminal), failed);
+}
+
 // Virtual consoles and pseudo-terminals hang on no device. The kernel also makes terminals for UARTs that may
 // be added some day; their type is 0, and opening one to see would succeed.
 bool isSerialPort(udev_device* terminal) {
@@ -93,6 +99,8 @@ std::optional<FoundDevice> serialPortOf(udev_device* terminal) {
       detail::serialDeviceAt(udev_device_get_devnode(terminal), udev_device_get_sysname(terminal));
   device.usb = usbIdentityOf(terminal);
   device.stablePath = stablePathOf(terminal, device);
+  // Otherwise an adapter that is pulled out meanwhile would be told as another one, which nobody plugged in.
+  if (!isStillThere(terminal)) return std::nullopt;
   return FoundDevice{udev_device_get_syspath(terminal), std::make_shared<SerialDevice>(std::move(device))};
 }
 
