@@ -12,6 +12,10 @@ namespace tarsil {
 /// Where the guest's programs are.
 struct SerialPrograms {
   std::string otherProgram;
+  std::string usbAdapter;
+  std::string watcher;
+  /// How often a plug is pulled in the middle of an exercise.
+  int plugCycles = 0;
 };
 
 /// As the test program's arguments say.
@@ -20,6 +24,10 @@ SerialPrograms& serialPrograms();
 /// Runs the main loop until the condition holds, which is asked a hundred times a second. False when it does
 /// not come to hold in time.
 bool until(const std::function<bool()>& condition, Duration timeout = std::chrono::seconds(60));
+
+/// Opens the port as each model of the catalogue, as a host does, and compares what its hardware was set to
+/// last ("9600 8N1") with the model's line settings; closed again, it has those from before.
+void expectLineSettingsOfEveryModel(const std::string& port, const std::function<std::string()>& settings);
 
 /// The daemon that names and prepares devices, with the rules that Debian gives it. It runs after
 /// construction and has prepared what is there.
