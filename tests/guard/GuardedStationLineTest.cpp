@@ -104,11 +104,13 @@ TEST_F(GuardedStationLineTest, SaysOnceWhyAPortDoesNotOpen) {
     EXPECT_EQ(told[0].error, failure.error);
     EXPECT_THAT(told[0].text, HasSubstr(failure.text));
     EXPECT_EQ(station_->readiness().code(), Answer::Code::notOpen);
+    EXPECT_THAT(station_->alarms(), testing::ElementsAre(AlarmKind::portNotOpened));
     events_.clear();
   }
   terminal->succeed(ScriptedTerminal::Call::open);
-  run(3s);
+  run(1s);
   EXPECT_THAT(all<LineOpened>(), SizeIs(1));
+  EXPECT_THAT(station_->alarms(), SizeIs(0));
 }
 
 TEST_F(GuardedStationLineTest, OpensNobodyElsesAdapterUnderTheNameOfOneThatWent) {
