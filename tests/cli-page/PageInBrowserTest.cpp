@@ -70,7 +70,7 @@ TEST_F(PageInBrowserTest, ShowsTheSessionAndLooksDeadAtOnceWhenTheProgramIs) {
   EXPECT_EQ(textOf("simulated"), "SIMULATED – no patient, no device: nothing here was measured");
   EXPECT_EQ(textOf("doing"), "stage 1 of 1");
   EXPECT_THAT(textOf("left"), MatchesRegex("1:[0-9][0-9] left, 1:[0-9][0-9] in all"));
-  EXPECT_THAT(textOf("values"), HasSubstr("target 2.0, "));
+  EXPECT_THAT(textOf("values"), HasSubstr("target 2, "));
   EXPECT_EQ(browser_->valueOf("document.title"), "Walk <b>");
   EXPECT_THAT(textOf("events"), HasSubstr("set 2.00 km/h"));
   browser_->waitFor("document.querySelectorAll('polyline.measured').length === 2");

@@ -104,9 +104,9 @@ class LiveViewTest : public testing::Test {
   }
 
   /// Looks at the session anew, as the environment is now.
-  void look() {
+  void look(const std::string& page = "") {
     view_.reset();
-    view_.emplace(*simulated_.test, *simulated_.station, simulated_.model(), "", screen_.descriptor,
+    view_.emplace(*simulated_.test, *simulated_.station, simulated_.model(), page, screen_.descriptor,
                   screen_.descriptor);
   }
 
@@ -232,6 +232,10 @@ TEST_F(LiveViewTest, LeavesOutWhatMattersLeastInASmallTerminalAndNeverAKey) {
   EXPECT_THAT(screen_.line("grade"), MatchesRegex(" grade +[0-9.]+ of 10\\.0 % +[01]\\.[0-9] s ago"));
   EXPECT_THAT(screen_.line("SpO2"), HasSubstr("%"));
   EXPECT_THAT(screen_.line("pressure"), HasSubstr("mmHg"));
+  screen_.press("h");
+  advance(2s);
+  EXPECT_THAT(screen_.lines().at(1),
+              MatchesRegex(" stage 1 of 1  (█|░)*  [01]:[0-9][0-9] left  HELD 0:0[12]"));
 }
 
 TEST_F(LiveViewTest, RingsOnceForAnAlarmAndShowsItInRed) {
@@ -271,6 +275,17 @@ TEST_F(LiveViewTest, MarksAMomentWithAWord) {
   advance(250ms);
   EXPECT_THAT(screen_.lines(), Not(testing::Contains(HasSubstr("stop_"))));
   EXPECT_EQ(test().state(), ExerciseTest::State::exercising);
+}
+
+TEST_F(LiveViewTest, ShowsTheLinkOfThePageWhereThereIsRoomForIt) {
+  const std::string link = "http://127.0.0.1:4321/0123456789abcdef0123456789abcdef/";
+  look(link);
+  resize(24, 80);
+  reachTheStage();
+  EXPECT_THAT(screen_.lines(), testing::Contains(" page      " + link));
+  resize(10, 40);
+  advance(1s);
+  EXPECT_THAT(screen_.lines(), Not(testing::Contains(HasSubstr("http"))));
 }
 
 TEST_F(LiveViewTest, TakesNoLetterOfAnArrowForAKey) {

@@ -135,7 +135,7 @@ int PageServer::boundSocket(std::uint16_t port) {
   // The port of a session that ended a moment ago is free again.
   const int on = 1;
   setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  if (::bind(socket, reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback) == 0 &&
+  if (socket >= 0 && ::bind(socket, reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback) == 0 &&
       ::listen(socket, SOMAXCONN) == 0)
     return socket;
   const int error = errno;

@@ -209,7 +209,10 @@ std::vector<LiveView::Line> LiveView::picture(int columns, int room) const {
   if (isKnown(readings.pedalRate)) lines.push_back(pedalLine(readings.pedalRate));
   lines.push_back(pressureLine(readings.pressure));
   lines.push_back(saturationLine(readings.saturation));
-  if (!page_.empty()) lines.push_back({fmt::format(" {:<9} {}", "page", page_), Style::plain, Rank::page});
+  // Half a link leads nowhere.
+  const std::string page = fmt::format(" {:<9} {}", "page", page_);
+  if (!page_.empty() && page.size() <= static_cast<std::size_t>(columns))
+    lines.push_back({page, Style::plain, Rank::page});
   lines.push_back({.text = "", .rank = Rank::gap});
   // The list has the height that is left: at least a few lines of it, or nothing large.
   addNews(lines);
@@ -278,8 +281,11 @@ LiveView::Line LiveView::progressLine(int columns) const {
   const std::string name = test_.protocol().phaseName(test_.phaseIndex());
   const double passed = 1 - std::chrono::duration<double>(test_.phaseLeft()) / phase.duration;
   const std::string held = test_.isHeld() ? "  HELD " + clockText(test_.heldFor()) : "";
-  const std::string left = fmt::format("{} left, {} in all{}", clockText(test_.phaseLeft()),
-                                       clockText(test_.exerciseLeft()), held);
+  // There is not room for everything on a small screen, and a stage that is held has no end.
+  const std::string inAll = test_.isHeld() && columns < wideColumns
+                                ? ""
+                                : fmt::format(", {} in all", clockText(test_.exerciseLeft()));
+  const std::string left = fmt::format("{} left{}{}", clockText(test_.phaseLeft()), inAll, held);
   const int room = std::clamp(columns - static_cast<int>(name.size() + left.size()) - 6, 0, 30);
   return {fmt::format(" {}  {}  {}", name, bar(passed, room), left),
           test_.isHeld() ? Style::warning : Style::strong, Rank::progress};

@@ -260,7 +260,10 @@ ExitCode RunCommand::run() {
   // After those who write down what has happened so far.
   ExerciseTest test(opened.station(), protocol);
   std::optional<LiveView> liveView;
-  if (isLive) liveView.emplace(test, station, plan.exercise.model, page ? page->address().link() : "");
+  if (isLive) {
+    liveView.emplace(test, station, plan.exercise.model + (simulate_ ? ", SIMULATED" : ""),
+                     page ? page->address().link() : "");
+  }
   std::optional<PageView> pageView;
   if (page) {
     pageView.emplace(*page, test, station,
