@@ -54,7 +54,7 @@ class Terminal {
   /// with ENOTSUP when the system has no such flow control. A speed that is neither one of the
   /// terminal layer's own nor in force already fails with EINVAL and applies nothing; but after output has
   /// drained attributes of old are put back, and their speed is taken whatever it is. Output that stands
-  /// still is given up after a while, with the writes that wait for it.
+  /// still is given up after a while, with the writes that wait for it; after either no write begins.
   virtual Result<> setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) = 0;
   /// The driver's special request for a speed that the terminal layer rejects. It gets the whole settings,
   /// because some systems set speed and modes in one call only.
@@ -65,7 +65,7 @@ class Terminal {
   virtual Result<> setModemLines(int descriptor, int lines) = 0;
 
   virtual Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) = 0;
-  /// Waits until all bytes are taken. Fewer, or ESHUTDOWN when there were none, if output was given up.
+  /// Waits until all bytes are taken. Fewer, or ESHUTDOWN when there were none, when output was ended so.
   virtual Result<std::size_t> write(int descriptor, const void* bytes, std::size_t size) = 0;
   /// A further descriptor of the same opening, closed on exec.
   virtual Result<int> duplicate(int descriptor) = 0;

@@ -454,6 +454,16 @@ TEST_F(LinuxTerminalTest, CarriesBytesBothWays) {
   EXPECT_TRUE(terminal.close(descriptor));
 }
 
+// A writer that was about to begin when the port closed would wait for a stalled device for ever.
+TEST_F(LinuxTerminalTest, BeginsNoWriteOnceTheAttributesOfOldAreBack) {
+  const int descriptor = opened();
+  const TerminalAttributes saved = valueOf(terminal.getAttributes(descriptor));
+  EXPECT_EQ(valueOf(terminal.write(descriptor, "a", 1)), 1u);
+  EXPECT_TRUE(terminal.setAttributes(descriptor, Apply::afterOutputDrains, saved));
+  EXPECT_FAILS(terminal.write(descriptor, "b", 1), ESHUTDOWN);
+  EXPECT_TRUE(terminal.close(descriptor));
+}
+
 TEST_F(LinuxTerminalTest, GivesUpAWriteThatNobodyReadsRatherThanWaitForIt) {
   LinuxTerminal hasty(std::make_shared<HastyDriver>());
   const int descriptor = valueOf(hasty.open(path));
@@ -483,9 +493,9 @@ TEST_F(LinuxTerminalTest, AVanishedDeviceIsNotConfigured) {
   EXPECT_FAILS(terminal.setModemLines(descriptor, 0), ENXIO);
   EXPECT_FAILS(terminal.getAttributes(descriptor), ENXIO);
   EXPECT_FAILS(terminal.setAttributes(descriptor, Apply::now, attributes), ENXIO);
-  EXPECT_FAILS(terminal.setAttributes(descriptor, Apply::afterOutputDrains, attributes), ENXIO);
   EXPECT_FAILS(terminal.setSpecialSpeed(descriptor, attributes), ENXIO);
   EXPECT_FAILS(terminal.write(descriptor, bytes.data(), bytes.size()), ENXIO);
+  EXPECT_FAILS(terminal.setAttributes(descriptor, Apply::afterOutputDrains, attributes), ENXIO);
   EXPECT_EQ(terminal.read(descriptor, bytes.data(), bytes.size()), 0U);
   EXPECT_TRUE(terminal.close(descriptor));
 }

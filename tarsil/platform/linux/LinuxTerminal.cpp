@@ -84,7 +84,8 @@ struct LinuxTerminal::Opening {
   /// Held by the write that is under way.
   std::mutex writing;
   std::atomic<std::uint64_t> writtenPieces = 0;
-  std::atomic<bool> isGivenUp = false;
+  /// No write begins any more, and the one that is under way is to end.
+  std::atomic<bool> outputIsOver = false;
 };
 
 LinuxTerminal::LinuxTerminal() : LinuxTerminal(std::make_shared<KernelTerminalDriver>()) {}
@@ -177,7 +178,10 @@ Result<> LinuxTerminal::set(int descriptor, Apply when, const TerminalAttributes
   // The system waits for a write that is under way, however long that takes, so that none may be.
   const auto opening = openingOf(descriptor);
   std::unique_lock writing(opening->writing, std::defer_lock);
-  if (!outputFlowsOut(descriptor, *opening, writing)) return answer(setNow);
+  const bool flowedOut = outputFlowsOut(descriptor, *opening, writing);
+  // A write that waits for its turn would go out at another speed, and nobody would be left to end it.
+  opening->outputIsOver = true;
+  if (!flowedOut) return answer(setNow);
   return answer([&] { return driver_->setSettingsAfterOutput(descriptor, attributes); });
 }
 
@@ -218,7 +222,7 @@ bool LinuxTerminal::outputFlowsOut(int descriptor, Opening& opening, std::unique
 }
 
 void LinuxTerminal::giveOutputUp(int descriptor, Opening& opening, std::unique_lock<std::mutex>& writing) {
-  opening.isGivenUp = true;
+  opening.outputIsOver = true;
   for (int tries = 0; tries < patience && !writing.owns_lock() && !writing.try_lock(); ++tries) {
     driver_->endWrites(descriptor);
     driver_->pause();
@@ -249,9 +253,9 @@ Result<std::size_t> LinuxTerminal::write(int descriptor, const void* bytes, std:
   const std::lock_guard writing(opening->writing);
   const auto* first = static_cast<const char*>(bytes);
   const auto writeSome = [&](const char* from, std::size_t count) -> Result<ssize_t> {
-    if (!opening->isGivenUp) {
+    if (!opening->outputIsOver) {
       const auto written = answer([=] { return ::write(descriptor, from, count); });
-      if (written || !opening->isGivenUp) return written;
+      if (written || !opening->outputIsOver) return written;
     }
     return Failure{ESHUTDOWN};
   };
