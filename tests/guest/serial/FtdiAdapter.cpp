@@ -93,7 +93,10 @@ std::optional<Bytes> FtdiAdapter::answer(const UsbPlug::Request& request) {
     const Bytes bytes = descriptor(request.value);
     return bytes.empty() ? std::nullopt : std::optional(bytes);
   }
-  if (request.type == fromChip && request.number == getModemStatus) return status();
+  if (request.type == fromChip && request.number == getModemStatus) {
+    if (std::exchange(stumbles_, false)) return std::nullopt;
+    return status();
+  }
   if (request.type == fromChip && request.number == getLatency)
     return Bytes{static_cast<std::uint8_t>(line_.latency)};
   if (request.type == fromChip && request.number == readMemory) return Bytes{0xFF, 0xFF};

@@ -59,6 +59,8 @@ class FtdiAdapter {
   void setInputs(const Inputs& inputs);
   /// Nothing leaves any more, until it is let go.
   void holdOutput(bool held);
+  /// The next time that the driver asks for the modem lines, the transfer fails, as in a disturbed cable.
+  void stumble() { stumbles_ = true; }
 
  private:
   struct Chunk {
@@ -106,6 +108,7 @@ class FtdiAdapter {
   Line line_;
   Inputs inputs_{.cts = true, .dsr = true, .ri = false, .dcd = true};
   bool inputsAreNews_ = false;
+  bool stumbles_ = false;
 
   std::deque<Chunk> received_;
   Clock::Instant lastHandover_ = Clock::now();

@@ -229,7 +229,7 @@ TEST_F(UsbAdapterTest, CarriesModemLinesOutAtOnceAndInWithinTwoPolls) {
     ASSERT_TRUE(adapter->program().waitForLine("inputs are set"));
     // One poll may be under way; the second after it begins when the first one's news were heard.
     const int before = terminal->polls;
-    ASSERT_TRUE(until([&] { return terminal->polls >= before + 3; }));
+    ASSERT_TRUE(until([&] { return terminal->polls >= before + 2; }));
     EXPECT_EQ(inputs(), wanted);
   }
   EXPECT_THAT(client.calls(), IsEmpty());

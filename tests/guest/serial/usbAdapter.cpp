@@ -5,6 +5,7 @@
 //   plug, pull         it is plugged in, or pulled out; pulled out at first
 //   inputs [WORD...]   of its modem lines these are on: cts, dsr, ri, dcd; "inputs are set" follows
 //   hold on|off        nothing leaves it any more, or again
+//   stumble            the next question for the modem lines fails
 //   send HEX           the far end sends bytes
 //   spoil FAULT HEX    the same, spoiled: "parity", "framing" or "overrun"
 //   break              the far end breaks
@@ -58,6 +59,7 @@ class Setup {
     if (order == "pull") return adapter_.pullOut();
     if (order == "inputs") return setInputs(argument);
     if (order == "hold") return adapter_.holdOutput(argument == "on");
+    if (order == "stumble") return adapter_.stumble();
     if (order == "send") return adapter_.receive(hex(argument));
     if (order == "break") return adapter_.receive(Bytes{0}, FtdiAdapter::Fault::breaks);
     if (order == "spoil") return spoil(argument);
