@@ -339,6 +339,21 @@ TEST(GuardedStationStopTest, IsSentThriceToAModelThatReportsNothing) {
             3);
 }
 
+TEST(GuardedStationStopTest, IsSeenSoonAlsoOnALineThatHasLostManyReplies) {
+  GuardedSession session;
+  session.begin({.speed = 2});
+  for (int i = 0; i < 10; ++i) {
+    session.line().cable().replies().mute(true);
+    session.run(2s);
+    session.line().cable().replies().mute(false);
+    session.run(3s);
+  }
+  ASSERT_EQ(session->state(), State::running);
+  EXPECT_TRUE(session->stop().isAccepted());
+  session.run(10s);
+  EXPECT_EQ(session.count<StandstillSeen>(), 1U);
+}
+
 TEST(GuardedStationStopTest, BringsTheGradeDown) {
   GuardedSession session;
   session.begin({.speed = 3, .grade = 8});
