@@ -91,6 +91,8 @@ TEST(ReplayCommandTest, RefusesWhatItCannotRead) {
   EXPECT_THAT(refusal(device + "{\"op\":\"recv\",\"hex\":\"0g\"}"), HasSubstr("must be hexadecimal text"));
   EXPECT_THAT(refusal(device + "{\"op\":\"advance\",\"s\":-1}"), HasSubstr("the clock cannot go back"));
   EXPECT_THAT(refusal(device + "{\"op\":\"advance\",\"s\":1e300}"), HasSubstr("a century"));
+  EXPECT_THAT(refusal("{\"op\":\"advance\",\"s\":3e9}\n{\"op\":\"advance\",\"s\":3e9}"),
+              HasSubstr(":2: the clock stops after a century"));
   EXPECT_THAT(refusal(device + "{\"op\":\"delegate\",\"device\":[\"onError\"]}"),
               HasSubstr("a host has no selector \"onError\""));
   EXPECT_THAT(refusal(station + "{\"op\":\"openPort\",\"args\":[\"ECG\"]}"),

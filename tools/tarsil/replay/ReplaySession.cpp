@@ -13,16 +13,6 @@
 #include "tools/tarsil/replay/codec.hpp"
 
 namespace tarsil::cli {
-namespace {
-
-// To the nearest nanosecond: 0.1 s has no exact double.
-Duration forwards(const Value& value) {
-  const double seconds = value.seconds();
-  if (seconds < 0) throw ScriptError("the clock cannot go back");
-  return std::chrono::round<Duration>(std::chrono::duration<double>(seconds));
-}
-
-}  // namespace
 
 ReplaySession::ReplaySession(Events::Listener listener)
     : events_(std::move(listener)), hooks_(events_), ports_(ReplayWorld{time_, events_}) {
@@ -53,9 +43,17 @@ void ReplaySession::carryOut(const Operation& operation) {
   const std::string& name = operation.name();
   if (name == "new") return begin(operation);
   if (name == "codec") return events_.add(Json::array({"return", codecResult(operation)}));
-  if (name == "advance") return time_.advance(forwards(operation["s"]));
+  if (name == "advance") return advance(operation["s"].seconds());
   if (!subject_) throw ScriptError('"' + name + "\" needs a \"new\" before it");
   subject_->perform(operation);
+}
+
+void ReplaySession::advance(double seconds) {
+  if (seconds < 0) throw ScriptError("the clock cannot go back");
+  elapsed_ += seconds;
+  if (elapsed_ > Value::longestTime) throw ScriptError("the clock stops after a century");
+  // To the nearest nanosecond: 0.1 s has no exact double.
+  time_.advance(std::chrono::round<Duration>(std::chrono::duration<double>(seconds)));
 }
 
 void ReplaySession::begin(const Operation& operation) {

@@ -29,6 +29,7 @@ class ReplaySession {
 
  private:
   void carryOut(const Operation& operation);
+  void advance(double seconds);
   void begin(const Operation& operation);
   void endSubject();
   void addLogRecords();
@@ -40,6 +41,8 @@ class ReplaySession {
   StationPorts ports_;
   std::unique_ptr<Subject> subject_;
   bool stopped_ = false;
+  /// How far the clock has moved, in seconds.
+  double elapsed_ = 0;
 };
 
 }  // namespace tarsil::cli
