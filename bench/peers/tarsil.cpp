@@ -46,7 +46,9 @@ class Port final : public Peer {
     port_->open();
     RunLoop::main().runUntil([this] { return host_->isOpen; }, 10s);
   }
-  bool send(const std::string& bytes) override { return port_->sendData(Bytes(bytes.begin(), bytes.end())); }
+  bool send(const std::string& bytes) override {
+    return port_->sendData({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+  }
   bool receive(std::size_t count) override {
     taken_ += count;
     return RunLoop::main().runUntil([this] { return host_->handedOver >= taken_; }, 10s);

@@ -75,7 +75,10 @@ class Completion {
 };
 
 void MainQueue::async(Work work) {
-  reactor()->post([this, work = std::move(work)]() mutable { deliver(std::move(work)); });
+  const auto reactor = this->reactor();
+  // Which queue's work runs is asked on virtual time only, where one thread serves them all.
+  if (!reactor->isVirtual()) return reactor->post(std::move(work));
+  reactor->post([this, work = std::move(work)]() mutable { deliver(std::move(work)); });
 }
 
 void MainQueue::sync(const Work& work) {
@@ -226,17 +229,17 @@ class SerialQueue::Turn {
  public:
   Turn(std::shared_ptr<SerialQueue> queue, std::uint64_t number)
       : queue_(std::move(queue)), number_(number) {}
+  Turn(Turn&&) noexcept = default;
+  Turn& operator=(Turn&&) = delete;
   ~Turn() {
     if (queue_) queue_->forfeitTurn(number_);
   }
-  Turn(const Turn&) = delete;
-  Turn& operator=(const Turn&) = delete;
 
-  void take() { std::exchange(queue_, nullptr)->takeTurn(number_); }
+  void operator()() { std::exchange(queue_, nullptr)->takeTurn(number_); }
 
  private:
   std::shared_ptr<SerialQueue> queue_;
-  const std::uint64_t number_;
+  std::uint64_t number_;
 };
 
 void SerialQueue::async(Work work) {
@@ -280,7 +283,7 @@ void SerialQueue::deliver(Work work) {
 }
 
 void SerialQueue::postTurn(std::uint64_t number) {
-  reactor()->post([turn = std::make_shared<Turn>(shared_from_this(), number)] { turn->take(); });
+  reactor()->post(Turn(shared_from_this(), number));
 }
 
 void SerialQueue::takeTurn(std::uint64_t number) {

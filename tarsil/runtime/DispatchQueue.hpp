@@ -6,10 +6,9 @@
 #include <string>
 #include <type_traits>
 
-namespace tarsil {
+#include "tarsil/runtime/Work.hpp"
 
-/// Work handed to a queue.
-using Work = std::function<void()>;
+namespace tarsil {
 
 /// Runs work in the order in which it came: one at a time (the main queue, a serial queue) or on as many
 /// threads as it takes (the global queue). All members may be called on any thread.

@@ -328,7 +328,7 @@ std::shared_ptr<void> whenDropped(Work work) {
 TEST(VirtualTimesTest, WhatIsDroppedAtTheEndSetsNothingOff) {
   const auto held = std::make_shared<int>();
   int calls = 0;
-  const Work call = [held, &calls] { ++calls; };
+  const auto call = [held, &calls] { ++calls; };
   const auto serial = DispatchQueue::serial("a");
   {
     VirtualTime time;

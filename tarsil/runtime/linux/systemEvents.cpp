@@ -20,9 +20,10 @@ namespace {
 
 constexpr std::uint32_t once = EPOLLIN | EPOLLRDHUP | EPOLLONESHOT;
 
-int succeeded(int result, std::string_view what) {
+int succeeded(int result, std::string_view what, int descriptor = -1) {
   if (result >= 0) return result;
-  fatalError(std::string(what) + ": " + std::generic_category().message(errno));
+  const std::string which = descriptor < 0 ? "" : ' ' + std::to_string(descriptor);
+  fatalError(std::string(what) + which + ": " + std::generic_category().message(errno));
 }
 
 int control(int set, int operation, int descriptor, std::uint32_t events, DescriptorSet::Id id) {
@@ -47,13 +48,13 @@ void DescriptorSet::addForNews(int descriptor, Id id) {
 bool DescriptorSet::addOnce(int descriptor, Id id) {
   const int result = control(set_.get(), EPOLL_CTL_ADD, descriptor, once, id);
   if (result < 0 && errno == EPERM) return false;
-  succeeded(result, "cannot watch descriptor " + std::to_string(descriptor));
+  succeeded(result, "cannot watch descriptor", descriptor);
   return true;
 }
 
 void DescriptorSet::rearm(int descriptor, Id id) {
-  succeeded(control(set_.get(), EPOLL_CTL_MOD, descriptor, once, id),
-            "cannot go on watching descriptor " + std::to_string(descriptor));
+  succeeded(control(set_.get(), EPOLL_CTL_MOD, descriptor, once, id), "cannot go on watching descriptor",
+            descriptor);
 }
 
 void DescriptorSet::remove(int descriptor) {

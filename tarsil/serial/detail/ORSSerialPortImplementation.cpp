@@ -291,7 +291,7 @@ void ORSSerialPort::Implementation::readAvailable(const Line& line) {
   for (int reads = 0; reads < mostReads && isReading(line); ++reads) {
     // A read that fails or finds nothing is no news: polling the modem lines tells when the device is gone.
     const auto count = line->read(buffer.data(), buffer.size());
-    if (*count > 0) received(Bytes(buffer.data(), buffer.data() + *count));
+    if (*count > 0) received(ByteView(buffer).first(*count));
     // A device that sends fast has more by now, and to be told of it costs more than to look. Where nothing
     // is left, a read would wait.
     if (*count < longestChunk || !line->hasInput()) return;
@@ -303,12 +303,12 @@ bool ORSSerialPort::Implementation::isReading(const Line& line) const {
   return line_ == line && !closeRequested_;
 }
 
-void ORSSerialPort::Implementation::received(Bytes chunk) {
+void ORSSerialPort::Implementation::received(ByteView chunk) {
   tell(Selector::serialPortDidReceiveData, Delivery::queued,
-       [chunk](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
-         delegate.serialPortDidReceiveData(port, chunk);
+       [data = Bytes(chunk.begin(), chunk.end())](ORSSerialPortDelegate& delegate, ORSSerialPort& port) {
+         delegate.serialPortDidReceiveData(port, data);
        });
-  packets_->received(std::move(chunk));
+  packets_->received(chunk);
 }
 
 // Closing
@@ -361,18 +361,6 @@ void ORSSerialPort::Implementation::cleanupBeforeExit() {
 }
 
 // Telling the delegate
-
-void ORSSerialPort::Implementation::tell(Selector selector, Delivery delivery, DelegateCall call) {
-  if (!delegate().mayRespondTo(selector)) return;
-  // Held on the main thread only, so that a delegate that is dropped there ends there. It may be another one
-  // by then, or gone.
-  Work work = [port = port_.shared_from_this(), selector, call = std::move(call)] {
-    const auto delegate = port->delegate().respondingTo(selector);
-    if (delegate) call(*delegate, *port);
-  };
-  if (delivery == Delivery::waited) return DispatchQueue::main().sync(work);
-  DispatchQueue::main().async(std::move(work));
-}
 
 void ORSSerialPort::Implementation::report(int errorNumber, Delivery delivery) {
   if (errorNumber == 0 || errorNumber == OpenLine::closedMeanwhile) return;

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "tarsil/runtime/DispatchQueue.hpp"
 #include "tarsil/runtime/DispatchSource.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/serial/detail/LineSettings.hpp"
@@ -35,7 +36,6 @@ struct ModemLines {
 class ORSSerialPort::Implementation {
  public:
   using Selector = ORSSerialPortDelegate::Selector;
-  using DelegateCall = std::function<void(ORSSerialPortDelegate&, ORSSerialPort&)>;
   enum class Delivery { queued, waited };
 
   Implementation(ORSSerialPort& port, Device device);
@@ -82,8 +82,19 @@ class ORSSerialPort::Implementation {
   void beginPackets() { packets_.emplace(port_.weak_from_this()); }
   Packets& packets() { return *packets_; }
 
-  /// Calls the delegate on the main thread, if it answers the selector.
-  void tell(Selector selector, Delivery delivery, DelegateCall call);
+  /// Calls the delegate on the main thread, if it answers the selector: `call(delegate, port)`.
+  template <class Call>
+  void tell(Selector selector, Delivery delivery, Call call) {
+    if (!delegate().mayRespondTo(selector)) return;
+    // Held on the main thread only, so that a delegate that is dropped there ends there. It may be another
+    // one by then, or gone.
+    Work work = [port = port_.shared_from_this(), selector, call = std::move(call)] {
+      const auto delegate = port->delegate().respondingTo(selector);
+      if (delegate) call(*delegate, *port);
+    };
+    if (delivery == Delivery::waited) return DispatchQueue::main().sync(work);
+    DispatchQueue::main().async(std::move(work));
+  }
 
  private:
   using Line = std::shared_ptr<detail::OpenLine>;
@@ -107,7 +118,7 @@ class ORSSerialPort::Implementation {
 
   // The handlers of the sources, on worker threads.
   void readAvailable(const Line& line);
-  void received(Bytes chunk);
+  void received(ByteView chunk);
   void pollModemLines(const Line& line, const std::weak_ptr<DispatchSource>& timer);
   void setInputLine(std::string_view key, bool detail::ModemLines::*line, bool set);
   void reallyClosePort(const Line& line);

@@ -66,10 +66,10 @@ ORSSerialPort::Packets::Packets(const std::weak_ptr<ORSSerialPort>& port)
       }),
       requests_(std::make_shared<detail::RequestQueue>(queue_, std::make_unique<RequestPort>(port))) {}
 
-void ORSSerialPort::Packets::received(Bytes chunk) {
+void ORSSerialPort::Packets::received(ByteView chunk) {
   if (listener_.isEmpty() && requests_->isIdle()) return;
-  queue_.async([port = port_.lock(), this, chunk = std::move(chunk)] {
-    if (port) match(chunk);
+  queue_.async([port = port_.lock(), this, bytes = Bytes(chunk.begin(), chunk.end())] {
+    if (port) match(bytes);
   });
 }
 

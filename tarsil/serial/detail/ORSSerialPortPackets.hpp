@@ -19,7 +19,7 @@ class ORSSerialPort::Packets {
   explicit Packets(const std::weak_ptr<ORSSerialPort>& port);
 
   /// A chunk that was read. Worker threads.
-  void received(Bytes chunk);
+  void received(ByteView chunk);
 
   /// True while the port's own queue runs on the calling thread.
   bool isAtWork() const { return queue_.isCurrent(); }

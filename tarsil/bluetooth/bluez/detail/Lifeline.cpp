@@ -11,7 +11,7 @@ void Lifeline::later(Work work) const {
   DispatchQueue::main().async(guarded(std::move(work)));
 }
 
-void Lifeline::afterPause(Work work) const {
+void Lifeline::afterPause(std::function<void()> work) const {
   Timer::scheduledOn(RunLoop::main(), std::chrono::seconds(1), false,
                      [again = guarded(std::move(work))](Timer&) { again(); });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -25,7 +26,7 @@ class Lifeline {
   /// Runs the work on a later turn of the main loop.
   void later(Work work) const;
   /// Runs the work after the pause before something that failed is tried again: a second.
-  void afterPause(Work work) const;
+  void afterPause(std::function<void()> work) const;
 
  private:
   std::weak_ptr<void> owner_;

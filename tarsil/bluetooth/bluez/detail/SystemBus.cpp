@@ -22,13 +22,14 @@ std::optional<BusError> toBusError(const sdbus::Error* error) {
 
 }  // namespace
 
-std::shared_ptr<SystemBus> SystemBus::open(Work lost) {
+std::shared_ptr<SystemBus> SystemBus::open(std::function<void()> lost) {
   std::shared_ptr<SystemBus> bus(new SystemBus(std::move(lost)));
   bus->start();
   return bus;
 }
 
-SystemBus::SystemBus(Work lost) : lost_(std::move(lost)), connection_(sdbus::createSystemBusConnection()) {}
+SystemBus::SystemBus(std::function<void()> lost)
+    : lost_(std::move(lost)), connection_(sdbus::createSystemBusConnection()) {}
 
 SystemBus::~SystemBus() {
   if (timer_) timer_->invalidate();

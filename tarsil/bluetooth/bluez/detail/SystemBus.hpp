@@ -39,7 +39,7 @@ class SystemBus : public std::enable_shared_from_this<SystemBus> {
   static constexpr const char* service = "org.bluez";
 
   /// Waits for the bus's greeting. Throws sdbus::Error when there is no bus.
-  static std::shared_ptr<SystemBus> open(Work lost);
+  static std::shared_ptr<SystemBus> open(std::function<void()> lost);
   ~SystemBus();
   SystemBus(const SystemBus&) = delete;
   SystemBus& operator=(const SystemBus&) = delete;
@@ -64,7 +64,7 @@ class SystemBus : public std::enable_shared_from_this<SystemBus> {
   void forgetAll() { proxies_.clear(); }
 
  private:
-  explicit SystemBus(Work lost);
+  explicit SystemBus(std::function<void()> lost);
   void start();
   void send(const std::string& path, const std::string& interface, const std::string& method,
             std::chrono::seconds timeout, const std::function<void(sdbus::MethodCall&)>& arguments,
@@ -75,7 +75,7 @@ class SystemBus : public std::enable_shared_from_this<SystemBus> {
   void arm();
   void lose(const std::string& reason);
 
-  Work lost_;
+  std::function<void()> lost_;
   std::shared_ptr<sdbus::IConnection> connection_;
   std::vector<sdbus::Slot> subscriptions_;
   std::map<std::string, std::unique_ptr<sdbus::IProxy>> proxies_;
