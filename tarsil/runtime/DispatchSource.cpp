@@ -220,6 +220,7 @@ class TimerSource final : public Source, public Alarm {
   const Duration interval_;
   const Duration leeway_;
   bool started_ = false;
+  /// When it fires next, or fired last.
   Clock::Instant beat_;
 };
 
@@ -230,10 +231,12 @@ TimerSource::TimerSource(Duration delay, Duration interval, Duration leeway, Dis
       beat_(after(reactor_->now(), delay)) {}
 
 void TimerSource::arm() {
-  if (started_) beat_ = nextBeat(beat_, interval_, reactor_->now());
-  started_ = true;
-  const Clock::Instant at = reactor_->isVirtual() ? beat_ : sharedInstant(beat_, leeway_);
-  reactor_->schedule(std::static_pointer_cast<TimerSource>(shared_from_this()), at);
+  const bool isFirst = !std::exchange(started_, true);
+  if (!isFirst) beat_ = nextBeat(beat_, interval_, reactor_->now());
+  if (!reactor_->isVirtual()) {
+    beat_ = isFirst ? sharedInstant(beat_, leeway_) : sharedBeat(beat_, interval_, leeway_);
+  }
+  reactor_->schedule(std::static_pointer_cast<TimerSource>(shared_from_this()), beat_);
 }
 
 void TimerSource::disarm() {

@@ -30,8 +30,9 @@ class DispatchSource {
   static std::shared_ptr<DispatchSource> read(int descriptor, DispatchQueue queue);
 
   /// Fires first `delay` from now, then every `interval` (0.1 ms at the least). Each firing may come up to
-  /// `leeway` late: timers with a leeway wait for instants that they share, so that one wake-up serves
-  /// several. On `VirtualTime` each firing is exact. Beats that were missed are left out.
+  /// `leeway` late, and the next is due an `interval` after it: timers with a leeway wait for instants that
+  /// they share, so that one wake-up serves several, and those of one interval soon fire together. On
+  /// `VirtualTime` each firing is exact. Beats that were missed are left out.
   static std::shared_ptr<DispatchSource> timer(Duration delay, Duration interval, Duration leeway,
                                                DispatchQueue queue);
 

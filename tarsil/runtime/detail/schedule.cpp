@@ -1,5 +1,6 @@
 #include "tarsil/runtime/detail/schedule.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 
@@ -26,6 +27,12 @@ Instant sharedInstant(Instant due, Duration leeway) {
   // zero.
   const std::uint64_t changing = std::bit_floor((first - 1) ^ last);
   return Instant(Duration(static_cast<Duration::rep>(last & ~(changing - 1))));
+}
+
+Instant sharedBeat(Instant due, Duration interval, Duration leeway) {
+  const Duration sinceMultiple = due.time_since_epoch() % interval;
+  const Instant multiple = sinceMultiple == Duration::zero() ? due : after(due, interval - sinceMultiple);
+  return std::min(multiple, after(due, leeway));
 }
 
 }  // namespace tarsil::detail

@@ -14,9 +14,14 @@ Clock::Instant after(Clock::Instant start, Duration duration);
 /// positive.
 Clock::Instant nextBeat(Clock::Instant beat, Duration interval, Clock::Instant now);
 
-/// The instant within [`due`, `due + leeway`] at which a timer fires: the roundest one, as a binary number of
-/// nanoseconds. Timers prefer the same few instants this way, whatever their leeways, and share wake-ups
-/// without knowing of each other.
+/// The instant within [`due`, `due + leeway`] at which a timer first fires: the roundest one, as a binary
+/// number of nanoseconds. Timers prefer the same few instants this way, whatever their leeways, and share
+/// wake-ups without knowing of each other.
 Clock::Instant sharedInstant(Clock::Instant due, Duration leeway);
+
+/// The instant within [`due`, `due + leeway`] at which a timer fires again: a whole multiple of its interval,
+/// counted from the clock's beginning, or as late as it may where there is none. Timers of one interval, each
+/// due an interval after it fired, so come to fire together, and stay.
+Clock::Instant sharedBeat(Clock::Instant due, Duration interval, Duration leeway);
 
 }  // namespace tarsil::detail
