@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "tarsil/runtime/DispatchSource.hpp"
+#include "tarsil/runtime/RunLoop.hpp"
 
 namespace tarsil::cli {
 
@@ -24,21 +24,20 @@ Interruption::Interruption(std::function<void()> action, std::function<void()> o
   if (hangUp.sa_handler != SIG_IGN) sigaddset(&signals, SIGHUP);
   // Threads that start from here on inherit this, so that the signals wait for the descriptor.
   pthread_sigmask(SIG_BLOCK, &signals, &before_);
-  const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
+  signals_ = FileDescriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+  if (signals_.get() < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
 
-  source_ = DispatchSource::read(descriptor, DispatchQueue::main());
-  source_->setEventHandler([descriptor, action = std::move(action), onHangUp = std::move(onHangUp)] {
+  // The machine's news: on virtual time a look at it each turn would take half of the time.
+  watch_ = RunLoop::main().watch(signals_.get(), [descriptor = signals_.get(), action = std::move(action),
+                                                  onHangUp = std::move(onHangUp)] {
     signalfd_siginfo signal;
     if (read(descriptor, &signal, sizeof signal) != sizeof signal) return;
     signal.ssi_signo == SIGHUP ? onHangUp() : action();
   });
-  source_->setCancelHandler([descriptor] { close(descriptor); });
-  source_->resume();
 }
 
 Interruption::~Interruption() {
-  source_->cancel();
+  watch_.reset();
   pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 

@@ -2,11 +2,9 @@
 
 #include <csignal>
 #include <functional>
-#include <memory>
 
-namespace tarsil {
-class DispatchSource;
-}
+#include "tarsil/runtime/Observation.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 
 namespace tarsil::cli {
 
@@ -23,7 +21,8 @@ class Interruption {
 
  private:
   sigset_t before_{};
-  std::shared_ptr<DispatchSource> source_;
+  FileDescriptor signals_;
+  Observation watch_;
 };
 
 }  // namespace tarsil::cli
