@@ -81,10 +81,10 @@ TEST_F(RunWithPageTest, APageToWatchStopsNothingAndSaysHowItEnded) {
   EXPECT_TRUE(watching.hears("\"text\":\"set 2.00 km/h, 5.0 %\""));
   EXPECT_TRUE(watching.hears("\"value\":2.0"));
   program_->signal(SIGTERM);
+  const std::string all = watching.all();
   const auto ended = program_->wait();
   EXPECT_EQ(ended.code, 5);
   EXPECT_EQ(ended.errors, "tarsil: interrupted\n");
-  const std::string all = watching.all();
   const std::size_t last = all.rfind("\"outcome\":{");
   ASSERT_NE(last, std::string::npos);
   const std::string folder = std::filesystem::directory_iterator(folder_ / "report")->path();

@@ -158,7 +158,7 @@ TEST(EventJsonTest, IsOneLineOfUtf8WhateverADeviceSays) {
       eventJson({.source = Source::exercise, .what = DeviceRefused{"04", "\xff\xfe\n\r\x01</script>"}}, 1s,
                 StressDeviceType::Treadmill);
   EXPECT_EQ(text.find('\n'), std::string::npos);
-  EXPECT_NO_THROW(Json::parse(text));
+  EXPECT_TRUE(Json::accept(text));
   EXPECT_THAT(Json::parse(text)["event"]["text"].get<std::string>(),
               testing::HasSubstr("\xEF\xBF\xBD\xEF\xBF\xBD"));
 }

@@ -31,6 +31,8 @@ constexpr unsigned mostConnections = 64;
 constexpr std::size_t pieceSize = 16UL * 1024;
 /// How long the end of the session waits for browsers that have kept up so far.
 constexpr auto farewell = std::chrono::seconds(1);
+/// Who had one of the last moments has kept up.
+constexpr std::uint64_t lastMoments = 4;
 
 /// Nothing of the page is fetched from elsewhere, framed by others, kept, or told to anybody.
 constexpr std::array headers{
@@ -197,11 +199,23 @@ void PageServer::takeOrder(MHD_Connection* connection, const PageRequest& reques
 
 int PageServer::answerStream(MHD_Connection* connection) {
   auto stream = std::make_unique<Stream>(Stream{.server = *this, .connection = connection});
-  const Response response(MHD_create_response_from_callback(
-      MHD_SIZE_UNKNOWN, pieceSize, readStream, stream.get(),
-      [](void* gone) { std::unique_ptr<Stream>(static_cast<Stream*>(gone)).reset(); }));
-  if (response) stream.release();  // NOLINT(bugprone-unused-return-value): the response has it
+  const Response response(
+      MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, pieceSize, readStream, stream.get(), [](void* it) {
+        auto* const ended = static_cast<Stream*>(it);
+        ended->server.endStream(ended);
+      }));
+  if (!response) return MHD_NO;
+  {
+    const std::lock_guard lock(streamsMutex_);
+    streams_.push_back(stream.release());
+  }
   return send(connection, MHD_HTTP_OK, "text/event-stream", response);
+}
+
+void PageServer::endStream(Stream* stream) {
+  const std::unique_ptr<Stream> ended(stream);
+  const std::lock_guard lock(streamsMutex_);
+  std::erase(streams_, stream);
 }
 
 ssize_t PageServer::readStream(void* stream, std::uint64_t, char* buffer, std::size_t size) {
@@ -245,8 +259,12 @@ void PageServer::show(std::string now) {
 void PageServer::end(std::string now) {
   std::unique_lock lock(mutex_);
   isOver_ = true;
-  owed_ = waiting_.size();
-  for (Stream* stream : waiting_) stream->isOwed = true;
+  {
+    const std::lock_guard streamsLock(streamsMutex_);
+    for (Stream* stream : streams_) stream->isOwed = stream->seenMoment + lastMoments > moment_;
+    owed_ = static_cast<std::size_t>(
+        std::count_if(streams_.begin(), streams_.end(), [](const Stream* stream) { return stream->isOwed; }));
+  }
   now_ = std::move(now);
   ++moment_;
   wakeStreams();

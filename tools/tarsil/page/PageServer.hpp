@@ -53,6 +53,7 @@ class PageServer {
   MHD_Daemon* startedDaemon(int socket);
   int answer(MHD_Connection* connection, const PageRequest& request);
   int answerStream(MHD_Connection* connection);
+  void endStream(Stream* stream);
   void takeOrder(MHD_Connection* connection, const PageRequest& request) const;
   /// On the server's thread: what a browser gets next; see MHD_ContentReaderCallback.
   static ssize_t readStream(void* stream, std::uint64_t position, char* buffer, std::size_t size);
@@ -74,6 +75,11 @@ class PageServer {
   /// Streams that kept up and do not have the last moment yet.
   std::size_t owed_ = 0;
   std::condition_variable allServed_;
+
+  /// Guards the streams that are open. Nothing else is locked while it is held: the server may hold locks of
+  /// its own when it ends a stream.
+  std::mutex streamsMutex_;
+  std::vector<Stream*> streams_;
 
   MHD_Daemon* daemon_;
 };
