@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,5 +35,15 @@ void addAsio(Peers& peers);
 void addQt(Peers& peers);
 void addLibserial(Peers& peers);
 void addLibserialport(Peers& peers);
+
+/// pyserial cannot be a peer of this process: it times itself in one of its own.
+struct PyserialTurn {
+  std::vector<double> trips;  // µs
+  double streamSeconds = 0;
+};
+bool hasPyserial();
+/// None when it fails. The device must have been told already to answer so many questions, then to stream.
+std::optional<PyserialTurn> takePyserialTurn(const std::string& path, int warming, int timed,
+                                             std::size_t streamed);
 
 }  // namespace peers
