@@ -5,6 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,21 +18,20 @@
 #include "tarsil/drivers/treadmill/TrackMaster.hpp"
 #include "tarsil/drivers/vitals/BPDevice.hpp"
 #include "tarsil/drivers/vitals/MEDXINGPort.hpp"
-#include "tarsil/platform/UserFolders.hpp"
+#include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
-#include "tarsil/support/ScopedOverride.hpp"
 #include "tarsil/support/process.hpp"
 
 namespace {
 
 using namespace tarsil;
 
-/// Where no log can be written: the disk's speed is none of ours.
-class NoFolders : public UserFolders {
- public:
-  std::string home() override { return "/dev/null"; }
-  std::string documents() override { return "/dev/null"; }
-};
+/// The traffic log goes nowhere: the disk's speed is none of ours.
+void writeNoLog() {
+  FileManagerTool& log = FileManagerTool::share();
+  log.isFile = true;
+  if (log.logFile == nullptr) log.logFile = std::fopen("/dev/null", "w");
+}
 
 /// Exists so that drivers can be told which port they hear.
 std::shared_ptr<ORSSerialPort> closedPort() {
@@ -51,7 +51,7 @@ Receiver make<MEDXINGPort>() {
 }
 
 void receiveAfterHistory(benchmark::State& state, Receiver (*makeReceiver)(), const Bytes& chunk) {
-  const ScopedOverride<UserFolders> folders(std::make_shared<NoFolders>());
+  writeNoLog();
   const auto hooks =
       exchangeProcessHooks({.fatal = {}, .neverReturn = {}, .print = [](std::string_view, PrintedText) {}});
   const auto port = closedPort();

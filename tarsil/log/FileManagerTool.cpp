@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::chrono::seconds flushDelay{3};
 constexpr const char* folderName = "/DeviceFile";
+constexpr const char* recordTime = "yyyy-MM-dd HH:mm:ss";
 
 std::tm localTime(std::chrono::system_clock::time_point date) {
   const std::time_t seconds = std::chrono::system_clock::to_time_t(date);
@@ -87,8 +88,18 @@ void FileManagerTool::writeFile(const std::string& str) {
 
   // Characters are counted, bytes are written: the format of this log cuts text outside ASCII short, and its
   // readers rely on that.
-  const std::string record = "\n" + cdf("") + "->" + str.substr(0, utf8::characterCount(str));
+  const std::string record = "\n" + timeOfRecord() + "->" + str.substr(0, utf8::characterCount(str));
   std::fwrite(record.data(), 1, record.size(), logFile);
+}
+
+// To lay a time out costs more than all else of a record, and many are written within a second.
+const std::string& FileManagerTool::timeOfRecord() {
+  const auto second = std::chrono::floor<std::chrono::seconds>(Clock::wallNow());
+  if (second != second_) {
+    second_ = second;
+    secondText_ = currentDateToStringWithFormatter(second, recordTime);
+  }
+  return secondText_;
 }
 
 void FileManagerTool::createPath() {
@@ -142,7 +153,7 @@ std::string FileManagerTool::currentDateToStringWithFormatter(std::chrono::syste
 }
 
 std::string FileManagerTool::cdf(const std::string& suffix) {
-  return currentDateToStringWithFormatter(Clock::wallNow(), "yyyy-MM-dd HH:mm:ss") + suffix;
+  return currentDateToStringWithFormatter(Clock::wallNow(), recordTime) + suffix;
 }
 
 }  // namespace tarsil

@@ -55,6 +55,13 @@ class FileManagerTool {
   bool isFile = false;
   /// The open file; null before the first record, and after one that could not be written.
   std::FILE* logFile = nullptr;
+
+ private:
+  const std::string& timeOfRecord();
+
+  // The second of the newest record, and its text.
+  std::optional<std::chrono::sys_seconds> second_;
+  std::string secondText_;
 };
 
 }  // namespace tarsil
