@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <string>
 
 #include "tests/cli/Program.hpp"
 #include "tests/cli/SimulatedProcess.hpp"
@@ -74,6 +75,9 @@ TEST_F(CableOrdersTest, BreakIt) {
             "commands: 2 bytes, 1 lost, 0 doubled, 0 changed, 0 added");
   host.ask({0xA2});
   device_.waitFor("belt stopped");
+  // Its answer is on the way, and lost when it has come so far.
+  while (cable.count().find("replies: 2 bytes, 1 lost") == std::string::npos) {
+  }
   cable.order("unmute both");
   cable.count();
   host.ask(requestSpeed);
