@@ -78,8 +78,12 @@ void matchAfterHistory(benchmark::State& state, std::unique_ptr<PacketMatcher> (
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(chunk.size()));
 }
 
-#define AFTER_HISTORY(make) \
-  BENCHMARK_CAPTURE(matchAfterHistory, make, make)->Arg(1'000)->Arg(1'000'000)->Arg(10'000'000)
+#define AFTER_HISTORY(make)                        \
+  BENCHMARK_CAPTURE(matchAfterHistory, make, make) \
+      ->ArgName("before")                          \
+      ->Arg(1'000)                                 \
+      ->Arg(1'000'000)                             \
+      ->Arg(10'000'000)
 
 AFTER_HISTORY(fixedPacket);
 AFTER_HISTORY(betweenWithinFullBuffer);
@@ -87,6 +91,6 @@ AFTER_HISTORY(betweenOfAnyLength);
 AFTER_HISTORY(betweenThatHasBegun);
 AFTER_HISTORY(evaluator);
 // Ten megabytes of history alone would take a minute; the buffer is full after 64 bytes.
-BENCHMARK_CAPTURE(matchAfterHistory, expression, expression)->Arg(1'000)->Arg(1'000'000);
+BENCHMARK_CAPTURE(matchAfterHistory, expression, expression)->ArgName("before")->Arg(1'000)->Arg(1'000'000);
 
 }  // namespace

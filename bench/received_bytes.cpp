@@ -66,6 +66,7 @@ void receiveAfterHistory(benchmark::State& state, Receiver (*makeReceiver)(), co
 
 #define AFTER_HISTORY(Driver, ...)                                                \
   BENCHMARK_CAPTURE(receiveAfterHistory, Driver, make<Driver>, Bytes __VA_ARGS__) \
+      ->ArgName("before")                                                         \
       ->Arg(1'000)                                                                \
       ->Arg(1'000'000)                                                            \
       ->Arg(10'000'000)
