@@ -1,16 +1,22 @@
-// Bytes per second that each receiving driver takes in, after 1 kB, 1 MB and 10 MB of the same in its life.
-// The rates of one driver should not differ. The chunks are what a driver keeps longest: no reply in them is
-// ever complete, but for the TrackMaster (in whose normal state each chunk is a reply) and the oximeter
-// (which keeps no bytes at all).
+// What a driver takes for a byte that it receives, and whether that grows with what it has received in its
+// life: an old driver and a new one, which has had a kilobyte, take turns. Times are medians, in nanoseconds.
+// The chunks are what a driver keeps longest: no reply in them is ever complete, but for the TrackMaster (in
+// whose normal state each chunk is a reply) and the oximeter (which keeps no bytes at all). The drivers that
+// are left out discard what they receive.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
+#include "bench/allocations/allocations.hpp"
 #include "tarsil/drivers/ergometer/ErgolineP10.hpp"
 #include "tarsil/drivers/ergometer/ErgosanaP10.hpp"
 #include "tarsil/drivers/treadmill/LodeOEMTreadmill.hpp"
@@ -18,6 +24,7 @@
 #include "tarsil/drivers/treadmill/TrackMaster.hpp"
 #include "tarsil/drivers/vitals/BPDevice.hpp"
 #include "tarsil/drivers/vitals/MEDXINGPort.hpp"
+#include "tarsil/drivers/vitals/SpO2Device.hpp"
 #include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/support/process.hpp"
@@ -25,6 +32,8 @@
 namespace {
 
 using namespace tarsil;
+
+constexpr std::int64_t kilobyte = 1'000;
 
 /// The traffic log goes nowhere: the disk's speed is none of ours.
 void writeNoLog() {
@@ -39,6 +48,7 @@ std::shared_ptr<ORSSerialPort> closedPort() {
 }
 
 using Receiver = std::shared_ptr<ORSSerialPortDelegate>;
+using Chunks = std::vector<Bytes>;
 
 template <class Driver>
 Receiver make() {
@@ -50,33 +60,81 @@ Receiver make<MEDXINGPort>() {
   return std::make_shared<MEDXINGPort>(SpO2DeviceSettings{});
 }
 
-void receiveAfterHistory(benchmark::State& state, Receiver (*makeReceiver)(), const Bytes& chunk) {
+template <>
+Receiver make<SpO2Device>() {
+  return std::make_shared<SpO2Device>(SpO2DeviceSettings{});
+}
+
+std::size_t sizeOf(const Chunks& chunks) {
+  std::size_t size = 0;
+  for (const Bytes& chunk : chunks) size += chunk.size();
+  return size;
+}
+
+void receive(ORSSerialPortDelegate& receiver, const Chunks& chunks, std::int64_t bytes) {
+  static const auto port = closedPort();
+  const auto size = static_cast<std::int64_t>(sizeOf(chunks));
+  for (std::int64_t received = 0; received < bytes; received += size) {
+    for (const Bytes& chunk : chunks) receiver.serialPortDidReceiveData(*port, chunk);
+  }
+}
+
+/// For a kilobyte, after one that is not timed.
+double nanosecondsAByte(ORSSerialPortDelegate& receiver, const Chunks& chunks) {
+  receive(receiver, chunks, kilobyte);
+  const auto begin = std::chrono::steady_clock::now();
+  receive(receiver, chunks, kilobyte);
+  const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - begin;
+  return taken.count() / static_cast<double>(kilobyte);
+}
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+void receivedBytes(benchmark::State& state, Receiver (*makeReceiver)(), const Chunks& chunks) {
   writeNoLog();
   const auto hooks =
       exchangeProcessHooks({.fatal = {}, .neverReturn = {}, .print = [](std::string_view, PrintedText) {}});
-  const auto port = closedPort();
-  const auto receiver = makeReceiver();
-  const auto history = state.range(0) / static_cast<std::int64_t>(chunk.size());
-  for (std::int64_t i = 0; i < history; ++i) receiver->serialPortDidReceiveData(*port, chunk);
+  const auto old = makeReceiver();
+  receive(*old, chunks, state.range(0));
 
-  for (auto _ : state) receiver->serialPortDidReceiveData(*port, chunk);
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(chunk.size()));
+  std::vector<double> timesOfOld;
+  std::vector<double> timesOfNew;
+  for (auto _ : state) {
+    timesOfNew.push_back(nanosecondsAByte(*makeReceiver(), chunks));
+    timesOfOld.push_back(nanosecondsAByte(*old, chunks));
+  }
+  state.counters["ns/byte"] = median(timesOfOld);
+  state.counters["ratio"] = median(timesOfOld) / median(timesOfNew);
+
+  const std::size_t before = bench::allocations();
+  receive(*old, chunks, kilobyte);
+  state.counters["allocs/byte"] = static_cast<double>(bench::allocations() - before) / kilobyte;
   exchangeProcessHooks(hooks);
 }
 
-#define AFTER_HISTORY(Driver, ...)                                                \
-  BENCHMARK_CAPTURE(receiveAfterHistory, Driver, make<Driver>, Bytes __VA_ARGS__) \
-      ->ArgName("before")                                                         \
-      ->Arg(1'000)                                                                \
-      ->Arg(1'000'000)                                                            \
-      ->Arg(10'000'000)
+// In one go, so that the long life is lived only once.
+#define RECEIVED_BYTES(name, Driver, ...)                                  \
+  BENCHMARK_CAPTURE(receivedBytes, name, make<Driver>, Chunks __VA_ARGS__) \
+      ->ArgName("before")                                                  \
+      ->Arg(10'000)                                                        \
+      ->Arg(100'000'000)                                                   \
+      ->Iterations(2'000)                                                  \
+      ->Repetitions(1)
 
-AFTER_HISTORY(LodeTreadmill, {0x31});
-AFTER_HISTORY(LodeOEMTreadmill, {0x31});
-AFTER_HISTORY(TrackMaster, {0xBE});
-AFTER_HISTORY(ErgolineP10, {'1', '0', '8', '0', '5'});
-AFTER_HISTORY(ErgosanaP10, {'1', '0', '8', '0', '5'});
-AFTER_HISTORY(BPDevice, {'1', '2', '3', '4', '5'});
-AFTER_HISTORY(MEDXINGPort, {0x00, 0x00, 0x00, 0x00, 0x23, 0x95, 0x00, 0x00, 0x61, 0x00});
+RECEIVED_BYTES(LodeTreadmill, LodeTreadmill, {{0x31}});
+RECEIVED_BYTES(LodeOEMTreadmill, LodeOEMTreadmill, {{0x31}});
+RECEIVED_BYTES(TrackMaster, TrackMaster, {{0xB1}});
+RECEIVED_BYTES(TrackMasterRefusals, TrackMaster, {{0xBE}});
+RECEIVED_BYTES(TrackMasterLoadByteByByte, TrackMaster,
+               {{0xD1}, {'0'}, {'0'}, {'3'}, {'0'}, {0xD2}, {'0'}, {'0'}, {'5'}, {'0'}});
+RECEIVED_BYTES(ErgolineP10, ErgolineP10, {{'1', '0', '8', '0', '5'}});
+RECEIVED_BYTES(ErgosanaP10, ErgosanaP10, {{'1', '0', '8', '0', '5'}});
+RECEIVED_BYTES(BPDevice, BPDevice, {{'1', '2', '3', '4', '5'}});
+RECEIVED_BYTES(MEDXINGPort, MEDXINGPort, {{0x00, 0x00, 0x00, 0x00, 0x23, 0x95, 0x00, 0x00, 0x61, 0x00}});
+RECEIVED_BYTES(SpO2Device, SpO2Device, {{'S', 'P', 'O', '2', ' '}});
 
 }  // namespace

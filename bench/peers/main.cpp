@@ -14,37 +14,17 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <new>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "bench/allocations/allocations.hpp"
 #include "bench/peers/Peer.hpp"
-
-namespace {
-
-std::atomic<std::size_t> allocations = 0;
-
-}  // namespace
-
-// Counted, whoever allocates.
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -139,7 +119,7 @@ Cost costSoFar() {
     return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
   };
   return {seconds(used.ru_utime) + seconds(used.ru_stime),
-          static_cast<double>(used.ru_nvcsw + used.ru_nivcsw), static_cast<double>(allocations)};
+          static_cast<double>(used.ru_nvcsw + used.ru_nivcsw), static_cast<double>(bench::allocations())};
 }
 
 /// What was measured of one peer, over all rounds.

@@ -1,0 +1,27 @@
+#include "bench/allocations/allocations.hpp"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<std::size_t> count = 0;
+
+}  // namespace
+
+std::size_t bench::allocations() {
+  return count;
+}
+
+void* operator new(std::size_t size) {
+  ++count;
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
