@@ -5,6 +5,7 @@
 #include <ctime>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 #include <system_error>
 
 #include "tarsil/platform/UserFolders.hpp"
@@ -15,6 +16,8 @@
 
 namespace tarsil {
 namespace {
+
+using namespace std::string_view_literals;
 
 constexpr std::chrono::seconds flushDelay{3};
 constexpr const char* folderName = "/DeviceFile";
@@ -88,12 +91,13 @@ void FileManagerTool::writeFile(const std::string& str) {
 
   // Characters are counted, bytes are written: the format of this log cuts text outside ASCII short, and its
   // readers rely on that.
-  const std::string record = "\n" + timeOfRecord() + "->" + str.substr(0, utf8::characterCount(str));
-  std::fwrite(record.data(), 1, record.size(), logFile);
+  const std::string_view text = std::string_view(str).substr(0, utf8::characterCount(str));
+  for (const std::string_view part : {"\n"sv, timeOfRecord(), "->"sv, text})
+    std::fwrite(part.data(), 1, part.size(), logFile);
 }
 
 // To lay a time out costs more than all else of a record, and many are written within a second.
-const std::string& FileManagerTool::timeOfRecord() {
+std::string_view FileManagerTool::timeOfRecord() {
   const auto second = std::chrono::floor<std::chrono::seconds>(Clock::wallNow());
   if (second != second_) {
     second_ = second;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tarsil {
 
@@ -57,7 +58,7 @@ class FileManagerTool {
   std::FILE* logFile = nullptr;
 
  private:
-  const std::string& timeOfRecord();
+  std::string_view timeOfRecord();
 
   // The second of the newest record, and its text.
   std::optional<std::chrono::sys_seconds> second_;

@@ -147,7 +147,8 @@ void TrackMaster::stoping() {
 
 void TrackMaster::processReply(ByteView chunk) {
   result += upperHexText(chunk);
-  fm.get().writeFile("jointDeviceResult:" + result);
+  record_.assign("jointDeviceResult:").append(result);
+  fm.get().writeFile(record_);
   startFlushing();
 
   // One reply a chunk: what stands behind it waits for the next bytes.

@@ -87,6 +87,9 @@ class TrackMaster final : public SerialDriver {
   bool resultBeginsWith(std::string_view code) const;
   std::optional<float> takeNumber();
   void drop(std::size_t characters);
+
+  // What is logged of each chunk, often of each byte, laid out in place.
+  std::string record_;
 };
 
 }  // namespace tarsil

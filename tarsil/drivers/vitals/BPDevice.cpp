@@ -19,9 +19,11 @@ namespace {
 
 constexpr std::string_view endOfGroup = "\n\r";
 constexpr std::string_view initialisationEcho = "INITR\n\r00000\n\r00000\n\r00000\n\r";
-// One more than the longest record has: a text that grew this long can only be ended by the echo, and is
-// judged the same whatever came before.
-constexpr std::size_t countingCharacters = 30;
+// In characters.
+constexpr std::size_t shortestRecord = 27;
+constexpr std::size_t longestRecord = 29;
+// A text that grew this long can only be ended by the echo, and is judged the same whatever came before.
+constexpr std::size_t countingCharacters = longestRecord + 1;
 
 constexpr double echoTimeout = 1.0;
 constexpr float highestPlausibleSystolic = 223;
@@ -53,6 +55,12 @@ std::vector<std::string_view> splitAtEndsOfGroups(std::string_view text) {
     if (end == std::string_view::npos) return parts;
     text.remove_prefix(end + endOfGroup.size());
   }
+}
+
+// Most texts are too short or too long, which is quicker to see than what they are.
+bool isRecord(std::string_view text) {
+  const std::size_t length = utf8::characterCount(text);
+  return length >= shortestRecord && length <= longestRecord && recordExpression().matchesWhole(text);
 }
 
 // The first that holds counts: a systolic above 223 with a zero diastolic is too high, not missing.
@@ -140,7 +148,7 @@ void BPDevice::processInitialisationEcho() {
 }
 
 void BPDevice::processRecord() {
-  if (!recordExpression().matchesWhole(taskJoint)) return;
+  if (!isRecord(taskJoint)) return;
   const auto parts = splitAtEndsOfGroups(taskJoint);
   printLine("-------- " + taskJoint + " --------", PrintedText::fixed);
   // The groups may be parted by other blanks than the monitor's own.
