@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+#include <typeinfo>
+
 namespace tarsil {
 namespace {
 
@@ -132,6 +135,11 @@ TEST(DelegateTest, AHostIsAskedThroughAnyPointerToTheProtocol) {
   host.answers.set(Selector::finished);
   const Protocol& protocol = host;
   EXPECT_TRUE((hostRespondsTo<RunTimeHost, Protocol>(protocol, Selector::finished)));
+}
+
+TEST(DelegateDeathTest, ClassesAreCalledByTheirNames) {
+  EXPECT_DEATH(detail::stopForDelegateOfNoSuchClass(typeid(RunTimeHost), typeid(std::runtime_error)),
+               "a delegate of class tarsil::.*::RunTimeHost is no std::runtime_error\n");
 }
 
 TEST(AnsweredSelectorsTest, KeepsOneBitASelector) {

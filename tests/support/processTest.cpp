@@ -77,6 +77,18 @@ TEST_F(ProcessTest, ScopedHooksStandBesideTheOthersUntilTheirEnd) {
   EXPECT_THAT(lines, ElementsAre("heard"));
 }
 
+TEST_F(ProcessTest, ScopedHooksReplaceEachThatTheyHave) {
+  const auto stops = [](const char* text) { return [text](auto...) { throw std::runtime_error(text); }; };
+  const ScopedProcessHooks hooks({.fatal = stops("fatal"),
+                                  .neverReturn = stops("never"),
+                                  .print = stops("print"),
+                                  .atExit = [](void (*)()) { return 12; }});
+  EXPECT_THAT([] { fatalError("speed is nan"); }, ThrowsMessage<std::runtime_error>("fatal"));
+  EXPECT_THAT([] { neverReturn(); }, ThrowsMessage<std::runtime_error>("never"));
+  EXPECT_THAT([] { printLine("", PrintedText::fixed); }, ThrowsMessage<std::runtime_error>("print"));
+  EXPECT_EQ(atExit([] {}), 12);
+}
+
 TEST_F(ProcessDeathTest, AHandlerOfTheEndIsCalledAtTheEnd) {
   EXPECT_EXIT(
       {

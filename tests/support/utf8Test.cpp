@@ -100,6 +100,7 @@ TEST(Utf8FirstScalarTest, GivesNothingWithoutAValidCharacter) {
   EXPECT_EQ(firstScalar(""), std::nullopt);
   EXPECT_EQ(firstScalar("\xFFZ"), std::nullopt);
   EXPECT_EQ(firstScalar("\xE4\xB8"), std::nullopt);
+  EXPECT_EQ(firstScalar("\xE0\x80\x80"), std::nullopt) << "an overlong form";
 }
 
 TEST(Utf8CharacterCountTest, CountsCodePoints) {
