@@ -251,6 +251,17 @@ TEST_F(ScriptedCuffTest, WhatCannotBeAPressureIsNone) {
   EXPECT_EQ(measured[0].pressure, (Pressure{120, 80}));
 }
 
+TEST_F(ScriptedCuffTest, APressureIsFreshForThreeMinutes) {
+  run(60s);
+  const auto pressure = [this] { return station_->readings().pressure; };
+  ASSERT_EQ(pressure().state, Reading<Pressure>::State::fresh);
+  while (Clock::now() - pressure().at < 180s) run(100ms);
+  EXPECT_EQ(pressure().state, Reading<Pressure>::State::fresh);
+  run(100ms);
+  EXPECT_EQ(pressure().state, Reading<Pressure>::State::stale);
+  EXPECT_EQ(pressure().value, (Pressure{120, 80}));
+}
+
 TEST_F(ScriptedCuffTest, NoHalfOfAnOldPressureIsTaken) {
   run(2s);
   systolic = "O150\r";

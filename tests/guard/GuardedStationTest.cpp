@@ -282,6 +282,7 @@ TEST(GuardedStationDisagreementTest, ARefusalIsAnAlarmUntilThereAreNoMore) {
   session.run(20s);
   session.device().refuseCommands("05");
   session.run(2s);
+  EXPECT_GE(session.count<DeviceRefused>(), 1U);
   EXPECT_TRUE(session.hasAlarm(AlarmKind::deviceRefuses));
   EXPECT_EQ(session->state(), State::running);
   session.device().refuseCommands(std::nullopt);

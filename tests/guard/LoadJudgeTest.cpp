@@ -37,6 +37,13 @@ TEST_F(LoadJudgeTest, MissesABeltThatNeverMoves) {
   EXPECT_EQ(speed(0, 16), Verdict::stands);
 }
 
+TEST_F(LoadJudgeTest, LetsABeltStandThatIsToldNoMoreThanItMayBeOff) {
+  judge_.told({.speed = 0.4F}, at(0));
+  EXPECT_EQ(speed(0, 30), Verdict::agrees);
+  judge_.told({.speed = 0.5F}, at(30));
+  EXPECT_EQ(speed(0, 60), Verdict::stands);
+}
+
 TEST_F(LoadJudgeTest, SeesAtOnceThatABeltStandsThatWasOnItsWay) {
   judge_.told({.speed = 5}, at(0));
   judge_.told({.speed = 6}, at(60));
