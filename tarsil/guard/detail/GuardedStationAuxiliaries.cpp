@@ -135,8 +135,7 @@ Answer GuardedStation::Implementation::abortPressure() {
 }
 
 void GuardedStation::Implementation::pressureReported(Pressure pressure, std::int64_t status) {
-  if (!isMeasuringPressure()) return;
-  if (!pressures_->isExpected()) return;
+  if (!pressures_ || !pressures_->isExpected()) return;
   constexpr float highest = 300;
   const bool isPlausible =
       pressure.diastolic > 0 && pressure.systolic > pressure.diastolic && pressure.systolic <= highest;
