@@ -31,13 +31,13 @@
 #include "simulators/lines/PseudoTerminalLine.hpp"
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/guard/Journal.hpp"
-#include "tarsil/platform/SystemPlatform.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 #include "tarsil/support/process.hpp"
 #include "tests/faults/FailingCalls.hpp"
 #include "tests/faults/Walk.hpp"
 #include "tests/helpers/TemporaryUserFolders.hpp"
+#include "tests/helpers/plugInAdapter.hpp"
 
 using namespace tarsil;
 using namespace std::chrono_literals;
@@ -98,20 +98,7 @@ class Machines {
  private:
   static void appear(const std::string& device, simulators::PseudoTerminalLine& line, std::string& path) {
     path = line.hostEnd().path();
-    VirtualDeviceRegistry::shared()->add(std::make_shared<const SerialDevice>(
-        SerialDevice{.calloutPath = path,
-                     .dialinPath = path,
-                     .terminalName = path,
-                     .baseName = {},
-                     .suffix = {},
-                     .clientType = {},
-                     .usb = UsbIdentity{.vendorId = "0403",
-                                        .productId = "6001",
-                                        .serialNumber = Machines::serialNumber(device),
-                                        .manufacturer = {},
-                                        .product = {}},
-                     .stablePath = stablePath(device),
-                     .terminal = systemTerminal()}));
+    plugInAdapter(path, serialNumber(device), stablePath(device));
   }
 
   simulators::Patient patient_;

@@ -28,7 +28,6 @@
 #include "simulators/devices/simulatedDevices.hpp"
 #include "simulators/lines/PseudoTerminalLine.hpp"
 #include "simulators/physics/Patient.hpp"
-#include "tarsil/platform/SystemPlatform.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/Timer.hpp"
@@ -36,6 +35,7 @@
 #include "tests/faults/FailingCalls.hpp"
 #include "tests/faults/Walk.hpp"
 #include "tests/helpers/TemporaryUserFolders.hpp"
+#include "tests/helpers/plugInAdapter.hpp"
 
 using namespace tarsil;
 using namespace std::chrono_literals;
@@ -91,20 +91,7 @@ Fault faultOf(std::uint64_t number, std::mt19937_64& random) {
   } else if (fault) {
     FailingCalls::arm(*fault);
   }
-  VirtualDeviceRegistry::shared()->add(
-      std::make_shared<const SerialDevice>(SerialDevice{.calloutPath = path,
-                                                        .dialinPath = path,
-                                                        .terminalName = path,
-                                                        .baseName = {},
-                                                        .suffix = {},
-                                                        .clientType = {},
-                                                        .usb = UsbIdentity{.vendorId = "0403",
-                                                                           .productId = "6001",
-                                                                           .serialNumber = serialNumber,
-                                                                           .manufacturer = {},
-                                                                           .product = {}},
-                                                        .stablePath = {},
-                                                        .terminal = systemTerminal()}));
+  plugInAdapter(path, serialNumber);
   Walk walk({.exercise = path, .journals = folders.home(), .watcher = std::string(), .heartbeat = 5s});
   const auto pass = [&walk](Duration longest) {
     for (const auto end = Clock::now() + longest; !walk.isOver() && Clock::now() < end;) {

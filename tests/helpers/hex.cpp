@@ -4,6 +4,8 @@
 #include <charconv>
 #include <stdexcept>
 
+#include "tarsil/support/hexText.hpp"
+
 namespace tarsil {
 
 Bytes hex(std::string_view pairs) {
@@ -22,12 +24,10 @@ Bytes hex(std::string_view pairs) {
 }
 
 std::string hexText(ByteView bytes) {
-  static constexpr char digits[] = "0123456789abcdef";
   std::string line;
   for (const std::uint8_t byte : bytes) {
     if (!line.empty()) line += ' ';
-    line += digits[byte >> 4U];
-    line += digits[byte & 15U];
+    line += lowerHexText({&byte, 1});
   }
   return line;
 }

@@ -5,13 +5,13 @@
 #include <cmath>
 #include <limits>
 
+#include "tarsil/support/hexText.hpp"
 #include "tarsil/support/numberText.hpp"
 #include "tarsil/support/utf8.hpp"
 
 namespace tarsil::detail {
 namespace {
 
-constexpr std::string_view hexDigits = "0123456789abcdef";
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
 void appendEscaped(std::string& text, std::string_view character) {
@@ -20,9 +20,8 @@ void appendEscaped(std::string& text, std::string_view character) {
     text += '\\';
     text += first;
   } else if (static_cast<unsigned char>(first) < ' ') {
-    text += "\\u00";
-    text += hexDigits[static_cast<unsigned char>(first) >> 4U];
-    text += hexDigits[static_cast<unsigned char>(first) & 15U];
+    const auto code = static_cast<std::uint8_t>(first);
+    text += "\\u00" + lowerHexText({&code, 1});
   } else {
     text += utf8::isValid(character) ? character : replacement;
   }

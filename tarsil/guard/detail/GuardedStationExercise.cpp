@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <set>
+#include <string>
 #include <utility>
 
 #include "tarsil/guard/detail/GuardedStationImplementation.hpp"
 #include "tarsil/guard/detail/StopLine.hpp"
-#include "tarsil/guard/detail/UnseenStops.hpp"
 #include "tarsil/guard/watch/lastWatch.hpp"
 
 namespace tarsil {
@@ -42,6 +43,13 @@ constexpr Duration refusalsAreOver = 5s;
 
 /// The watcher waits a little longer than the station's own thread: it cannot hear the device.
 constexpr Duration watcherMargin = 250ms;
+
+/// The devices of this process that were not seen to stop, by the identity of their line: what one station
+/// could not confirm, the next one on that line goes on with. Main thread.
+std::set<std::string>& unseenStops() {
+  static std::set<std::string> lines;
+  return lines;
+}
 
 bool isZero(const Load& load) {
   return load.speed == 0 && load.power == 0;
@@ -101,7 +109,7 @@ void GuardedStation::Implementation::exerciseOpened(const std::shared_ptr<ORSSer
   }
   // Whatever happened while the line was away: the stop comes first.
   if (state_ == State::stopping) return sendStop();
-  if (detail::UnseenStops::contains(line_->identity())) {
+  if (unseenStops().contains(line_->identity())) {
     raise(AlarmKind::notSeenToStop, model_.name + " was not seen to stop before its port was closed");
     return beginStop();
   }
@@ -303,7 +311,7 @@ void GuardedStation::Implementation::continueStop() {
 void GuardedStation::Implementation::judgeStop() {
   if (state_ != State::stopping || !reportsLoad() || Clock::now() - *stopAskedAt_ < longestStop) return;
   if (isOn(AlarmKind::notSeenToStop)) return;
-  detail::UnseenStops::add(line_->identity());
+  unseenStops().insert(line_->identity());
   raise(AlarmKind::notSeenToStop, model_.name + " was not seen to stop");
 }
 
@@ -311,7 +319,7 @@ void GuardedStation::Implementation::standstillSeen() {
   for (const Bytes& frame : stopFrames_.standing) {
     if (const auto port = line_->port()) port->sendData(frame);
   }
-  detail::UnseenStops::remove(line_->identity());
+  unseenStops().erase(line_->identity());
   clear(AlarmKind::notSeenToStop);
   emit(Source::exercise, StandstillSeen{});
   exerciseIsOver();

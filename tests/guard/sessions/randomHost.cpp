@@ -23,12 +23,12 @@
 #include <thread>
 
 #include "tarsil/guard/Journal.hpp"
-#include "tarsil/platform/SystemPlatform.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/station/standardCatalogue.hpp"
 #include "tests/guard/StationRules.hpp"
 #include "tests/guard/sessions/processSession.hpp"
+#include "tests/helpers/plugInAdapter.hpp"
 
 using namespace tarsil;
 using namespace std::chrono_literals;
@@ -55,21 +55,8 @@ class Host {
         journal_(journal, {}, Clock::Instant{}) {}
 
   void plug(const std::string& path) {
-    SerialDevice device{.calloutPath = path,
-                        .dialinPath = path,
-                        .terminalName = path,
-                        .baseName = {},
-                        .suffix = {},
-                        .clientType = {},
-                        .usb = UsbIdentity{.vendorId = "0403",
-                                           .productId = "6001",
-                                           .serialNumber = serialNumber_,
-                                           .manufacturer = {},
-                                           .product = {}},
-                        .stablePath = {},
-                        .terminal = systemTerminal()};
     path_ = path;
-    VirtualDeviceRegistry::shared()->add(std::make_shared<const SerialDevice>(std::move(device)));
+    plugInAdapter(path, serialNumber_);
   }
   void unplug() { VirtualDeviceRegistry::shared()->remove(path_); }
 

@@ -1,6 +1,7 @@
 #include "tools/tarsil/replay/Value.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <limits>
 
@@ -11,7 +12,7 @@ namespace tarsil::cli {
 namespace {
 
 bool isHexadecimalDigit(char character) {
-  return std::string_view("0123456789abcdefABCDEF").find(character) != std::string_view::npos;
+  return std::isxdigit(static_cast<unsigned char>(character)) != 0;
 }
 
 float nearestFloat(double value) {
