@@ -9,8 +9,7 @@ namespace tarsil::detail {
 PacketListener::PacketListener(Report report) : report_(std::move(report)) {}
 
 bool PacketListener::start(const Descriptor& descriptor) {
-  const auto isThis = [&](const Listened& listened) { return *listened.descriptor == *descriptor; };
-  if (std::any_of(listened_.begin(), listened_.end(), isThis)) return false;
+  if (!known_.insert(descriptor.get()).second) return false;
   listened_.push_back({.descriptor = descriptor, .matcher = PacketMatcher::make(descriptor)});
   const std::lock_guard lock(mutex_);
   descriptors_.push_back(descriptor);
@@ -18,6 +17,7 @@ bool PacketListener::start(const Descriptor& descriptor) {
 }
 
 void PacketListener::stop(const ORSSerialPacketDescriptor& descriptor) {
+  if (known_.erase(&descriptor) == 0) return;
   std::erase_if(listened_, [&](const Listened& listened) { return *listened.descriptor == descriptor; });
   const std::lock_guard lock(mutex_);
   std::erase_if(descriptors_, [&](const Descriptor& listened) { return *listened == descriptor; });

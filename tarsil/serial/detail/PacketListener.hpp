@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <unordered_set>
 #include <vector>
 
 #include "tarsil/serial/ORSSerialPacketDescriptor.hpp"
@@ -47,6 +48,8 @@ class PacketListener {
 
   Report report_;
   std::vector<Listened> listened_;
+  // A descriptor is never copied, so its address tells it apart: a session may have thousands.
+  std::unordered_set<const ORSSerialPacketDescriptor*> known_;
   // What other threads see of `listened_`.
   mutable std::mutex mutex_;
   std::vector<Descriptor> descriptors_;
