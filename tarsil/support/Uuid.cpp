@@ -20,11 +20,8 @@ Uuid Uuid::random() {
 }
 
 std::string Uuid::string() const {
-  std::string text;
-  for (std::size_t i = 0; i < bytes_.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += upperHexText(ByteView(&bytes_[i], 1));
-  }
+  std::string text = upperHexText(bytes_);
+  for (const std::size_t place : {8U, 13U, 18U, 23U}) text.insert(place, 1, '-');
   return text;
 }
 
