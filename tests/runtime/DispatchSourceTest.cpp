@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -461,6 +462,31 @@ TEST_P(ThreadedSourceTest, CancelsFromAllSidesAtOnceCountOnce) {
     other.join();
     runUntil([&] { return settled; });
     EXPECT_EQ(cancels, 1);
+  }
+}
+
+TEST_P(ThreadedSourceTest, TheCancelHandlerWaitsForTheEndOfTheEventHandler) {
+  for (int round = 0; round < 50; ++round) {
+    std::atomic<bool> ended = false;
+    bool settled = false;
+    const auto source =
+        DispatchSource::timer(Duration(0), milliseconds(1), milliseconds(0), GetParam().make());
+    source->setEventHandler([&] {
+      source->cancel();
+      // Others have their turns meanwhile, after whatever the cancel has put before them.
+      for (int turn = 0; turn < 3; ++turn) {
+        std::promise<void> taken;
+        DispatchQueue::global().async([&] { taken.set_value(); });
+        taken.get_future().wait();
+      }
+      EXPECT_FALSE(ended);
+    });
+    source->setCancelHandler([&] {
+      ended = true;
+      DispatchQueue::main().async([&] { settled = true; });
+    });
+    source->resume();
+    runUntil([&] { return settled; });
   }
 }
 

@@ -1,6 +1,7 @@
 #include "tarsil/runtime/VirtualTime.hpp"
 
 #include <array>
+#include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <stdexcept>
@@ -267,7 +268,7 @@ TEST_F(VirtualTimeTest, FarAwayTimersNeedNoClockBeyondTheEndOfTime) {
   EXPECT_EQ(Clock::now(), Clock::Instant::max());
 }
 
-TEST(VirtualTimesTest, TheTimeOfDayStartsOnADayLikeAnyOther) {
+void expectADayLikeAnyOther() {
   const VirtualTime time;
   const auto wall = std::chrono::system_clock::to_time_t(Clock::wallNow());
   std::tm local{};
@@ -275,6 +276,22 @@ TEST(VirtualTimesTest, TheTimeOfDayStartsOnADayLikeAnyOther) {
   std::array<char, 32> text{};
   std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
   EXPECT_STREQ(text.data(), "2024-03-01 14:05:09");
+}
+
+TEST(VirtualTimesTest, TheTimeOfDayStartsOnADayLikeAnyOther) {
+  expectADayLikeAnyOther();
+  // Where it is summer then.
+  const char* const zone = std::getenv("TZ");
+  const std::string before = zone != nullptr ? zone : "";
+  setenv("TZ", "AEST-10AEDT,M10.1.0,M4.1.0/3", 1);
+  tzset();
+  expectADayLikeAnyOther();
+  if (zone != nullptr) {
+    setenv("TZ", before.c_str(), 1);
+  } else {
+    unsetenv("TZ");
+  }
+  tzset();
 }
 
 TEST(VirtualTimesTest, TheTimeOfDayStartsAsAsked) {
