@@ -155,6 +155,8 @@ TEST_F(ObstinateDriversTest, FindsOutThatTheDriverKeptAnotherInputSpeed) {
   driver->change = [](TerminalAttributes& settings) { settings.inputSpeed = 0; };
   EXPECT_EQ(apply(attributes), EINVAL);
   EXPECT_EQ(apply(line(9600)), 0);
+  attributes.inputSpeed = 9600;  // which is the output's, told as none of its own
+  EXPECT_EQ(apply(attributes), 0);
   attributes.inputSpeed = 1ULL << 32U;
   EXPECT_EQ(apply(attributes), EINVAL);
 }
