@@ -8,6 +8,7 @@
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <string>
 #include <thread>
 
@@ -352,6 +354,22 @@ TEST_F(WatcherTest, KeepsTheLineOfADeadHostLockedAndHandsItOver) {
   ASSERT_TRUE(start(plan()).isAccepted());
 }
 
+TEST_F(WatcherTest, SleepsBetweenTheStopsOfADeadHost) {
+  auto slow = plan();
+  slow.stop[0].every = 1min;
+  ASSERT_TRUE(start(slow).isAccepted());
+  watcher.reset();
+  treadmill.read(3);
+  EXPECT_TRUE(eventually([] {
+    std::ifstream stat("/proc/" + std::to_string(process()) + "/stat");
+    stat.ignore(std::numeric_limits<std::streamsize>::max(), ')');
+    char state = 0;
+    stat >> state;
+    return state == 'S';
+  }));
+  signalWatcher(SIGKILL);
+}
+
 TEST_F(WatcherTest, WhatIsForgottenIsNotToldAgain) {
   forgetWatch(name, records);
   EXPECT_EQ(lastWatch(name, records), std::nullopt);
@@ -470,6 +488,21 @@ TEST_F(WatcherPlanTest, BeginsAlsoInAHostThatIgnoresItsChildren) {
   const auto before = signal(SIGCHLD, SIG_IGN);
   const Answer answer = start(plan());
   signal(SIGCHLD, before);
+  EXPECT_TRUE(answer.isAccepted()) << answer.reason();
+}
+
+TEST_F(WatcherPlanTest, BeginsAlsoInAHostThatSignalsInterrupt) {
+  struct sigaction interrupting {};
+  interrupting.sa_handler = [](int) {};
+  struct sigaction before {};
+  sigaction(SIGALRM, &interrupting, &before);
+  const itimerval often{.it_interval = {.tv_sec = 0, .tv_usec = 500},
+                        .it_value = {.tv_sec = 0, .tv_usec = 500}};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  const Answer answer = start(plan());
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
   EXPECT_TRUE(answer.isAccepted()) << answer.reason();
 }
 
