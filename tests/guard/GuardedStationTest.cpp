@@ -111,6 +111,20 @@ TEST(GuardedStationOpeningTest, RefusesAPlanThatCannotBe) {
             Code::badPlan);
 }
 
+TEST(GuardedStationOpeningTest, TakesHeartbeatsFromTheShortestToTheLongest) {
+  const GuardedSession devices;
+  const auto reason = [](Duration heartbeat) {
+    return GuardedStation::open({.exercise = {"Treadmill", "exercise"}, .heartbeat = heartbeat})
+        .answer()
+        .reason();
+  };
+  const auto hasObjection = testing::HasSubstr("heartbeat");
+  EXPECT_THAT(reason(100ms), Not(hasObjection));
+  EXPECT_THAT(reason(10s), Not(hasObjection));
+  EXPECT_THAT(reason(100ms - 1ns), hasObjection);
+  EXPECT_THAT(reason(10s + 1ns), hasObjection);
+}
+
 // Start
 
 TEST(GuardedStationStartTest, WaitsForTheDeviceToBeHeardAndSeenToStand) {
@@ -362,6 +376,18 @@ TEST(GuardedStationStopTest, BringsTheGradeDown) {
   EXPECT_TRUE(session->stop().isAccepted());
   session.run(30s);
   EXPECT_EQ(session.truth().grade, 0);
+}
+
+TEST(GuardedStationStopTest, TellsTheLoadZeroFirstWhereThatCanBeTold) {
+  GuardedSession session({.exercise = "LodeTreadmill"});
+  session.begin({.speed = 5});
+  session.run(20s);
+  const Bytes before = session.sent();
+  EXPECT_TRUE(session->stop().isAccepted());
+  session.run(500ms);
+  const Bytes sent = session.sent();
+  EXPECT_EQ(Bytes(sent.begin() + static_cast<std::ptrdiff_t>(before.size()), sent.end()),
+            hex("02 05 02 00 00 D8 CC 03  02 07 02 00 00 D9 74 03  02 03 00 A1 30 03"));
 }
 
 TEST(GuardedStationStopTest, KeepsTheStopCommandFromATrackMasterThatMoves) {

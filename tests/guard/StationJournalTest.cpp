@@ -200,6 +200,11 @@ TEST_F(StationJournalTest, LiesInTheUsersHomeWhenThePlanNamesNoFile) {
     const auto path = first->journal();
     EXPECT_EQ(GuardedStation::open({.exercise = {"nothing", ""}}).answer().code(), Answer::Code::noSuchModel);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path.parent_path()), {}), 1);
+    // Two more of the same second.
+    for (const std::string number : {" (2)", " (3)"}) {
+      first.openAgain();
+      EXPECT_EQ(first->journal(), path.parent_path() / (path.stem().string() + number + ".jsonl"));
+    }
   }
   UserFolders::exchangeShared(before);
 }
