@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <map>
@@ -14,8 +15,10 @@
 #include <variant>
 #include <vector>
 
+#include "doubles/ScriptedTerminal.hpp"
 #include "simulators/lines/SimulatedStation.hpp"
 #include "tarsil/guard/eventText.hpp"
+#include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/VirtualTime.hpp"
 
 namespace tarsil {
@@ -142,6 +145,39 @@ TEST_F(ExerciseTestTest, WalksThroughTheWholeProtocol) {
   EXPECT_THAT(asked(), Contains("start"));
 }
 
+TEST_F(ExerciseTestTest, KnowsHowMuchIsLeft) {
+  beginWholeStation(walk);
+  ASSERT_TRUE(reach(State::exercising));
+  EXPECT_EQ(test_->phaseLeft(), 10s);
+  EXPECT_EQ(test_->exerciseLeft(), 160s);
+  ASSERT_TRUE(advanceUntil([&] { return test_->phaseIndex() == 2; }));
+  EXPECT_EQ(test_->exerciseLeft(), 80s);
+}
+
+TEST_F(ExerciseTestTest, ADeviceThatReportsNothingIsNotMissedAtTheEndOfAStage) {
+  add("ErgometricsK2.4P3", "exercise");
+  begin({.exercise = {"ErgometricsK2.4P3", portOf("exercise")}},
+        "name Ride\ndevice bicycle\nstage 0:30 50\nstage 0:30 100\n");
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(test_->outcome(), Outcome::completed) << test_->reason();
+  EXPECT_THAT(test_->missing(), IsEmpty());
+}
+
+TEST_F(ExerciseTestTest, APortThatDoesNotOpenIsNotWaitedForForEver) {
+  const std::string path = portOf("busy");
+  SerialDevice device;
+  device.calloutPath = path;
+  const auto terminal = std::make_shared<doubles::ScriptedTerminal>();
+  terminal->failAlways(doubles::ScriptedTerminal::Call::open, EBUSY);
+  device.terminal = terminal;
+  VirtualDeviceRegistry::shared()->add(std::make_shared<SerialDevice>(std::move(device)));
+  begin({.exercise = {"LodeTreadmill", path}}, walk);
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(test_->outcome(), Outcome::notBegun);
+  EXPECT_EQ(test_->reason(), "cannot open " + path + " (exercise): another program has it open");
+  VirtualDeviceRegistry::shared()->remove(path);
+}
+
 TEST_F(ExerciseTestTest, TakesThePressureAtRestBeforeAnythingMoves) {
   beginWholeStation(std::string(walk) + "pressure rest\npressure at 0:20\n");
   ASSERT_TRUE(finish());
@@ -245,6 +281,8 @@ TEST_F(ExerciseTestTest, ADeviceThatFallsSilentIsStopped) {
   beginWholeStation(walk);
   ASSERT_TRUE(advanceUntil([&] { return test_->phaseIndex() == 1; }));
   devices_.at("exercise")->beSilent(true);
+  ASSERT_TRUE(advanceUntil([&] { return !all<ProtectiveStop>().empty(); }));
+  EXPECT_EQ(test_->state(), State::stopping);
   ASSERT_TRUE(finish());
   EXPECT_EQ(test_->outcome(), Outcome::protectiveStop);
   EXPECT_THAT(asked(), Contains("stop"));
