@@ -120,9 +120,9 @@ TEST_F(JournalTest, ALineIsPlainJson) {
       journalLine({.source = Source::exercise, .what = LoadMeasured{{.speed = 2.5F, .grade = 10}}}, 61250ms),
       "{\"t\":61.250000,\"source\":\"exercise\",\"event\":\"loadMeasured\",\"speed\":2.5,\"grade\":10.0,"
       "\"power\":0.0}\n");
-  EXPECT_EQ(journalLine({.what = Printed{"a\"\\\n\x01\xC3"}}, 0s),
+  EXPECT_EQ(journalLine({.what = Printed{"a \"\\\n\x01\xC3"}}, 0s),
             "{\"t\":0.000000,\"source\":\"station\",\"event\":\"printed\","
-            "\"text\":\"a\\\"\\\\\\u000a\\u0001\xEF\xBF\xBD\"}\n");
+            "\"text\":\"a \\\"\\\\\\u000a\\u0001\xEF\xBF\xBD\"}\n");
 }
 
 TEST_F(JournalTest, WhatIsNotFiniteReadsBackAsNoNumber) {

@@ -289,7 +289,9 @@ TEST_F(WatcherTest, LeavesTheHostsSessionFolderAndChildren) {
 }
 
 TEST_F(WatcherTest, InheritsNothingButItsOwn) {
-  FileDescriptor other(open("/dev/zero", O_RDONLY));
+  const FileDescriptor other(open("/dev/zero", O_RDONLY | O_CLOEXEC));
+  // Far from the numbers that the watcher gives to its own.
+  const FileDescriptor inheritable(fcntl(other.get(), F_DUPFD, 100));
   ASSERT_TRUE(start(plan()).isAccepted());
   std::vector<std::string> open;
   for (const auto& entry :
