@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <memory>
@@ -20,6 +21,7 @@
 #include "tarsil/guard/GuardedStation.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tests/guard/GuardedSession.hpp"
+#include "tests/helpers/hex.hpp"
 
 namespace tarsil {
 namespace {
@@ -284,6 +286,21 @@ TEST_F(ScriptedCuffTest, OneThatNeverComesIsAnAlarm) {
   EXPECT_FALSE(station_->isMeasuringPressure());
 }
 
+TEST_F(ScriptedCuffTest, EachIsAskedForEquallyOften) {
+  systolic = "";
+  const auto fetches = [this] {
+    const auto asked = all<Asked>();
+    return std::count_if(asked.begin(), asked.end(),
+                         [](const Asked& one) { return one.command == Command::requestPressure; });
+  };
+  run(100s);
+  EXPECT_EQ(fetches(), 9);
+  events_.clear();
+  EXPECT_TRUE(station_->measurePressure().isAccepted());
+  run(100s);
+  EXPECT_EQ(fetches(), 9);
+}
+
 TEST_F(ScriptedCuffTest, PollsWaitWhileItsCommandsAreUnderWay) {
   run(60s);
   std::optional<Clock::Instant> begun;
@@ -302,11 +319,20 @@ TEST_F(ScriptedCuffTest, PollsWaitWhileItsCommandsAreUnderWay) {
   EXPECT_EQ(commands, 2);
 }
 
+TEST_F(GuardedStationLineTest, AnImmediateStopIsWrittenBeforeItReturns) {
+  open("LodeTreadmill");
+  run(2s);
+  terminal->forgetWritten();
+  station_->stopNow();
+  EXPECT_THAT(terminal->written(), testing::ElementsAre(hex("02 03 00 A1 30 03")));
+}
+
 TEST_F(GuardedStationLineTest, ClosesAllTheSameWhereItsPortCannot) {
   open("LodeTreadmill");
   run(1s);
   terminal->failNext(ScriptedTerminal::Call::close, EIO);
   station_->close();
+  EXPECT_EQ(station_->readiness().code(), Answer::Code::closed);
   run(15s);
   EXPECT_TRUE(station_->isClosed());
 }

@@ -248,6 +248,7 @@ TEST(GuardedStationSilenceTest, RaisesNoLoadAndStopsAfterTenSeconds) {
   session.run(10s);
   EXPECT_EQ(session.truth().speed, 0);  // it heard us
   EXPECT_EQ(session.count<StandstillSeen>(), 0U);
+  EXPECT_EQ(session->reset().code(), Code::causeRemains);
 
   session.line().cable().replies().mute(false);
   session.run(6s);
@@ -570,6 +571,21 @@ TEST(GuardedStationAuxiliaryTest, AMonitorThatNeverAnswersIsAnAlarm) {
   session.run(10s);
   EXPECT_TRUE(session.hasAlarm(AlarmKind::monitorLost));
   EXPECT_EQ(session->measurePressure().code(), Code::notOpen);
+}
+
+TEST(GuardedStationAuxiliaryTest, AMonitorThatComesBackIsAskedOnceItAnswers) {
+  GuardedSession session({.monitor = true});
+  session.run(5s);
+  ASSERT_EQ(session.count<MonitorReady>(), 1U);
+  session.line("bp").unplug();
+  session.run(2s);
+  session.line("bp").plugIn("bp-again");
+  session.line("bp").cable().replies().mute(true);
+  session.run(5s);
+  EXPECT_EQ(session->measurePressure().code(), Code::notOpen);
+  session.line("bp").cable().replies().mute(false);
+  session.run(5s);
+  EXPECT_TRUE(session->measurePressure().isAccepted());
 }
 
 TEST(GuardedStationAuxiliaryTest, ASilentOximeterIsAnAlarm) {

@@ -50,6 +50,18 @@ std::vector<std::string> linesOf(const std::vector<Event>& events, Clock::Instan
   return lines;
 }
 
+TEST_F(StationJournalTest, EndsWithTheCloseOfAStationThatIsDropped) {
+  GuardedSession session(setting());
+  session.run(5s);
+  session.station().reset();
+  const auto events = readBack().events;
+  const auto isClose = [](const Event& event) {
+    const auto* asked = std::get_if<Asked>(&event.what);
+    return asked && asked->command == Command::close;
+  };
+  EXPECT_EQ(std::count_if(events.begin(), events.end(), isClose), 1);
+}
+
 TEST_F(StationJournalTest, HasEverythingThatTheHostHeard) {
   GuardedSession session(setting());
   session.begin({.speed = 3, .grade = 4});
@@ -193,6 +205,7 @@ TEST_F(StationJournalTest, LiesInTheUsersHomeWhenThePlanNamesNoFile) {
     const std::string path_;
   };
   const auto before = UserFolders::exchangeShared(std::make_shared<Home>(folder_.path()));
+  GuardedSession::time().advance(1s - Clock::wallNow().time_since_epoch() % 1s);
   {
     GuardedSession first({.journal = JournalFile()});
     EXPECT_EQ(first->journal().parent_path(), folder_ / ".local/state/tarsil/journals");
