@@ -147,7 +147,6 @@ void Line::open() {
 }
 
 void Line::reopen() {
-  if (!isOpen_) return;
   isOpen_ = false;
   tell(LineClosed{name_});
   closingSince_ = Clock::now();
