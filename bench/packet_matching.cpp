@@ -1,96 +1,164 @@
-// Bytes per second that a port matches against one descriptor, after 1 kB, 1 MB and 10 MB of bytes that are
-// part of no packet. The rates of one descriptor should not differ.
+// What a port takes to look for packets in a byte that it receives, for every kind of descriptor and maximum
+// length, beside `memmem` over the same bytes, which looks for the same beginnings and ends. Both have every
+// other pass over a stream in which no packet begins, one in which packets begin and never end, and one of
+// whole packets that are as long as they may be. Times are medians, in nanoseconds.
+//
+// An evaluator or an expression is asked about every tail of the bytes that are kept, after every byte: their
+// time grows with the maximum length by what they are for.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
+#include <cstring>
+#include <functional>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "tarsil/serial/ORSSerialPacketDescriptor.hpp"
-#include "tarsil/serial/detail/PacketMatcher.hpp"
+#include "tarsil/serial/detail/PacketListener.hpp"
 
 namespace {
 
 using namespace tarsil;
-using detail::PacketMatcher;
 
-constexpr std::uint64_t anyLength = std::numeric_limits<std::int64_t>::max();
-constexpr std::uint64_t usualLength = 64;
+const Bytes prefix{'$'};
+const Bytes suffix{'\r', '\n'};
 
-template <class Shape>
-std::unique_ptr<PacketMatcher> matcherOf(Shape shape) {
-  return PacketMatcher::make(std::make_shared<ORSSerialPacketDescriptor>(std::move(shape)));
-}
+// As many bytes as a port reads at once.
+constexpr std::size_t chunkSize = 1024;
 
-std::unique_ptr<PacketMatcher> fixedPacket() {
-  return matcherOf(ORSSerialPacketDescriptor::FixedPacket{.packetData = {'I', 'N', 'I', 'T', '\n', '\r'}});
-}
-
-std::unique_ptr<PacketMatcher> between(std::uint64_t maximumLength) {
-  return matcherOf(ORSSerialPacketDescriptor::PrefixAndSuffix{
-      .prefix = Bytes{'$'}, .suffix = Bytes{'\r', '\n'}, .maximumPacketLength = maximumLength});
-}
-
-std::unique_ptr<PacketMatcher> betweenWithinFullBuffer() {
-  return between(usualLength);
-}
-std::unique_ptr<PacketMatcher> betweenOfAnyLength() {
-  return between(anyLength);
-}
-
-// A packet has begun and does not end: all bytes are kept.
-std::unique_ptr<PacketMatcher> betweenThatHasBegun() {
-  auto matcher = between(anyLength);
-  matcher->append('$');
-  return matcher;
-}
-
-std::unique_ptr<PacketMatcher> evaluator() {
-  return matcherOf(ORSSerialPacketDescriptor::Evaluated{
-      .maximumPacketLength = usualLength,
-      .responseEvaluator = [](ByteView bytes) { return bytes.size() > 4 && bytes.front() == '$'; }});
-}
-
-std::unique_ptr<PacketMatcher> expression() {
-  return matcherOf(ORSSerialPacketDescriptor::Expression{
-      .regularExpression = RegularExpression("[0-9]{3,4}[A-Z]\\s\\s"), .maximumPacketLength = usualLength});
-}
-
+/// No prefix and no suffix, but what could be half a suffix again and again.
 Bytes noise(std::size_t size) {
-  Bytes bytes(size);
-  // Near misses: every beginning of the packets above comes again and again.
   constexpr std::uint8_t letters[] = {'I', 'N', 'I', 'T', '\n', '1', '2', '3', 'A', '\r', 'x'};
+  Bytes bytes(size);
   std::size_t i = 0;
   for (auto& byte : bytes) byte = letters[i++ % std::size(letters)];
   return bytes;
 }
 
-void matchAfterHistory(benchmark::State& state, std::unique_ptr<PacketMatcher> (*make)()) {
-  const auto matcher = make();
-  for (const std::uint8_t byte : noise(static_cast<std::size_t>(state.range(0)))) matcher->append(byte);
-
-  const Bytes chunk = noise(1100);
-  for (auto _ : state) {
-    for (const std::uint8_t byte : chunk) benchmark::DoNotOptimize(matcher->append(byte));
-  }
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(chunk.size()));
+Bytes joined(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
 }
 
-#define AFTER_HISTORY(make)                        \
-  BENCHMARK_CAPTURE(matchAfterHistory, make, make) \
-      ->ArgName("before")                          \
-      ->Arg(1'000)                                 \
-      ->Arg(1'000'000)                             \
-      ->Arg(10'000'000)
+Bytes packet(std::size_t size) {
+  return joined({prefix, noise(size - prefix.size() - suffix.size()), suffix});
+}
 
-AFTER_HISTORY(fixedPacket);
-AFTER_HISTORY(betweenWithinFullBuffer);
-AFTER_HISTORY(betweenOfAnyLength);
-AFTER_HISTORY(betweenThatHasBegun);
-AFTER_HISTORY(evaluator);
-// Ten megabytes of history alone would take a minute; the buffer is full after 64 bytes.
-BENCHMARK_CAPTURE(matchAfterHistory, expression, expression)->ArgName("before")->Arg(1'000)->Arg(1'000'000);
+using Stream = Bytes (*)(std::size_t maximum);
+Bytes nothingBegins(std::size_t maximum) {
+  return noise(maximum);
+}
+Bytes nothingEnds(std::size_t maximum) {
+  return joined({prefix, noise(maximum - prefix.size())});
+}
+
+using Descriptor = detail::PacketListener::Descriptor;
+using Shape = Descriptor (*)(std::size_t maximum);
+template <class Given>
+Descriptor descriptorOf(Given shape) {
+  return std::make_shared<ORSSerialPacketDescriptor>(std::move(shape));
+}
+Descriptor fixedPacket(std::size_t maximum) {
+  return descriptorOf(ORSSerialPacketDescriptor::FixedPacket{.packetData = packet(maximum)});
+}
+Descriptor between(std::size_t maximum) {
+  return descriptorOf(ORSSerialPacketDescriptor::PrefixAndSuffix{
+      .prefix = prefix, .suffix = suffix, .maximumPacketLength = maximum});
+}
+Descriptor evaluator(std::size_t maximum) {
+  return descriptorOf(ORSSerialPacketDescriptor::Evaluated{
+      .maximumPacketLength = maximum, .responseEvaluator = [](ByteView bytes) {
+        return bytes.size() > 2 && bytes.front() == '$' && bytes[bytes.size() - 2] == '\r' &&
+               bytes.back() == '\n';
+      }});
+}
+Descriptor expression(std::size_t maximum) {
+  return descriptorOf(ORSSerialPacketDescriptor::Expression{
+      .regularExpression = RegularExpression("\\$[^$]*\\r\\n"), .maximumPacketLength = maximum});
+}
+
+/// As a port does with what it reads.
+void listen(detail::PacketListener& listener, ByteView stream) {
+  for (std::size_t begin = 0; begin < stream.size(); begin += chunkSize) {
+    const ByteView chunk = stream.subspan(begin, std::min(chunkSize, stream.size() - begin));
+    listener.begin(chunk);
+    for (std::size_t at = listener.next(); at < chunk.size(); at = std::max(at + 1, listener.next()))
+      listener.append(chunk, at);
+  }
+}
+
+/// Looks for the needles in turn, each behind the one before.
+std::size_t findAll(ByteView stream, const std::vector<Bytes>& needles) {
+  std::size_t found = 0;
+  for (;;) {
+    const Bytes& needle = needles[found % needles.size()];
+    const void* place = memmem(stream.data(), stream.size(), needle.data(), needle.size());
+    if (place == nullptr) return found;
+    ++found;
+    const auto before = static_cast<std::size_t>(static_cast<const std::uint8_t*>(place) - stream.data());
+    stream = stream.subspan(before + needle.size());
+  }
+}
+
+double nanoseconds(const std::function<void()>& pass) {
+  const auto begin = std::chrono::steady_clock::now();
+  pass();
+  return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count();
+}
+
+double median(std::vector<double>& values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+void matching(benchmark::State& state, Shape shape, Stream part) {
+  const auto maximum = static_cast<std::size_t>(state.range(0));
+  Bytes stream;
+  while (stream.size() < 4 * chunkSize) stream = joined({stream, part(maximum)});
+  const auto descriptor = shape(maximum);
+  std::vector<Bytes> needles{prefix, suffix};
+  if (descriptor->packetData()) needles = {*descriptor->packetData()};
+  std::size_t packets = 0;
+  detail::PacketListener listener([&](const Bytes&, const Descriptor&) { ++packets; });
+  listener.start(descriptor);
+
+  std::vector<double> times;
+  std::vector<double> timesOfMemmem;
+  for (auto _ : state) {
+    times.push_back(nanoseconds([&] { listen(listener, stream); }));
+    timesOfMemmem.push_back(nanoseconds([&] { benchmark::DoNotOptimize(findAll(stream, needles)); }));
+  }
+  if ((packets > 0) != (part == packet)) state.SkipWithError("what is found is not what is there");
+  const auto bytes = static_cast<double>(stream.size());
+  state.counters["ns/byte"] = median(times) / bytes;
+  state.counters["memmem"] = median(timesOfMemmem) / bytes;
+  state.counters["ratio"] = median(times) / median(timesOfMemmem);
+}
+
+#define MATCHING_STREAM(name, shape, stream, maxima) \
+  BENCHMARK_CAPTURE(matching, name, shape, stream)   \
+      ->ArgName("maximum")                           \
+      ->ArgsProduct({maxima})                        \
+      ->Iterations(30)                               \
+      ->Repetitions(1)
+#define MATCHING(shape, maxima)                                        \
+  MATCHING_STREAM(shape##NothingBegins, shape, nothingBegins, maxima); \
+  MATCHING_STREAM(shape##NothingEnds, shape, nothingEnds, maxima);     \
+  MATCHING_STREAM(shape##Packets, shape, packet, maxima)
+
+const std::vector<std::int64_t> allMaxima{16, 1 << 10, 1 << 16, 1 << 20};
+// To fill a buffer of 64 KiB byte by byte alone would take two thousand million questions.
+const std::vector<std::int64_t> shortMaxima{16, 1 << 10};
+
+MATCHING(fixedPacket, allMaxima);
+MATCHING(between, allMaxima);
+MATCHING(evaluator, shortMaxima);
+MATCHING(expression, shortMaxima);
 
 }  // namespace
