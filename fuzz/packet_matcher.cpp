@@ -72,7 +72,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Descriptor descriptor = descriptorFrom(input);
   const auto matcher = detail::PacketMatcher::make(descriptor);
   const auto sparing = detail::PacketMatcher::make(descriptor);
+  const auto passing = detail::PacketMatcher::make(descriptor);
   ORSSerialBuffer buffer(descriptor->maximumPacketLength());
+  std::size_t next = 0;
+  std::size_t at = 0;
   for (const std::uint8_t byte : input.rest()) {
     buffer.appendData({&byte, 1});
     const auto expected = shortestAcceptedTail(*descriptor, buffer.view());
@@ -80,6 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     expect(matcher->append(byte) == expected);
     const bool isUseless = sparing->useless({&byte, 1}) == 1;
     expect((isUseless ? std::nullopt : sparing->append(byte)) == expected);
+    // Passes over what it can of the chunk, which goes on to the end of the input.
+    if (at == next) next += passing->pass(input.rest().subspan(at));
+    expect((at < next ? std::nullopt : passing->append(byte)) == expected);
+    next = std::max(next, ++at);
     if (expected) buffer.clearBuffer();
   }
   return 0;

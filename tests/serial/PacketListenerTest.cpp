@@ -104,7 +104,7 @@ TEST_F(PacketListenerTest, StoppingForgetsTheBytes) {
   EXPECT_THAT(reported_, ElementsAre(Reported(hex("01 02"), other)));
 }
 
-TEST_F(PacketListenerTest, PassesOverBytesThatNoPacketBeginsWith) {
+TEST_F(PacketListenerTest, PassesOverBytesThatCompleteNoPacket) {
   const Bytes chunk = hex("00 00 24 01 0d 00 00 31 00");
   listener_.begin(chunk);
   EXPECT_GE(listener_.next(), chunk.size()) << "nobody listens";
@@ -116,7 +116,7 @@ TEST_F(PacketListenerTest, PassesOverBytesThatNoPacketBeginsWith) {
     seen.push_back(at);
     listener_.append(chunk, at);
   }
-  EXPECT_THAT(seen, ElementsAre(2, 3, 4, 7, 8));
+  EXPECT_THAT(seen, ElementsAre(2, 4));
   EXPECT_EQ(reported_.size(), 1U);
 }
 

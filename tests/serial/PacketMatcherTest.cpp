@@ -49,6 +49,20 @@ std::vector<Found> found(const Descriptor& descriptor, ByteView stream) {
   return result;
 }
 
+// The same, passed over in chunks of this size.
+std::vector<Found> foundInChunks(const Descriptor& descriptor, ByteView stream, std::size_t chunkSize) {
+  const auto matcher = PacketMatcher::make(descriptor);
+  std::vector<Found> result;
+  for (std::size_t at = 0; at < stream.size();) {
+    const std::size_t endOfChunk = std::min(stream.size(), (at / chunkSize + 1) * chunkSize);
+    at += matcher->pass(stream.subspan(at, endOfChunk - at));
+    if (at == endOfChunk) continue;
+    if (const auto packet = matcher->append(stream[at])) result.emplace_back(at + 1, *packet);
+    ++at;
+  }
+  return result;
+}
+
 // The definition, word for word.
 std::optional<Bytes> shortestAcceptedTail(const ORSSerialPacketDescriptor& descriptor, ByteView buffer) {
   for (std::size_t n = 1; n <= buffer.size(); ++n) {
@@ -168,6 +182,9 @@ class RandomStreams : public testing::Test {
   void compare(const Descriptor& descriptor, ByteView stream) {
     const auto expected = foundByDefinition(descriptor, stream);
     ASSERT_EQ(found(descriptor, stream), expected) << describe(*descriptor) << " in " << hexText(stream);
+    const std::size_t chunkSize = 1 + pick(stream.size() + 1);
+    ASSERT_EQ(foundInChunks(descriptor, stream, chunkSize), expected)
+        << describe(*descriptor) << " in " << hexText(stream) << " by " << chunkSize;
     packets_ += expected.size();
   }
 

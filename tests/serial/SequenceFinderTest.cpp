@@ -53,6 +53,21 @@ TEST(SequenceFinderTest, KnowsHowMuchMayBeTheBeginning) {
   EXPECT_EQ(finder.matched(), 0U);
 }
 
+TEST(SequenceFinderTest, PassesOverAllButTheByteThatCompletesTheSequence) {
+  SequenceFinder finder(text("aab"));
+  EXPECT_EQ(finder.pass(text("xaxaab")), 5U);
+  EXPECT_TRUE(finder.feed('b'));
+  EXPECT_EQ(finder.pass({}), 0U);
+  EXPECT_EQ(finder.pass(text("xa")), 2U);
+  EXPECT_EQ(finder.matched(), 1U);
+  EXPECT_EQ(finder.pass(text("aab")), 2U) << "what has begun goes on";
+  EXPECT_TRUE(finder.feed('b'));
+  SequenceFinder overlapping(text("aa"));
+  EXPECT_EQ(overlapping.pass(text("aa")), 1U);
+  EXPECT_TRUE(overlapping.feed('a'));
+  EXPECT_EQ(overlapping.pass(text("a")), 0U) << "the end of one begins the next";
+}
+
 TEST(SequenceFinderTest, ForgetsWhenReset) {
   SequenceFinder finder(text("ab"));
   finder.feed('a');

@@ -24,7 +24,7 @@ void PacketListener::stop(const ORSSerialPacketDescriptor& descriptor) {
 }
 
 void PacketListener::begin(ByteView chunk) {
-  for (Listened& listened : listened_) listened.next = listened.matcher->useless(chunk);
+  for (Listened& listened : listened_) listened.next = listened.matcher->pass(chunk);
 }
 
 std::size_t PacketListener::next() const {
@@ -37,7 +37,7 @@ void PacketListener::append(ByteView chunk, std::size_t at) {
   for (Listened& listened : listened_) {
     if (at < listened.next) continue;
     if (auto packet = listened.matcher->append(chunk[at])) report_(*std::move(packet), listened.descriptor);
-    listened.next = at + 1 + listened.matcher->useless(chunk.subspan(at + 1));
+    listened.next = at + 1 + listened.matcher->pass(chunk.subspan(at + 1));
   }
 }
 

@@ -70,6 +70,32 @@ bool SequenceFinder::feed(std::uint8_t byte) {
   return matched_ == sequence_.size();
 }
 
+// Byte by byte only through what may be the beginning of an occurrence; memmem() finds the next one quicker.
+std::size_t SequenceFinder::pass(ByteView bytes) {
+  std::size_t at = 0;
+  for (; at < bytes.size() && matched_ > 0; ++at) {
+    if (isCompletedBy(bytes[at])) return at;
+    feed(bytes[at]);
+  }
+  at += useless(bytes.subspan(at));
+  if (at == bytes.size()) return at;
+
+  const ByteView rest = bytes.subspan(at);
+  const std::size_t allButLast = sequence_.size() - 1;
+  if (const void* found = memmem(rest.data(), rest.size(), sequence_.data(), sequence_.size())) {
+    matched_ = allButLast;
+    const auto before = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
+    return before + allButLast;
+  }
+  for (const std::uint8_t byte : rest.last(std::min(allButLast, rest.size()))) feed(byte);
+  return bytes.size();
+}
+
+bool SequenceFinder::isCompletedBy(std::uint8_t byte) const {
+  const std::size_t matched = matched_ == sequence_.size() ? fallback_[matched_] : matched_;
+  return matched + 1 == sequence_.size() && byte == sequence_.back();
+}
+
 std::size_t SequenceFinder::useless(ByteView bytes) const {
   if (matched_ > 0 || bytes.empty()) return 0;
   const void* beginning = std::memchr(bytes.data(), sequence_.front(), bytes.size());
@@ -122,6 +148,25 @@ std::optional<Bytes> PrefixSuffixMatcher::append(std::uint8_t byte) {
 
 std::size_t PrefixSuffixMatcher::useless(ByteView bytes) const {
   return starts_.empty() ? prefix_.useless(bytes) : 0;
+}
+
+std::size_t PrefixSuffixMatcher::pass(ByteView bytes) {
+  if (starts_.empty()) return useless(bytes);
+  const std::size_t passed = suffix_.pass(bytes);
+  passWithinPacket(bytes.first(passed));
+  return passed;
+}
+
+void PrefixSuffixMatcher::passWithinPacket(ByteView bytes) {
+  bytes_.append(bytes);
+  for (std::size_t at = prefix_.pass(bytes); at < bytes.size(); at += prefix_.pass(bytes.subspan(at))) {
+    prefix_.feed(bytes[at]);
+    ++at;
+    starts_.push_back(end_ + at - prefix_.sequence().size());
+  }
+  end_ += bytes.size();
+  forgetUselessStarts();
+  dropUselessBytes();
 }
 
 bool PrefixSuffixMatcher::leavesRoomForSuffix(std::uint64_t start) const {

@@ -30,13 +30,16 @@ class PacketMatcher {
   /// them.
   virtual std::size_t useless(ByteView bytes) const = 0;
 
+  /// Takes in those of the first bytes that are quickly seen to complete no packet, in place of `append`, and
+  /// tells how many they are.
+  virtual std::size_t pass(ByteView bytes) { return useless(bytes); }
+
   /// The quickest one for the descriptor.
   static std::unique_ptr<PacketMatcher> make(
       const std::shared_ptr<const ORSSerialPacketDescriptor>& descriptor);
 };
 
-/// Finds a sequence of bytes in a stream (Knuth, Morris and Pratt): constant time per byte on average, and no
-/// byte is looked at twice.
+/// Finds a sequence of bytes in a stream (Knuth, Morris and Pratt): constant time per byte on average.
 class SequenceFinder {
  public:
   /// The sequence must not be empty.
@@ -46,6 +49,10 @@ class SequenceFinder {
 
   /// True when the sequence ends with this byte. Occurrences may overlap.
   bool feed(std::uint8_t byte);
+
+  /// Feeds the bytes up to the one with which the sequence ends, without that one, and tells how many they
+  /// are.
+  std::size_t pass(ByteView bytes);
 
   /// How many of the newest bytes may be the beginning of an occurrence (after a find: the sequence's
   /// length).
@@ -58,6 +65,8 @@ class SequenceFinder {
   void reset() { matched_ = 0; }
 
  private:
+  bool isCompletedBy(std::uint8_t byte) const;
+
   Bytes sequence_;
   // For each length of a beginning: the longest shorter beginning with which it ends.
   std::vector<std::size_t> fallback_;
@@ -72,6 +81,7 @@ class SequenceMatcher final : public PacketMatcher {
 
   std::optional<Bytes> append(std::uint8_t byte) override;
   std::size_t useless(ByteView bytes) const override;
+  std::size_t pass(ByteView bytes) override { return finder_.pass(bytes); }
 
  private:
   SequenceFinder finder_;
@@ -87,8 +97,10 @@ class PrefixSuffixMatcher final : public PacketMatcher {
 
   std::optional<Bytes> append(std::uint8_t byte) override;
   std::size_t useless(ByteView bytes) const override;
+  std::size_t pass(ByteView bytes) override;
 
  private:
+  void passWithinPacket(ByteView bytes);
   bool leavesRoomForSuffix(std::uint64_t start) const;
   void forgetUselessStarts();
   void dropUselessBytes();
