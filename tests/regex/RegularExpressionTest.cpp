@@ -112,6 +112,8 @@ TEST(RegularExpressionTest, Escapes) {
   EXPECT_FALSE(whole("\\w", "\xC3\xA9"));
   EXPECT_TRUE(whole("\\W", "\xC3\xA9"));
   EXPECT_TRUE(whole("\\s+", " \t\n\v\f\r\xC2\x85\xC2\xA0\xE3\x80\x80"));
+  EXPECT_TRUE(whole("\\s+", "\u1680\u2000\u200A\u2028\u2029\u202F\u205F"));
+  EXPECT_TRUE(whole("\\S+", "\u167F\u1681\u1FFF\u200B\u2027\u202A\u202E\u2030\u205E\u2060\u2FFF\u3001"));
   EXPECT_TRUE(whole("\\t\\n\\r\\f\\a\\e", "\t\n\r\f\a\x1B"));
   EXPECT_TRUE(whole("\\x41\\x{42}\\x{1F600}\\u00e9", "AB\xF0\x9F\x98\x80\xC3\xA9"));
   EXPECT_TRUE(whole("\\.\\*\\(\\)\\[\\]\\{\\}\\^\\$\\|\\\\\\/\\-", ".*()[]{}^$|\\/-"));
@@ -192,6 +194,7 @@ TEST(RegularExpressionTest, TheRecordOfABloodPressureMonitor) {
 }
 
 TEST(RegularExpressionTest, RefusesWhatIsNoExpressionAndSaysWhere) {
+  EXPECT_EQ(refusal("*a"), "regular expression, at character 1: nothing to repeat");
   EXPECT_EQ(refusal("ab)"), "regular expression, at character 2: ')' without '('");
   EXPECT_EQ(refusal("(ab"), "regular expression, at character 3: '(' without ')'");
   EXPECT_EQ(refusal("\xC3\xA9\x80"), "regular expression, at character 1: the pattern is not valid UTF-8");
