@@ -51,6 +51,7 @@ TEST_P(EveryModelTest, IsDrivenBehindAnAdapterAndSeenToStop) {
     EXPECT_THAT(readings.power.value, FloatNear(load.power, 1));
   }
   EXPECT_THAT(session->alarms(), testing::IsEmpty());
+  EXPECT_EQ(session.count<AlarmCleared>(), 0U);
 
   EXPECT_TRUE(session->stop().isAccepted());
   session.run(40s);
@@ -205,6 +206,16 @@ TEST(GuardedStationLoadTest, SendsNothingOfALoadThatItRefuses) {
     const auto* asked = std::get_if<Asked>(&event.what);
     EXPECT_FALSE(asked && asked->command == Command::setLoad);
   }
+}
+
+TEST(GuardedStationLoadTest, IsAcknowledgedAndAReportIsNoAcknowledgement) {
+  GuardedSession session;
+  session.run(10s);
+  EXPECT_GE(session.count<LoadMeasured>(), 5U);
+  EXPECT_EQ(session.count<Acknowledged>(), 0U);
+  session.begin({.speed = 3});
+  session.run(2s);
+  EXPECT_GE(session.count<Acknowledged>(), 2U);
 }
 
 TEST(GuardedStationLoadTest, NeedsARunningExercise) {
@@ -406,6 +417,18 @@ TEST(GuardedStationStopTest, KeepsTheStopCommandFromATrackMasterThatMoves) {
   EXPECT_EQ(session.count<StandstillSeen>(), 1U);
 }
 
+TEST(GuardedStationStopTest, ComesBeforeTheClose) {
+  GuardedSession session;
+  session.begin({.speed = 3});
+  session.run(10s);
+  session->close();
+  EXPECT_EQ(session->state(), State::stopping);
+  session.run(20s);
+  EXPECT_TRUE(session->isClosed());
+  EXPECT_EQ(session.count<StandstillSeen>(), 1U);
+  EXPECT_EQ(session.truth().speed, 0);
+}
+
 TEST(GuardedStationStopTest, ComesFromEveryThreadThatAsks) {
   GuardedSession session;
   session.begin({.speed = 3});
@@ -568,9 +591,15 @@ TEST(GuardedStationAuxiliaryTest, StopTheExerciseWhereTheHostCallsThemVital) {
 TEST(GuardedStationAuxiliaryTest, AMonitorThatNeverAnswersIsAnAlarm) {
   GuardedSession session({.monitor = true});
   session.line("bp").cable().replies().mute(true);
-  session.run(10s);
+  session.run(14s);
   EXPECT_TRUE(session.hasAlarm(AlarmKind::monitorLost));
   EXPECT_EQ(session->measurePressure().code(), Code::notOpen);
+  EXPECT_EQ(std::count_if(session.events().begin(), session.events().end(),
+                          [](const Event& event) {
+                            const auto* asked = std::get_if<Asked>(&event.what);
+                            return asked && asked->command == Command::initialiseMonitor;
+                          }),
+            3);  // every five seconds
 }
 
 TEST(GuardedStationAuxiliaryTest, AMonitorThatComesBackIsAskedOnceItAnswers) {
