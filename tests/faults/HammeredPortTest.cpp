@@ -4,22 +4,22 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <random>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "simulators/lines/PseudoTerminal.hpp"
 #include "tarsil/platform/SystemPlatform.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/serial/ORSSerialRequest.hpp"
+#include "tests/faults/StreamingDevice.hpp"
+#include "tests/faults/runUntil.hpp"
 #include "tests/helpers/hex.hpp"
 
 namespace tarsil {
@@ -27,50 +27,15 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Sends packets as fast as a fast line carries them, 90,000 bit/s, and reads what comes. One that is faster
-/// than the main thread would keep a port that is dropped without being closed alive: what was read waits for
-/// the main queue, and holds it.
-class StreamingDevice {
- public:
-  StreamingDevice() : stream_([this] { stream(); }) {}
-  ~StreamingDevice() {
-    ends_ = true;
-    stream_.join();
-  }
-  StreamingDevice(const StreamingDevice&) = delete;
-  StreamingDevice& operator=(const StreamingDevice&) = delete;
+constexpr std::string_view stream = "<a><b><c>";
 
-  std::shared_ptr<ORSSerialPort> makePort() const {
-    SerialDevice device;
-    device.calloutPath = terminal_.path();
-    device.terminalName = "hammered";
-    device.terminal = systemTerminal();
-    return ORSSerialPort::serialPortWithDevice(std::make_shared<SerialDevice>(std::move(device)));
-  }
-
-  void vanish() {
-    const std::lock_guard lock(mutex_);
-    terminal_.hangUp();
-  }
-
- private:
-  void stream() {
-    const Bytes packets = text("<a><b><c>");
-    while (!ends_) {
-      {
-        const std::lock_guard lock(mutex_);
-        terminal_.read();
-        terminal_.write(packets);
-      }
-      std::this_thread::sleep_for(1ms);
-    }
-  }
-
-  std::mutex mutex_;
-  simulators::PseudoTerminal terminal_;
-  std::atomic<bool> ends_ = false;
-  std::thread stream_;
-};
+std::shared_ptr<ORSSerialPort> portAt(const std::string& path) {
+  SerialDevice device;
+  device.calloutPath = path;
+  device.terminalName = "hammered";
+  device.terminal = systemTerminal();
+  return ORSSerialPort::serialPortWithDevice(std::make_shared<SerialDevice>(std::move(device)));
+}
 
 /// Checks that it is called as it was promised, and does something within its calls.
 class Client : public ORSSerialPortDelegate {
@@ -117,14 +82,6 @@ class Client : public ORSSerialPortDelegate {
   int closed_ = 0;
   std::size_t received_ = 0;
 };
-
-bool runUntil(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + 100s;
-  while (!RunLoop::main().runUntil(condition, 1ms)) {
-    if (std::chrono::steady_clock::now() > end) return false;
-  }
-  return true;
-}
 
 std::shared_ptr<ORSSerialPacketDescriptor> packets() {
   return std::make_shared<ORSSerialPacketDescriptor>(ORSSerialPacketDescriptor::PrefixAndSuffixStrings{
@@ -210,8 +167,8 @@ class Hammer {
 TEST(HammeredPortTest, StandsWhateverItsClientDoesWhileDataStreamsIn) {
   std::size_t received = 0;
   for (std::uint32_t round = 0; round < 16; ++round) {
-    StreamingDevice device;
-    auto port = device.makePort();
+    StreamingDevice device(text(stream));
+    auto port = portAt(device.path());
     const auto client = std::make_shared<Client>();
     port->setDelegate(client);
     port->open();
@@ -234,8 +191,8 @@ TEST(HammeredPortTest, StandsWhateverItsClientDoesWhileDataStreamsIn) {
 
 TEST(HammeredPortTest, MayBeDroppedInEachOfItsCalls) {
   for (int call = 0; call < 20; ++call) {
-    StreamingDevice device;
-    auto port = device.makePort();
+    StreamingDevice device(text(stream));
+    auto port = portAt(device.path());
     const std::weak_ptr<ORSSerialPort> last = port;
     const auto client = std::make_shared<Client>();
     int calls = 0;
@@ -252,8 +209,8 @@ TEST(HammeredPortTest, MayBeDroppedInEachOfItsCalls) {
 
 TEST(HammeredPortTest, MayBeDroppedAtEachMomentOfItsWorkers) {
   for (int moment = 0; moment < 60; ++moment) {
-    StreamingDevice device;
-    auto port = device.makePort();
+    StreamingDevice device(text(stream));
+    auto port = portAt(device.path());
     const std::weak_ptr<ORSSerialPort> last = port;
     const auto client = std::make_shared<Client>();
     port->setDelegate(client);
