@@ -475,6 +475,22 @@ TEST(GuardedStationHostTest, IsReplacedWhenItFreezes) {
   EXPECT_TRUE(session->start().isAccepted());
 }
 
+TEST(GuardedStationHostTest, IsReplacedOnceASecond) {
+  GuardedSession session;
+  session.begin({.speed = 8});
+  session.run(20s);
+  session.freezeHost(true);
+  session.run(3s);
+  session.forgetEvents();
+  session.run(2s);
+  // Beside those that the station sends at its own beats.
+  const auto stops = std::count_if(session.events().begin(), session.events().end(), [](const Event& event) {
+    const auto* sent = std::get_if<Sent>(&event.what);
+    return sent && holds(sent->bytes, hex("02 03 00 A1 30 03"));
+  });
+  EXPECT_EQ(stops, 4);
+}
+
 TEST(GuardedStationHostTest, StopsTheExerciseWhenItDropsTheStation) {
   GuardedSession session;
   session.begin({.speed = 4});
