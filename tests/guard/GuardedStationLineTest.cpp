@@ -8,6 +8,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <set>
@@ -19,7 +23,10 @@
 #include "simulators/devices/medxingFrame.hpp"
 #include "simulators/lines/SimulatedStation.hpp"
 #include "tarsil/guard/GuardedStation.hpp"
+#include "tarsil/guard/watch/detail/WatchPage.hpp"
+#include "tarsil/guard/watch/lastWatch.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
+#include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/guard/GuardedSession.hpp"
 #include "tests/helpers/hex.hpp"
 
@@ -27,6 +34,7 @@ namespace tarsil {
 namespace {
 
 using namespace std::chrono_literals;
+using cli::ScratchFolder;
 using doubles::ScriptedTerminal;
 using testing::HasSubstr;
 using testing::SizeIs;
@@ -317,6 +325,39 @@ TEST_F(ScriptedCuffTest, PollsWaitWhileItsCommandsAreUnderWay) {
     }
   }
   EXPECT_EQ(commands, 2);
+}
+
+/// What a watcher is told, from one that writes it down and ends.
+TEST_F(GuardedStationLineTest, TellsItsWatcherAStopOfAMinute) {
+  const ScratchFolder folder;
+  const std::filesystem::path program = folder / "watcher";
+  const std::filesystem::path page = folder / "page";
+  std::ofstream(program) << "#!/bin/sh\nexec cat <&" << detail::sharedPage << " >'" << page.string() << "'\n";
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  forgetWatch(path);
+  terminal->onWrite([this](const Bytes& bytes) {
+    if (bytes == Bytes{'D', '\r'}) terminal->deliver(Bytes{'n', '0', '0', '0', '\r'});
+    if (bytes == Bytes{'B', '\r'}) terminal->deliver(Bytes{'B', '0', '0', '0', '\r'});
+  });
+  plugIn();
+  station_ =
+      GuardedStation::open(
+          {.exercise = {"ErgosanaK4.8P10", path}, .watcher = program.string(), .journal = std::nullopt})
+          .station();
+  ASSERT_TRUE(station_);
+  run(5s);
+  EXPECT_EQ(station_->start().code(), Answer::Code::noWatcher);
+  forgetWatch(path);
+
+  const std::string told = cli::textOf(page);
+  ASSERT_EQ(told.size(), sizeof(detail::WatchPage));
+  detail::StopPlan plan;
+  std::memcpy(&plan, told.data() + offsetof(detail::WatchPage, plan), sizeof plan);
+  ASSERT_EQ(plan.stepCount, 1U);
+  const detail::StopStep& step = plan.steps[0];
+  EXPECT_EQ(std::string(step.bytes, step.bytes + step.length), "F\rF\rF\r");
+  EXPECT_EQ(step.every, std::chrono::nanoseconds(1s).count());
+  EXPECT_EQ(step.times, 60U);
 }
 
 TEST_F(GuardedStationLineTest, AnImmediateStopIsWrittenBeforeItReturns) {
