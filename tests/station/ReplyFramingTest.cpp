@@ -12,8 +12,10 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulators/devices/acceptedReply.hpp"
@@ -371,6 +373,29 @@ TEST_P(P10Framing, NeedsThreeDigits) {
   EXPECT_GT(framing->failedChecks(), 0U);
   receive(text("\r"));
   EXPECT_THAT(host.takeCalls(), testing::ElementsAre(ergometerPower(120)));
+}
+
+// Start, set speed, set elevation, reset; "no session" and "emergency stop", the latter for the two that
+// move.
+TEST(LodeTreadmillFraming, TellsAStopAtTheMachineFromOtherRefusals) {
+  const std::set<std::pair<int, int>> stopped{{0x01, 0x02}, {0x0B, 0x02}, {0x05, 0x02},
+                                              {0x05, 0x08}, {0x07, 0x02}, {0x07, 0x08}};
+  const auto framing = standardCatalogue().modelNamed("LodeTreadmill")->makeFraming();
+  for (const int code : {0x01, 0x02, 0x03, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A, 0x0B, 0x41, 0x43}) {
+    for (int status = 0; status <= 0x0A; ++status) {
+      const auto replies = framing->take(
+          simulators::acceptedReply(static_cast<std::uint8_t>(code), static_cast<std::uint8_t>(status), {}));
+      ASSERT_EQ(replies.size(), 1U) << code << ' ' << status;
+      EXPECT_EQ(replies[0].kind == ReplyFraming::Kind::stoppedAtMachine, stopped.contains({code, status}))
+          << code << ' ' << status;
+    }
+  }
+}
+
+TEST(BPDeviceFraming, NeedsThreeDigitsInFrontOfTheLetter) {
+  const auto framing = standardCatalogue().modelNamed("Tango")->makeFraming();
+  EXPECT_THAT(framing->take(text("x01A\n\r+0120\n\r+0080\n\r+0072\n\r")), testing::IsEmpty());
+  EXPECT_EQ(framing->take(text("001A\n\r+0120\n\r+0080\n\r+0072\n\r")).size(), 1U);
 }
 
 std::vector<DeviceModel> serialModels() {
