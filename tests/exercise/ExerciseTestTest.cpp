@@ -246,6 +246,13 @@ TEST_F(ExerciseTestTest, ASilentDeviceIsNotStoodOn) {
   EXPECT_THAT(all<Started>(), IsEmpty());
 }
 
+TEST_F(ExerciseTestTest, AllThatAreSilentAreNamed) {
+  beginWholeStation(walk);
+  for (const auto& [role, device] : devices_) device->beSilent(true);
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(test_->reason(), "no answer from: exercise pressure oximeter");
+}
+
 TEST(ObjectionsTest, AreKnownBeforeAPortIsOpened) {
   const GuardedStation::Plan plan{.exercise = {"LodeOEMTreadmill", "nowhere"}};
   EXPECT_THAT(objectionsTo(readProtocol(walk, "test"), plan), SizeIs(4));
