@@ -173,7 +173,13 @@ void startBPOfATango(benchmark::State& state) {
   }
 }
 
-BENCHMARK(startBPOfATango)->ArgName("before")->Arg(1)->Arg(1'000)->Arg(10'000)->Iterations(1)->Repetitions(1);
+BENCHMARK(startBPOfATango)
+    ->ArgName("commands")
+    ->Arg(1)
+    ->Arg(1'000)
+    ->Arg(10'000)
+    ->Iterations(1)
+    ->Repetitions(1);
 
 const bool areRegistered = [] {
   for (const DeviceModel& model : standardCatalogue().models()) {
