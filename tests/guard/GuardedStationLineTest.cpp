@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -84,7 +85,8 @@ class GuardedStationLineTest : public testing::Test {
     return found;
   }
 
-  static constexpr const char* path = "/dev/scripted";
+  /// One line has one watcher, whichever process asks for it.
+  const std::string path = "/dev/scripted" + std::to_string(getpid());
   const PrintedLines printed_;
   const std::shared_ptr<ScriptedTerminal> terminal = std::make_shared<ScriptedTerminal>();
   std::shared_ptr<GuardedStation> station_;
