@@ -265,6 +265,17 @@ TEST_F(WatcherTest, AWatcherThatDoesNotRunIsLost) {
   signalWatcher(SIGKILL);
 }
 
+TEST_F(WatcherTest, AWatcherThatRunsIsNotLost) {
+  constexpr Duration heartbeat = 1s;
+  ASSERT_TRUE(start(plan(heartbeat)).isAccepted());
+  // Longer than a watcher is given that says nothing.
+  const auto end = std::chrono::steady_clock::now() + 2 * heartbeat + 500ms;
+  while (std::chrono::steady_clock::now() < end) {
+    ASSERT_NE(watcher->alive(), State::lost);
+    poll(nullptr, 0, 20);
+  }
+}
+
 TEST_F(WatcherTest, NoSignalEndsIt) {
   ASSERT_TRUE(start(plan()).isAccepted());
   for (int number = 1; number <= SIGRTMAX; ++number) {
