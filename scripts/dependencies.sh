@@ -36,7 +36,8 @@ packages_tools=(libcli11-dev libfmt-dev nlohmann-json3-dev libmicrohttpd-dev lib
 packages_objc=(gobjc++ libgnustep-base-dev)
 packages_examples=(libglib2.0-dev libasio-dev qtbase5-dev qt6-base-dev)
 packages_test=(libgtest-dev libgmock-dev libumockdev-dev umockdev dbus-daemon xvfb xdotool)
-packages_clang=(clang libclang-rt-14-dev)
+# llvm gives the frames of a sanitizer's report their names.
+packages_clang=(clang libclang-rt-14-dev llvm)
 packages_bench=(libbenchmark-dev nlohmann-json3-dev libasio-dev libqt5serialport5-dev libserial-dev libserialport-dev python3-serial pkg-config)
 # With the browser and the shells that tests leave out where they are missing.
 packages_ci=("${packages_clang[@]}" clang-format clang-tidy ccache chromium zsh fish "${packages_bench[@]}")
