@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <system_error>
 
 #include "tarsil/core/StressECGDeviceManager.hpp"
 #include "tarsil/platform/SystemPlatform.hpp"
@@ -92,7 +93,12 @@ DeviceDaemon::DeviceDaemon() {
 
 DeviceDaemon::~DeviceDaemon() {
   run({"udevadm", "control", "--exit"});
-  std::filesystem::remove_all("/run/udev");
+  // Workers that have not ended yet take their own files away meanwhile.
+  EXPECT_TRUE(until([] {
+    std::error_code error;
+    std::filesystem::remove_all("/run/udev", error);
+    return !error;
+  }));
 }
 
 std::vector<std::string> otherProgram(const std::string& path, const std::string& user,
