@@ -1,9 +1,11 @@
 // What open ports cost while nothing happens: wake-ups and processor time a second of one and of three ports
 // on pseudo-terminals, beside a bare thread that ticks every ten milliseconds, which is how often a port
-// looks at its modem lines. And the threads of the process, its first one included, with the memory that it
-// holds beyond what it held when it began, which is what a program holds that links the framework and does
-// not use it; in megabytes.
+// looks at its modem lines, and beside one that looks at as many itself. And the threads of the process, its
+// first one included, with the memory that it holds beyond what it held when it began, which is what a
+// program holds that links the framework and does not use it; in megabytes.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -23,6 +25,7 @@
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 
 namespace {
 
@@ -75,6 +78,12 @@ void report(benchmark::State& state, const Usage& before) {
 
 void bareTick(benchmark::State& state) {
   heldWhenItBegan();
+  std::vector<std::unique_ptr<simulators::PseudoTerminal>> terminals;
+  std::vector<FileDescriptor> lines;
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    terminals.push_back(std::make_unique<simulators::PseudoTerminal>());
+    lines.emplace_back(open(terminals.back()->path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  }
   std::atomic<bool> goOn = true;
   std::thread ticking([&] {
     const int clock = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
@@ -82,7 +91,12 @@ void bareTick(benchmark::State& state) {
                           .it_value = {.tv_sec = 0, .tv_nsec = 10'000'000}};
     timerfd_settime(clock, 0, &beat, nullptr);
     std::uint64_t beats = 0;
-    while (goOn && read(clock, &beats, sizeof beats) > 0) benchmark::DoNotOptimize(beats);
+    while (goOn && read(clock, &beats, sizeof beats) > 0) {
+      for (const auto& line : lines) {
+        int modemLines = 0;
+        benchmark::DoNotOptimize(ioctl(line.get(), TIOCMGET, &modemLines));
+      }
+    }
     close(clock);
   });
   for (auto _ : state) {
@@ -121,7 +135,7 @@ void idlePorts(benchmark::State& state) {
   RunLoop::main().runFor(100ms);
 }
 
-BENCHMARK(bareTick)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(bareTick)->Arg(0)->Arg(3)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(idlePorts)->Arg(1)->Arg(3)->Iterations(1)->Unit(benchmark::kSecond);
 
 }  // namespace

@@ -8,6 +8,11 @@ namespace {
 constexpr DescriptorSet::Id workId = 0;
 constexpr DescriptorSet::Id clockId = 1;
 
+/// How long one of several alarms of an instant may take before another thread rings the others. Within the
+/// leeway of a port's looks at its lines; to be woken sooner than the system's own tick costs the processor
+/// more.
+constexpr auto patience = std::chrono::milliseconds(4);
+
 }  // namespace
 
 MachineReactor::MachineReactor(Served served) : served_(served) {
@@ -40,10 +45,26 @@ Work MachineReactor::takeReadable() {
 Work MachineReactor::take(const Event& event) {
   if (event.id == workId) return takeWork();
   if (event.id != clockId) return takeReport(event.id, event.hungUp);
-  if (Work ringing = takeAlarm(now())) return ringing;
+  if (Work ringing = takeRound()) return ringing;
   // Another thread was faster, or the alarm was put off. The clock rings once for what it was set to.
   tellOfAlarmsAgain();
   return {};
+}
+
+void MachineReactor::firstAlarmIsAt(Clock::Instant at) {
+  // Most often the only alarm was taken, and comes back in a moment. A thread that wakes for nothing now and
+  // then costs less than a call to the system each time.
+  if (served_ == Served::byManyThreads && at == never) return;
+  clock_.setTo(at);
+}
+
+Work MachineReactor::takeRound() {
+  const Clock::Instant began = now();
+  Round round = beginRound(began, began + patience);
+  if (!round.first) return {};
+  return [this, first = std::move(round.first), at = round.at]() mutable {
+    for (auto alarm = std::move(first); alarm; alarm = nextOfRound(at)) alarm->ring();
+  };
 }
 
 void MachineReactor::workWasTaken(bool moreIsLeft) {

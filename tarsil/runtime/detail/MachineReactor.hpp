@@ -26,9 +26,10 @@ class MachineReactor final : public Reactor {
   Work take(const Event& event);
 
  private:
+  Work takeRound();
   void workCame() override { workSignal_.raise(); }
   void workWasTaken(bool moreIsLeft) override;
-  void firstAlarmIsAt(Clock::Instant at) override { clock_.setTo(at); }
+  void firstAlarmIsAt(Clock::Instant at) override;
 
   const Served served_;
   Signal workSignal_;

@@ -1,5 +1,7 @@
 #include "tarsil/runtime/detail/Reactor.hpp"
 
+#include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace tarsil::detail {
@@ -76,10 +78,29 @@ Work Reactor::takeAlarm(Clock::Instant now) {
   const std::lock_guard lock(mutex_);
   const auto first = firstAt();
   if (first > now || first == never) return {};
-  auto entry = alarms_.extract(alarms_.begin());
+  auto alarm = extractFirstAlarm();
   // Told even when the next one rings at the same time: who was told of this one has come.
   tellOfFirstAlarm();
-  return [alarm = std::move(entry.mapped())] { alarm->ring(); };
+  return [alarm = std::move(alarm)] { alarm->ring(); };
+}
+
+Reactor::Round Reactor::beginRound(Clock::Instant now, Clock::Instant helpAt) {
+  const std::lock_guard lock(mutex_);
+  const auto at = firstAt();
+  if (at > now || at == never) return {nullptr, at};
+  auto first = extractFirstAlarm();
+  roundAt_ = at;
+  helpAt_ = helpAt;
+  tellOfFirstAlarm();
+  return {std::move(first), at};
+}
+
+std::shared_ptr<Alarm> Reactor::nextOfRound(Clock::Instant at) {
+  const std::lock_guard lock(mutex_);
+  if (firstAt() != at) return nullptr;
+  auto next = extractFirstAlarm();
+  alarmsChanged();
+  return next;
 }
 
 Work Reactor::takeReport(WatchId id, bool hungUp) {
@@ -133,17 +154,28 @@ Clock::Instant Reactor::firstAt() const {
   return alarms_.empty() ? never : alarms_.begin()->first.at;
 }
 
+// Of what is left of a round that has begun, late; of whatever else rings, in time.
+Clock::Instant Reactor::firstToTellOf() const {
+  if (firstAt() != roundAt_) return firstAt();
+  const auto behind = alarms_.upper_bound({roundAt_, std::numeric_limits<std::uint64_t>::max()});
+  return behind == alarms_.end() ? helpAt_ : std::min(helpAt_, behind->first.at);
+}
+
+std::shared_ptr<Alarm> Reactor::extractFirstAlarm() {
+  return std::move(alarms_.extract(alarms_.begin()).mapped());
+}
+
 void Reactor::tellOfAlarmsAgain() {
   const std::lock_guard lock(mutex_);
   tellOfFirstAlarm();
 }
 
 void Reactor::alarmsChanged() {
-  if (firstAt() != announcedAlarm_) tellOfFirstAlarm();
+  if (firstToTellOf() != announcedAlarm_) tellOfFirstAlarm();
 }
 
 void Reactor::tellOfFirstAlarm() {
-  announcedAlarm_ = firstAt();
+  announcedAlarm_ = firstToTellOf();
   firstAlarmIsAt(announcedAlarm_);
 }
 

@@ -131,6 +131,17 @@ class Reactor {
   /// Drops everything that it holds, without a call; false when it held nothing.
   bool drop();
 
+  /// The alarms of one instant, which one thread rings one after the other.
+  struct Round {
+    std::shared_ptr<Alarm> first;
+    Clock::Instant at;
+  };
+  /// The round that is due at `now`, its first alarm taken already; `first` is null when none is due. Nobody
+  /// is told of the others before `helpAt`: should one of them block its thread, another goes on from then.
+  Round beginRound(Clock::Instant now, Clock::Instant helpAt);
+  /// Takes another alarm of the round that rings at `at`; null when it is over.
+  std::shared_ptr<Alarm> nextOfRound(Clock::Instant at);
+
   /// The report of a watched descriptor that is readable; empty when it is watched no more.
   Work takeReport(WatchId id, bool hungUp);
 
@@ -139,7 +150,7 @@ class Reactor {
   virtual void workCame() = 0;
   /// One piece of it was taken.
   virtual void workWasTaken(bool moreIsLeft) = 0;
-  /// The first alarm is to be told of at another time now, or `never`.
+  /// The first alarm is to be told of at another time now, or `never`. To be told for nothing does no harm.
   virtual void firstAlarmIsAt(Clock::Instant at) = 0;
 
   /// As if nobody had been told of the first alarm.
@@ -153,6 +164,8 @@ class Reactor {
 
  private:
   Clock::Instant firstAt() const;
+  Clock::Instant firstToTellOf() const;
+  std::shared_ptr<Alarm> extractFirstAlarm();
   void alarmsChanged();
   void tellOfFirstAlarm();
 
@@ -162,6 +175,9 @@ class Reactor {
   std::atomic<bool> hasWork_ = false;
   std::map<AlarmKey, std::shared_ptr<Alarm>> alarms_;
   Clock::Instant announcedAlarm_ = never;
+  /// The round that a thread has begun, and when others are told of what is left of it.
+  Clock::Instant roundAt_ = never;
+  Clock::Instant helpAt_ = never;
   WatchId nextWatch_ = firstWatch;
 };
 
