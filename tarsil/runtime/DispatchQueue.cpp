@@ -245,6 +245,11 @@ class SerialQueue::Turn {
 void SerialQueue::async(Work work) {
   const std::lock_guard lock(mutex_);
   pieces_.push_back({++lastNumber_, std::move(work)});
+  // Whoever works the queue off takes it along. On virtual time its turn has a place among everything else's.
+  if (busy_ && !reactor()->isVirtual()) {
+    turn_ = lastNumber_;
+    return;
+  }
   postTurn(lastNumber_);
 }
 

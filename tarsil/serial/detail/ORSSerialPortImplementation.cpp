@@ -288,13 +288,16 @@ int ORSSerialPort::Implementation::duplicateDescriptor() {
 
 void ORSSerialPort::Implementation::readAvailable(const Line& line) {
   std::array<std::uint8_t, longestChunk> buffer;
+  std::size_t held = 0;
   for (int reads = 0; reads < mostReads && isReading(line); ++reads) {
     // A read that fails or finds nothing is no news: polling the modem lines tells when the device is gone.
     const auto count = line->read(buffer.data(), buffer.size());
     if (*count > 0) received(ByteView(buffer).first(*count));
     // A device that sends fast has more by now, and to be told of it costs more than to look. Where nothing
     // is left, a read would wait.
-    if (*count < longestChunk || !line->hasInput()) return;
+    if (*count < longestChunk) return;
+    held = held > *count ? held - *count : line->heldInput();
+    if (held == 0) return;
   }
 }
 

@@ -1,7 +1,9 @@
 #include "tarsil/serial/detail/OpenLine.hpp"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace tarsil::detail {
@@ -66,9 +68,15 @@ Result<std::size_t> OpenLine::read(void* buffer, std::size_t size) {
   return use([&] { return terminal_->read(descriptor_, buffer, size); });
 }
 
-bool OpenLine::hasInput() {
-  pollfd input{descriptor_, POLLIN, 0};
-  return *use([&] { return Result(::poll(&input, 1, 0)); }) > 0;
+std::size_t OpenLine::heldInput() {
+  const auto held = use([&] {
+    int count = 0;
+    if (::ioctl(descriptor_, FIONREAD, &count) == 0 && count > 0) return Result(count);
+    // What has come, but is not readable yet, poll waits for.
+    pollfd input{descriptor_, POLLIN, 0};
+    return Result(::poll(&input, 1, 0));
+  });
+  return static_cast<std::size_t>(std::max(*held, 0));
 }
 
 Result<std::size_t> OpenLine::write(ByteView bytes) {

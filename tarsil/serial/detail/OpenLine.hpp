@@ -43,8 +43,8 @@ class OpenLine {
   Result<int> getModemLines();
   Result<> setModemLines(int lines);
   Result<std::size_t> read(void* buffer, std::size_t size);
-  /// Whether there is something to read, so that `read` does not wait.
-  bool hasInput();
+  /// How many bytes there are at least that `read` does not wait for.
+  std::size_t heldInput();
   Result<std::size_t> write(ByteView bytes);
   /// A further descriptor of this opening.
   Result<int> duplicate();
