@@ -284,7 +284,9 @@ TEST_F(RunOnDevicesTest, AKilledHostsDeviceThatIsSilentIsNotStoodOn) {
   device.order("silence on");
   const auto ended = run(arguments("LodeTreadmill@" + device.path(), longWalk));
   EXPECT_EQ(ended.code, 8);
-  EXPECT_EQ(ended.errors, "tarsil: LodeTreadmill was not seen to stop\n");
+  // On a slow machine the killed host's watcher may still have the port when it is opened, which is told
+  // first.
+  EXPECT_THAT(ended.errors, EndsWith("tarsil: LodeTreadmill was not seen to stop\n"));
   EXPECT_THAT(ended.output, Not(HasSubstr("  start ")));
 }
 
