@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <string_view>
@@ -12,6 +13,12 @@
 #include "tests/helpers/hex.hpp"
 
 namespace tarsil::twins {
+
+/// How many operations a driver and its twin get.
+inline int operationsWanted() {
+  const char* wanted = std::getenv("TWIN_OPERATIONS");
+  return wanted ? std::atoi(wanted) : 3000;
+}
 
 /// The process, or the thread, would stop here.
 struct Stops {};

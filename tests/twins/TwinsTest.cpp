@@ -4,7 +4,6 @@
 
 #include <array>
 #include <chrono>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <string>
@@ -141,8 +140,7 @@ class TwinsTest : public testing::TestWithParam<Pair> {
 };
 
 TEST_P(TwinsTest, DoTheSame) {
-  const char* wanted = std::getenv("TWIN_OPERATIONS");
-  const int operations = wanted ? std::atoi(wanted) : 3000;
+  const int operations = operationsWanted();
   int done = 0;
   int stopped = 0;
   for (unsigned seed = 1; done < operations; ++seed) {

@@ -60,10 +60,10 @@ class MEDXINGSpO2 final : public KivStressDevice,
                                              const std::shared_ptr<BluetoothPeripheral>& disconnected,
                                              const std::optional<BluetoothError>& error) override;
 
-  /// Stores the service `serviceid` and asks for its characteristics.
+  /// Stores the service `serviceid` of the peripheral that answers and asks that one for its characteristics.
   void peripheralDidDiscoverServices(const std::shared_ptr<BluetoothPeripheral>& discovered,
                                      const std::optional<BluetoothError>& error) override;
-  /// Switches the notifications of `characteristicid` on.
+  /// Switches the notifications of `characteristicid` on, whichever service it belongs to.
   void peripheralDidDiscoverCharacteristicsForService(const std::shared_ptr<BluetoothPeripheral>& discovered,
                                                       const std::shared_ptr<BluetoothService>& service,
                                                       const std::optional<BluetoothError>& error) override;
