@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "bench/allocations/allocations.hpp"
+#include "bench/median.hpp"
 #include "simulators/lines/PseudoTerminal.hpp"
 #include "tarsil/drivers/treadmill/TrackMaster.hpp"
 #include "tarsil/drivers/vitals/BPDevice.hpp"
@@ -119,12 +120,6 @@ struct Cost {
   double allocations;
 };
 
-double median(std::vector<double>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
 double microseconds(Nanoseconds time) {
   return std::chrono::duration<double, std::micro>(time).count();
 }
@@ -144,7 +139,7 @@ Cost costOf(Line& line, const std::function<void()>& command, const std::functio
     allocations.push_back(static_cast<double>(bench::allocations() - before));
     afterwards();
   }
-  return {median(own), median(withWrite), median(allocations)};
+  return {bench::median(own), bench::median(withWrite), bench::median(allocations)};
 }
 
 struct Command {

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/median.hpp"
 #include "tarsil/serial/ORSSerialPacketDescriptor.hpp"
 #include "tarsil/serial/detail/PacketListener.hpp"
 
@@ -111,12 +112,6 @@ double nanoseconds(const std::function<void()>& pass) {
   return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count();
 }
 
-double median(std::vector<double>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
 void matching(benchmark::State& state, Shape shape, Stream part) {
   const auto maximum = static_cast<std::size_t>(state.range(0));
   Bytes stream;
@@ -136,9 +131,9 @@ void matching(benchmark::State& state, Shape shape, Stream part) {
   }
   if ((packets > 0) != (part == packet)) state.SkipWithError("what is found is not what is there");
   const auto bytes = static_cast<double>(stream.size());
-  state.counters["ns/byte"] = median(times) / bytes;
-  state.counters["memmem"] = median(timesOfMemmem) / bytes;
-  state.counters["ratio"] = median(times) / median(timesOfMemmem);
+  state.counters["ns/byte"] = bench::median(times) / bytes;
+  state.counters["memmem"] = bench::median(timesOfMemmem) / bytes;
+  state.counters["ratio"] = bench::median(times) / bench::median(timesOfMemmem);
   state.counters["bytes"] = bytes * static_cast<double>(times.size());
 }
 

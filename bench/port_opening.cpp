@@ -8,14 +8,13 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/median.hpp"
 #include "simulators/lines/PseudoTerminal.hpp"
 #include "tarsil/core/KivStressPortDelegate.hpp"
 #include "tarsil/core/StressECGDeviceManager.hpp"
@@ -95,12 +94,6 @@ double microsecondsOf(const std::function<void()>& call) {
   return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count();
 }
 
-double median(std::vector<double>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
 void opening(benchmark::State& state) {
   Station station;
   const simulators::PseudoTerminal terminal;
@@ -115,9 +108,9 @@ void opening(benchmark::State& state) {
     station.close();
   }
   if (!isOpen) state.SkipWithError("the port does not open");
-  state.counters["bare"] = median(bareTimes);
-  state.counters["openPort"] = median(times);
-  state.counters["ratio"] = median(times) / median(bareTimes);
+  state.counters["bare"] = bench::median(bareTimes);
+  state.counters["openPort"] = bench::median(times);
+  state.counters["ratio"] = bench::median(times) / bench::median(bareTimes);
 }
 
 BENCHMARK(opening)->Iterations(300);

@@ -5,7 +5,6 @@
 // are left out discard what they receive.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +16,7 @@
 #include <vector>
 
 #include "bench/allocations/allocations.hpp"
+#include "bench/median.hpp"
 #include "tarsil/drivers/ergometer/ErgolineP10.hpp"
 #include "tarsil/drivers/ergometer/ErgosanaP10.hpp"
 #include "tarsil/drivers/treadmill/LodeOEMTreadmill.hpp"
@@ -93,12 +93,6 @@ double nanosecondsAByte(ORSSerialPortDelegate& receiver, const Chunks& chunks) {
   return taken.count() / static_cast<double>(kilobyte);
 }
 
-double median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
 void receivedBytes(benchmark::State& state, Receiver (*makeReceiver)(), const Chunks& chunks) {
   writeNoLog();
   bytesSoFar = 0;
@@ -113,8 +107,8 @@ void receivedBytes(benchmark::State& state, Receiver (*makeReceiver)(), const Ch
     timesOfNew.push_back(nanosecondsAByte(*makeReceiver(), chunks));
     timesOfOld.push_back(nanosecondsAByte(*old, chunks));
   }
-  state.counters["ns/byte"] = median(timesOfOld);
-  state.counters["ratio"] = median(timesOfOld) / median(timesOfNew);
+  state.counters["ns/byte"] = bench::median(timesOfOld);
+  state.counters["ratio"] = bench::median(timesOfOld) / bench::median(timesOfNew);
 
   const std::size_t before = bench::allocations();
   receive(*old, chunks, kilobyte);
