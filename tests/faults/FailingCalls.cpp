@@ -75,6 +75,7 @@ const std::map<std::string, Errors>& plausible() {
       {"ioctl TIOCGEXCL", {EINTR, ENOTTY}},
       {"ioctl TIOCOUTQ", {EINTR, EIO}},
       {"ioctl TCFLSH", {EINTR, EIO}},
+      {"ioctl FIONREAD", {EINTR, EIO, ENOTTY}},
       {"memfd_create", noDescriptor},
       {"memory", {ENOMEM}},
       {"mmap", {ENOMEM}},
@@ -162,7 +163,7 @@ std::string ioctlName(unsigned long request) {
       {TCGETS2, "ioctl TCGETS2"},   {TCSETS2, "ioctl TCSETS2"},     {TCSETSW2, "ioctl TCSETSW2"},
       {TIOCMGET, "ioctl TIOCMGET"}, {TIOCMSET, "ioctl TIOCMSET"},   {TIOCEXCL, "ioctl TIOCEXCL"},
       {TIOCNXCL, "ioctl TIOCNXCL"}, {TIOCGEXCL, "ioctl TIOCGEXCL"}, {TIOCOUTQ, "ioctl TIOCOUTQ"},
-      {TCFLSH, "ioctl TCFLSH"},
+      {TCFLSH, "ioctl TCFLSH"},     {FIONREAD, "ioctl FIONREAD"},
   };
   const auto name = names.find(request);
   return name == names.end() ? "ioctl" : name->second;
