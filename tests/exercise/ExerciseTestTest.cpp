@@ -298,6 +298,20 @@ TEST_F(ExerciseTestTest, ADeviceThatFallsSilentIsStopped) {
   EXPECT_THAT(all<ProtectiveStop>(), SizeIs(1));
 }
 
+TEST_F(ExerciseTestTest, ABeltThatIsNotSeenToStopIsWaitedForUntilTheAlarmSaysSo) {
+  add("LodeTreadmill", "exercise");
+  begin({.exercise = {"LodeTreadmill", portOf("exercise")}}, walk);
+  ASSERT_TRUE(advanceUntil([&] { return test_->phaseIndex() == 1; }));
+  devices_.at("exercise")->beSilent(true);
+  test_->stop("enough");
+  ASSERT_TRUE(reach(State::closing));
+  const auto [alarmedAt, alarm] = all<AlarmRaised>().back();
+  EXPECT_EQ(alarm.kind, AlarmKind::notSeenToStop);
+  EXPECT_LE(Clock::now() - alarmedAt, 1s);
+  ASSERT_TRUE(finish());
+  EXPECT_THAT(test_->missing(), Contains("LodeTreadmill was not seen to stop"));
+}
+
 TEST_F(ExerciseTestTest, ABicyclesRampIsAskedForInWholeWatts) {
   add("ErgosanaK4.8P10", "exercise");
   begin({.exercise = {"ErgosanaK4.8P10", portOf("exercise")}},

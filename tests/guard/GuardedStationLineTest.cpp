@@ -202,6 +202,16 @@ class ScriptedPowerTest : public ScriptedErgometerTest {
     run(30s);
     EXPECT_THAT(station_->alarms(), SizeIs(0));
   }
+
+  /// Loads that were reported before this event.
+  template <class What>
+  std::ptrdiff_t loadsBefore() const {
+    const auto end = std::find_if(events_.begin(), events_.end(), [](const Event& event) {
+      return std::holds_alternative<What>(event.what);
+    });
+    return std::count_if(events_.begin(), end,
+                         [](const Event& event) { return std::holds_alternative<LoadMeasured>(event.what); });
+  }
 };
 
 TEST_F(ScriptedPowerTest, LessThanAskedIsAnAlarmUntilItFollows) {
@@ -226,6 +236,34 @@ TEST_F(ScriptedPowerTest, MoreThanAskedIsAProtectiveStop) {
   ASSERT_THAT(all<ProtectiveStop>(), SizeIs(1));
   EXPECT_EQ(all<ProtectiveStop>()[0].cause, AlarmKind::fasterThanAsked);
   EXPECT_EQ(station_->state(), GuardedStation::State::stopping);
+}
+
+TEST_F(ScriptedPowerTest, AStopTakesTwoZerosThatFollowIt) {
+  run(100ms);  // no answer is on its way
+  events_.clear();
+  EXPECT_TRUE(station_->stop().isAccepted());
+  power = "B000\r";
+  run(10s);
+  ASSERT_THAT(all<StandstillSeen>(), SizeIs(1));
+  EXPECT_EQ(loadsBefore<StandstillSeen>(), 2);
+}
+
+TEST_F(ScriptedPowerTest, TheZerosThatCauseAStopDoNotEndIt) {
+  events_.clear();
+  power = "B000\r";
+  run(10s);
+  ASSERT_THAT(all<StandstillSeen>(), SizeIs(1));
+  EXPECT_EQ(loadsBefore<ProtectiveStop>(), 2);
+  EXPECT_EQ(loadsBefore<StandstillSeen>(), 4);
+}
+
+TEST_F(ScriptedPowerTest, ACloseIsToldBeforeTheStopThatItAsksFor) {
+  events_.clear();
+  station_->close();
+  const auto asked = all<Asked>();
+  ASSERT_THAT(asked, SizeIs(2));
+  EXPECT_EQ(asked[0].command, Command::close);
+  EXPECT_EQ(asked[1].command, Command::stop);
 }
 
 TEST_F(ScriptedPowerTest, NoHalfFromBeforeASilenceIsCompletedAfterIt) {
