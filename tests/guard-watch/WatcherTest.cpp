@@ -7,8 +7,10 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,6 +23,9 @@
 #include <string>
 #include <thread>
 
+#include "tarsil/guard/watch/detail/WatchPage.hpp"
+#include "tarsil/guard/watch/detail/watchNames.hpp"
+#include "tarsil/guard/watch/detail/watcherProgram.hpp"
 #include "tarsil/guard/watch/lastWatch.hpp"
 #include "tarsil/support/FileDescriptor.hpp"
 #include "tests/guard-watch/WatchedLine.hpp"
@@ -434,6 +439,51 @@ TEST_F(WatcherTest, HeartbeatsOfSeveralThreadsCount) {
   for (int beat = 0; beat < 1000; ++beat) EXPECT_EQ(watcher->alive(), State::watching);
   other.join();
   EXPECT_EQ(watcher->disarm(), State::disarmed);
+}
+
+TEST_F(WatcherTest, AnAnswerOfAnotherLayoutIsNone) {
+  const FileDescriptor mail(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  const detail::MailAddress address(name);
+  ASSERT_EQ(bind(mail.get(), address.get(), address.length()), 0);
+  const auto answerWith = [&](const detail::WatchRecord& record) {
+    std::thread otherVersion([&] {
+      char wish = 0;
+      sockaddr_un asker{};
+      socklen_t length = sizeof asker;
+      recvfrom(mail.get(), &wish, 1, 0, reinterpret_cast<sockaddr*>(&asker), &length);
+      sendto(mail.get(), &record, sizeof record, 0, reinterpret_cast<const sockaddr*>(&asker), length);
+    });
+    auto heard = lastWatch(name, records);
+    otherVersion.join();
+    return heard;
+  };
+  detail::WatchRecord record;
+  EXPECT_TRUE(answerWith(record));
+  ++record.layout;
+  EXPECT_FALSE(answerWith(record));
+}
+
+TEST(WatcherProgramTest, BelongsToRootOrToTheOwnerOfTheHost) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  namespace files = std::filesystem;
+  std::string folder = files::temp_directory_path() / "watcher-program-XXXXXX";
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  const std::string host = folder + "/host";
+  const std::string program = folder + "/libexec/tarsil/tarsil-watcher";
+  files::create_directories(folder + "/libexec/tarsil");
+  files::copy_file(FINDING_HOST, host);
+  files::copy_file(detail::watcherProgram(), program);
+  const auto findsIt = [&](uid_t hostOwner, uid_t programOwner) {
+    EXPECT_EQ(chown(host.c_str(), hostOwner, 0) | chown(program.c_str(), programOwner, 0), 0);
+    return std::system((host + " " + program).c_str()) == 0;
+  };
+  constexpr uid_t user = 65534;
+  EXPECT_TRUE(findsIt(0, 0));
+  EXPECT_TRUE(findsIt(user, 0));
+  EXPECT_TRUE(findsIt(user, user));
+  EXPECT_FALSE(findsIt(0, user));
+  EXPECT_FALSE(findsIt(user, user - 1));
+  files::remove_all(folder);
 }
 
 class WatcherPlanTest : public WatcherTest {
