@@ -375,6 +375,15 @@ TEST_P(P10Framing, NeedsThreeDigits) {
   EXPECT_THAT(host.takeCalls(), testing::ElementsAre(ergometerPower(120)));
 }
 
+TEST_P(P10Framing, HandsOnALineThatIsNoFieldUnlessItHasLostItsBeginning) {
+  using Reply = ReplyFraming::Reply;
+  const Bytes longest = text("Version 1.23456\r");
+  EXPECT_THAT(framing->take(longest), testing::ElementsAre(Reply{longest, ReplyFraming::Kind::other}));
+  EXPECT_THAT(framing->take(text("XVersion 1.23456\r")), testing::IsEmpty());
+  framing->reset();
+  EXPECT_THAT(framing->take(text("Version\t1\r")), testing::IsEmpty());
+}
+
 // Start, set speed, set elevation, reset; "no session" and "emergency stop", the latter for the two that
 // move.
 TEST(LodeTreadmillFraming, TellsAStopAtTheMachineFromOtherRefusals) {
@@ -397,6 +406,20 @@ TEST(BPDeviceFraming, NeedsThreeDigitsInFrontOfTheLetter) {
   EXPECT_THAT(framing->take(text("x01A\n\r+0120\n\r+0080\n\r+0072\n\r")), testing::IsEmpty());
   EXPECT_EQ(framing->take(text("001A\n\r+0120\n\r+0080\n\r+0072\n\r")).size(), 1U);
 }
+
+class MEDXINGFraming : public testing::TestWithParam<std::size_t> {};
+
+// A frame's length is learnt from the marks of four.
+TEST_P(MEDXINGFraming, LearnsEveryLengthThatAFrameMayHave) {
+  Bytes frame{0xFF, 0xFE, 0x0A, 0x01, 0x23, 0x95, 0x00, 0x00, 97};
+  frame.resize(GetParam());
+  const auto framing = standardCatalogue().modelNamed("MEDXINGPort")->makeFraming();
+  for (int frames = 0; frames < 3; ++frames) EXPECT_THAT(framing->take(frame), testing::IsEmpty());
+  EXPECT_THAT(framing->take(frame),
+              testing::ElementsAre(ReplyFraming::Reply{frame, ReplyFraming::Kind::saturation}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, MEDXINGFraming, testing::Values(9, 10, 31, 32));
 
 std::vector<DeviceModel> serialModels() {
   auto models = standardCatalogue().models();

@@ -50,8 +50,6 @@ class TrackMasterFraming final : public ReplyFraming {
   void handOver(const Reply& reply, KivStressDevice& decoder, ORSSerialPort& port) const override {
     auto& treadmill = dynamic_cast<TrackMaster&>(decoder);
     treadmill.result.clear();
-    treadmill.isState = false;
-    treadmill.isStop = false;
     treadmill.serialPortDidReceiveData(port, reply.bytes);
   }
 };
