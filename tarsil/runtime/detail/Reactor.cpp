@@ -24,13 +24,8 @@ void Reactor::schedule(std::shared_ptr<Alarm> alarm, Clock::Instant at) {
 }
 
 void Reactor::unschedule(const Alarm& alarm) {
-  // The alarm may end with its entry, and then runs code of its own: not under the lock.
-  std::shared_ptr<Alarm> removed;
   const std::lock_guard lock(mutex_);
-  const auto entry = alarms_.find({alarm.at_, alarm.order_});
-  if (entry == alarms_.end()) return;
-  removed = std::move(entry->second);
-  alarms_.erase(entry);
+  if (alarms_.erase({alarm.at_, alarm.order_}) == 0) return;
   alarmsChanged();
 }
 

@@ -77,7 +77,8 @@ class Reactor {
   static constexpr Clock::Instant never = Clock::Instant::max();
   /// The alarm rings at `at`; it must not be scheduled already.
   void schedule(std::shared_ptr<Alarm> alarm, Clock::Instant at);
-  /// Does nothing when the alarm is not scheduled.
+  /// Does nothing when the alarm is not scheduled. Whoever asks holds it: it does not end here, under the
+  /// lock.
   void unschedule(const Alarm& alarm);
 
   using WatchId = DescriptorSet::Id;
