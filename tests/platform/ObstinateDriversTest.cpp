@@ -1,18 +1,24 @@
 // What LinuxTerminal does with drivers that no machine without the adapter has.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <termios.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "tarsil/platform/linux/LinuxTerminal.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 
 namespace tarsil {
 namespace {
@@ -32,6 +38,9 @@ class ScriptedDriver final : public TerminalDriver {
   int failures = -1;
   /// How many bytes are unsent at each look; the last count stays.
   std::vector<int> unsent{0};
+  /// The write that is under way ends when the driver has been asked this often.
+  int obstinacy = 1;
+  std::function<void()> lastWriteEnds = [] {};
 
   TerminalAttributes settings;
   int lines = TIOCM_CTS;
@@ -74,7 +83,10 @@ class ScriptedDriver final : public TerminalDriver {
     calls.emplace_back("discard");
     return 0;
   }
-  void endWrites(int) override { calls.emplace_back("end writes"); }
+  void endWrites(int) override {
+    calls.emplace_back("end writes");
+    if (--obstinacy == 0) lastWriteEnds();
+  }
   void pause() override { ++pauses; }
 
   int pauses = 0;
@@ -266,6 +278,28 @@ TEST_F(ObstinateDriversTest, GivesUpOnOutputThatStandsStill) {
   EXPECT_EQ(apply(line(9600), Apply::afterOutputDrains), 0);
   EXPECT_THAT(driver->calls, ElementsAre("discard", "set"));
   EXPECT_EQ(driver->pauses, 2 + 300);
+}
+
+TEST_F(ObstinateDriversTest, EndsTheWriteThatIsUnderWayBeforeItGivesItsOutputUp) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  const FileDescriptor device(ends[0]);
+  const FileDescriptor port(ends[1]);
+  const int capacity = fcntl(port.get(), F_GETPIPE_SZ);
+  const std::vector<char> much(2 * static_cast<std::size_t>(capacity));
+  std::size_t written = 0;
+  std::thread writer([&] { written = *terminal.write(port.get(), much.data(), much.size()); });
+  for (int held = 0; held < capacity; ioctl(device.get(), FIONREAD, &held)) std::this_thread::yield();
+  driver->obstinacy = 3;
+  driver->lastWriteEnds = [&] {
+    std::vector<char> taken(much.size());
+    EXPECT_EQ(read(device.get(), taken.data(), taken.size()), capacity);
+    writer.join();
+  };
+  driver->unsent = {9};
+  EXPECT_EQ(terminal.setAttributes(port.get(), Apply::afterOutputDrains, line(9600)).error(), 0);
+  EXPECT_THAT(driver->calls, ElementsAre("end writes", "end writes", "end writes", "discard", "set"));
+  EXPECT_LT(written, much.size());
 }
 
 TEST_F(ObstinateDriversTest, DoesNotWaitForOutputOfAVanishedDevice) {

@@ -216,6 +216,14 @@ TEST_F(SettledReadSourceTest, ASocketWhosePeerIsGone) {
   EXPECT_THAT(settle(), IsEmpty());
 }
 
+TEST_F(SettledReadSourceTest, ARegularFile) {
+  const FileDescriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+  watch(file.get());
+  EXPECT_THAT(settle(), IsEmpty());
+  source->cancel();
+  EXPECT_THAT(settle(), ElementsAre("cancelled"));
+}
+
 TEST_F(SettledReadSourceTest, ASocketWhoseErrorHasPassedGoesOn) {
   // A datagram to a closed port comes back as an error of the next call; the socket itself is sound.
   const FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));

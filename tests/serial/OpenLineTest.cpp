@@ -49,6 +49,15 @@ TEST_F(OpenLineTest, ReadAndWriteAnswerACountOrTheErrorNumber) {
   EXPECT_EQ(line->read(buffer.data(), buffer.size()).error(), EAGAIN);
 }
 
+TEST_F(OpenLineTest, TellsHowMuchInputThereIs) {
+  EXPECT_EQ(line->heldInput(), 0U);
+  terminal->deliver(hex("aa bb"));
+  EXPECT_EQ(line->heldInput(), 2U);
+  Bytes buffer(2);
+  EXPECT_EQ(line->read(buffer.data(), buffer.size()), 2U);
+  EXPECT_EQ(line->heldInput(), 0U);
+}
+
 TEST_F(OpenLineTest, RestoresAndClosesWhenTheLastShareGoes) {
   EXPECT_TRUE(line->saveAttributes());
   terminal->forgetCalls();
