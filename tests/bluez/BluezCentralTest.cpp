@@ -13,6 +13,7 @@
 #include "tarsil/codec/BinaryDecimalHex.hpp"
 #include "tarsil/drivers/vitals/MEDXINGSpO2.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/runtime/Timer.hpp"
 #include "tests/bluez/FakeBluez.hpp"
 #include "tests/helpers/ChildProcess.hpp"
 #include "tests/helpers/PrintedLines.hpp"
@@ -91,6 +92,12 @@ class BluezCentralTest : public testing::Test {
   }
   bool isCalled(const std::string& method, std::size_t times = 1) {
     return until([&] { return bluez->count(method) >= times; });
+  }
+  /// What waits for its next try when this begins has had it then.
+  void letAPausePass() {
+    bool hasPassed = false;
+    Timer::scheduledOn(RunLoop::main(), 1s, false, [&](Timer&) { hasPassed = true; });
+    ASSERT_TRUE(until([&] { return hasPassed; }));
   }
   /// A central that is on and scans, and an oximeter that it has found.
   void discover() {
@@ -432,6 +439,28 @@ TEST_F(BluezCentralTest, AnAnswerFromBeforeALossCountsForNothing) {
   EXPECT_TRUE(isCalled("StartDiscovery", 2));
 }
 
+TEST_F(BluezCentralTest, ATryFromBeforeALossCountsForNothing) {
+  bluez = std::make_unique<FakeBluez>();
+  adapter = bluez->addAdapter("hci0", true);
+  makeCentral();
+  ASSERT_TRUE(hears("poweredOn"));
+  bluez->failNext("StartDiscovery", {"org.bluez.Error.InProgress"});
+  central->scanForPeripherals();
+  ASSERT_TRUE(isCalled("StopDiscovery"));  // it pauses before it tries again
+  bluez->setPowered(adapter, false);
+  bluez->setPowered(adapter, true);
+  ASSERT_TRUE(until([&] { return relay->count("poweredOn") == 2; }));
+  bluez->hold("StartDiscovery");
+  central->scanForPeripherals();
+  ASSERT_TRUE(isCalled("StartDiscovery", 2));
+  letAPausePass();
+  central->scanForPeripherals();
+  bluez->answer("StartDiscovery");
+  central->stopScan();
+  ASSERT_TRUE(isCalled("StopDiscovery", 2));
+  EXPECT_EQ(bluez->count("StartDiscovery"), 2U);
+}
+
 // ---- connections ----
 
 TEST_F(BluezCentralTest, TellsAConnectionOnce) {
@@ -626,6 +655,30 @@ TEST_F(BluezCentralTest, ACentralThatIsDroppedEndsItsConnections) {
   EXPECT_THAT(relay->heard, IsEmpty());
 }
 
+TEST_F(BluezCentralTest, ACentralThatIsDroppedHasNothingToEndWhereItOnlyWaits) {
+  discover();
+  bluez->hold("Connect");
+  central->connect(peripheral);
+  ASSERT_TRUE(isCalled("Connect"));
+  bluez->remove(device);
+  bluez->addDevice(adapter, {.address = "C0:11:22:33:44:66", .name = "next", .RSSI = -57});
+  ASSERT_TRUE(hears("discovered next"));
+  central = nullptr;
+  EXPECT_THAT(printed.diagnostic(), IsEmpty());
+}
+
+TEST_F(BluezCentralTest, AScanAttemptsNoConnectionThatIsThereAlready) {
+  connect();
+  bluez->takeCalls();
+  central->scanForPeripherals();
+  ASSERT_TRUE(isCalled("StartDiscovery"));
+  bluez->addDevice(adapter, {.address = "C0:11:22:33:44:66", .name = "next", .RSSI = -57});
+  ASSERT_TRUE(hears("discovered next"));  // that the scan runs was answered before
+  central->stopScan();
+  ASSERT_TRUE(isCalled("StopDiscovery"));
+  EXPECT_EQ(bluez->count("Connect"), 0U);
+}
+
 TEST_F(BluezCentralTest, EndsAnAttemptOnRequest) {
   discover();
   bluez->hold("Connect");
@@ -659,6 +712,21 @@ TEST_F(BluezCentralTest, AnswersWithTheServicesWhenBluezHasResolvedThem) {
   ASSERT_TRUE(until([&] { return answers->heard.size() == 2; }));
   EXPECT_THAT(answers->heard, ElementsAre("services FFB0 6E400001-B5A3-F393-E0A9-E50E24DCCA9E",
                                           "characteristics of FFB0 FFB2"));
+}
+
+TEST_F(BluezCentralTest, LeavesTheServicesOfOtherDevices) {
+  connect();
+  service = bluez->addService(device, "service0010", serviceUUID);
+  const std::string other =
+      bluez->addDevice(adapter, {.address = "C0:11:22:33:44:66", .name = "next", .RSSI = -57});
+  const std::string others = bluez->addService(other, "service0010", "6e400001-b5a3-f393-e0a9-e50e24dcca9e");
+  bluez->addCharacteristic(others, "char0011", characteristicUUID);
+  bluez->setFlag(device, "ServicesResolved", true);
+  peripheral->discoverServices();
+  ASSERT_TRUE(until([&] { return !answers->heard.empty(); }));
+  peripheral->discoverCharacteristics(peripheral->services().front());
+  ASSERT_TRUE(until([&] { return answers->heard.size() == 2; }));
+  EXPECT_THAT(answers->heard, ElementsAre("services FFB0", "characteristics of FFB0"));
 }
 
 TEST_F(BluezCentralTest, WithoutAConnectionThereAreNoServices) {
@@ -704,6 +772,22 @@ TEST_F(BluezCentralTest, ABusySubscriptionIsRepeatedAndARefusedOneTold) {
   ASSERT_TRUE(until([&] { return !answers->heard.empty(); }));
   EXPECT_THAT(answers->heard, ElementsAre("FFB2 is quiet, error notSupported"));
   EXPECT_EQ(bluez->count("StartNotify"), 2U);
+}
+
+TEST_F(BluezCentralTest, ASubscriptionThatIsWithdrawnIsNotRepeated) {
+  subscribe();
+  const auto target = peripheral->services().front()->characteristics().front();
+  bluez->failNext("StartNotify", {"org.bluez.Error.InProgress"});
+  bluez->takeCalls();
+  peripheral->setNotifyValue(true, target);
+  peripheral->discoverServices();
+  ASSERT_TRUE(until([&] { return answers->heard.size() == 1; }));  // the error was answered before
+  peripheral->setNotifyValue(false, target);
+  letAPausePass();
+  peripheral->discoverServices();
+  ASSERT_TRUE(until([&] { return answers->heard.size() == 3; }));
+  EXPECT_THAT(answers->heard, ElementsAre("services FFB0", "FFB2 is quiet", "services FFB0"));
+  EXPECT_EQ(bluez->count("StartNotify"), 1U);
 }
 
 TEST_F(BluezCentralTest, SubscribesAnewAfterALoss) {
