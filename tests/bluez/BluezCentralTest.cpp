@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -15,7 +14,7 @@
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/runtime/Timer.hpp"
 #include "tests/bluez/FakeBluez.hpp"
-#include "tests/helpers/ChildProcess.hpp"
+#include "tests/bluez/PrivateBus.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/RelayingCentralDelegate.hpp"
 
@@ -70,17 +69,6 @@ class RecordingPeripheralDelegate : public BluetoothPeripheralDelegate {
 
 class BluezCentralTest : public testing::Test {
  protected:
-  BluezCentralTest() { startBus("open"); }
-
-  void startBus(const std::string& configuration) {
-    bus = std::make_unique<ChildProcess>(std::vector<std::string>{
-        "dbus-daemon", std::string("--config-file=") + BUS_CONFIGURATION + "/" + configuration + ".conf",
-        "--nofork", "--nopidfile", "--print-address=1"});
-    const bool started = RunLoop::main().runUntil([&] { return !bus->lines().empty(); }, 10s);
-    if (!started) throw std::runtime_error("dbus-daemon does not start: is it installed?");
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus->lines().front().c_str(), 1);
-  }
-
   void makeCentral() {
     central = makeBluezCentral();
     central->setDelegate(relay);
@@ -141,7 +129,7 @@ class BluezCentralTest : public testing::Test {
   }
 
   PrintedLines printed;
-  std::unique_ptr<ChildProcess> bus;
+  std::unique_ptr<PrivateBus> bus = std::make_unique<PrivateBus>();
   std::unique_ptr<FakeBluez> bluez;
   std::shared_ptr<BluetoothCentral> central;
   std::shared_ptr<RelayingCentralDelegate> relay = std::make_shared<RelayingCentralDelegate>();
@@ -219,7 +207,7 @@ TEST_F(BluezCentralTest, ADaemonThatGoesIsExpectedBack) {
 }
 
 TEST_F(BluezCentralTest, ARefusalOfTheBusIsToldAsSuch) {
-  startBus("closed");
+  bus = std::make_unique<PrivateBus>("closed");
   bluez = std::make_unique<FakeBluez>();
   bluez->addAdapter("hci0", true);
   makeCentral();
@@ -228,7 +216,7 @@ TEST_F(BluezCentralTest, ARefusalOfTheBusIsToldAsSuch) {
 
 TEST_F(BluezCentralTest, ABusThatIsLostEndsBluetoothForGood) {
   connect();
-  bus->signal(SIGKILL);
+  bus->kill();
   ASSERT_TRUE(hears("unsupported"));
   EXPECT_THAT(relay->heard, ElementsAre("disconnected centralUnavailable", "unsupported"));
   central->scanForPeripherals();
@@ -513,6 +501,44 @@ TEST_F(BluezCentralTest, AnAttemptThatBreaksOffIsRepeated) {
   ASSERT_TRUE(hears("connected"));
   EXPECT_EQ(bluez->count("Connect"), 3U);
   EXPECT_THAT(relay->heard, ElementsAre("connected"));
+}
+
+TEST_F(BluezCentralTest, AnotherInterfaceThatGoesTakesNoAnswerWithIt) {
+  discover();
+  bluez->hold("Connect");
+  central->connect(peripheral);
+  ASSERT_TRUE(isCalled("Connect"));
+  bluez->removeInterface(device, "org.bluez.Battery1");
+  bluez->announce(device, deviceInterface, {{"Name", sdbus::Variant(std::string("Renamed"))}});
+  ASSERT_TRUE(hears("discovered Renamed"));
+  bluez->answer("Connect", "org.bluez.Error.Failed");
+  EXPECT_TRUE(isCalled("Connect", 2));
+}
+
+TEST_F(BluezCentralTest, ADeviceThatComesBackWhileTheLoopRunsWithinACallLosesNoAnswer) {
+  connect();
+  bluez->takeCalls();
+  bluez->hold("Connect");
+  struct Reconnecter : BluetoothCentralDelegate {
+    void centralManagerDidDisconnectPeripheral(BluetoothCentral& told,
+                                               const std::shared_ptr<BluetoothPeripheral>& lost,
+                                               const std::optional<BluetoothError>&) override {
+      told.connect(lost);
+      attempted = comesBack();
+    }
+    std::function<bool()> comesBack;
+    bool attempted = false;
+  };
+  const auto reconnecter = std::make_shared<Reconnecter>();
+  reconnecter->comesBack = [this] {
+    bluez->addDevice(adapter, {.name = "MEDXING-SpO2", .RSSI = -57});
+    return isCalled("Connect");
+  };
+  central->setDelegate(reconnecter);
+  bluez->remove(device);
+  ASSERT_TRUE(until([&] { return reconnecter->attempted; }));
+  bluez->answer("Connect", "org.bluez.Error.Failed");
+  EXPECT_TRUE(isCalled("Connect", 2));
 }
 
 TEST_F(BluezCentralTest, ARefusedConnectionFails) {

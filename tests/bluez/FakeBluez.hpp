@@ -15,8 +15,9 @@
 
 namespace tarsil {
 
-/// A BlueZ that does what the test says, on the bus of DBUS_SYSTEM_BUS_ADDRESS. It runs on the main loop,
-/// like what is under test: a call that waited for its answer there would wait for ever.
+/// A BlueZ that does what the test says, on the bus of DBUS_SYSTEM_BUS_ADDRESS. It lives on one queue, where
+/// all of it is called: the main one, like what is under test, so that a call that waited for its answer
+/// there would wait for ever; or a serial one, so that it goes its own way.
 class FakeBluez {
  public:
   /// What a device has when it appears.
@@ -31,7 +32,8 @@ class FakeBluez {
   enum class Objects { handedOut, withheld };
 
   /// One that withholds its objects answers the question for them with an error.
-  explicit FakeBluez(Objects objects = Objects::handedOut);
+  explicit FakeBluez(Objects objects = Objects::handedOut,
+                     const DispatchQueue& queue = DispatchQueue::main());
   ~FakeBluez();
   FakeBluez(const FakeBluez&) = delete;
   FakeBluez& operator=(const FakeBluez&) = delete;
@@ -44,8 +46,11 @@ class FakeBluez {
   std::string addDevice(const std::string& adapter, const Device& device);
   std::string addService(const std::string& device, const std::string& name, const std::string& UUID);
   std::string addCharacteristic(const std::string& service, const std::string& name, const std::string& UUID);
+  bool has(const std::string& path) const { return objects_.contains(path); }
   /// Removes the object and those below it.
   void remove(const std::string& path);
+  /// One of the object's interfaces goes.
+  void removeInterface(const std::string& path, const std::string& interface);
 
   void setPowered(const std::string& adapter, bool powered);
   /// A device's properties "Connected" and "ServicesResolved".
@@ -62,6 +67,8 @@ class FakeBluez {
   void failNext(const std::string& method, const std::vector<std::string>& errors);
   /// Calls of this method stay unanswered until `answer`.
   void hold(const std::string& method) { held_.try_emplace(method); }
+  /// Nothing fails and nothing is held from now on; what was held is answered.
+  void relent();
   /// Answers the calls that were held, with an error or none; the method is not held any more.
   void answer(const std::string& method, const std::optional<std::string>& error = std::nullopt);
 
@@ -79,7 +86,7 @@ class FakeBluez {
   void called(const std::string& method, const std::string& path, sdbus::Result<>&& result);
   void process();
 
-  std::unique_ptr<sdbus::IConnection> connection_;
+  std::shared_ptr<sdbus::IConnection> connection_;
   bool handsOutObjects_ = false;
   std::shared_ptr<DispatchSource> source_;
   std::map<std::string, std::unique_ptr<sdbus::IObject>> objects_;

@@ -1,5 +1,6 @@
 #include "tarsil/bluetooth/bluez/detail/BluezCentral.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "tarsil/bluetooth/bluez/detail/bluezError.hpp"
@@ -83,12 +84,14 @@ void BluezCentral::changed(const std::string& path, const std::string& interface
 }
 
 void BluezCentral::removed(const std::string& path, const std::vector<std::string>& interfaces) {
+  // First of all: a delegate that runs the loop may let the object come back, and be called. One that only
+  // loses another interface, as a device does its battery with each connection, still answers.
+  if (std::any_of(interfaces.begin(), interfaces.end(), BluezObjects::isCalled)) context_.bus->forget(path);
   for (const auto& interface : interfaces) {
     context_.objects.remove(path, interface);
     if (interface == BluezObjects::adapterInterface) chooseAdapter();
     if (interface == BluezObjects::deviceInterface) deviceRemoved(path);
   }
-  context_.bus->forget(path);
 }
 
 void BluezCentral::reasonTold(const std::string& path, const std::string& reason, const std::string& text) {

@@ -27,6 +27,11 @@ void BluezObjects::change(const std::string& path, const std::string& interface,
   }
 }
 
+bool BluezObjects::isCalled(const std::string& interface) {
+  return interface == adapterInterface || interface == deviceInterface ||
+         interface == characteristicInterface;
+}
+
 void BluezObjects::remove(const std::string& path, const std::string& interface) {
   if (interface == adapterInterface) adapters_.erase(path);
   if (interface == deviceInterface) devices_.erase(path);

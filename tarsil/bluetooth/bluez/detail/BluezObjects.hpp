@@ -30,6 +30,8 @@ class BluezObjects {
   static constexpr const char* adapterInterface = "org.bluez.Adapter1";
   static constexpr const char* deviceInterface = "org.bluez.Device1";
   static constexpr const char* characteristicInterface = "org.bluez.GattCharacteristic1";
+  /// Whether the interface is one of these, whose methods a central calls.
+  static bool isCalled(const std::string& interface);
 
   /// Adds an object, or the interfaces that are new on it.
   void add(const std::string& path, const Interfaces& interfaces);
