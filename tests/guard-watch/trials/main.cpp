@@ -130,7 +130,7 @@ class Host {
   }
   void waitForBeat() {
     pollfd beats{.fd = beats_.get(), .events = POLLIN, .revents = 0};
-    demand(poll(&beats, 1, 10'000) == 1 && lastBeat() > Duration::zero(), "the host did not begin");
+    demand(poll(&beats, 1, 60'000) == 1 && lastBeat() > Duration::zero(), "the host did not begin");
   }
   void waitForEnd() {
     pollfd end{.fd = beats_.get(), .events = 0, .revents = 0};
