@@ -218,7 +218,8 @@ void GuardedStation::Implementation::judgeSilence() {
   if (state_ == State::running && now - *silentSince_ >= longestSilence) {
     protectiveStop(AlarmKind::exerciseSilent);
   }
-  if (unanswered_ < reopeningPolls) return;
+  // It goes on while the line is opened anew: another program may take it, and keep it.
+  if (unanswered_ < reopeningPolls || !line_->isOpen()) return;
   hostWatch_->releaseWatcher();  // it has the line, too, and would keep it locked
   line_->reopen();
 }

@@ -144,8 +144,12 @@ void GuardedStation::Implementation::beat() {
     return leave();
   }
   judgeStop();
-  if (!line_->isOpen()) return;
   judgeSilence();
+  if (!line_->isOpen()) {
+    // A port that is to be opened anew and does not close still sends.
+    if (state_ == State::stopping) stopLine_->send();
+    return;
+  }
   if (state_ == State::running) walk();
   if (state_ == State::stopping) continueStop();
   poll();
