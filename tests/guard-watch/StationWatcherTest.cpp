@@ -1,18 +1,26 @@
 // A guarded station and its watcher, in real processes: what the host hears when the watcher goes.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "simulators/devices/simulatedDevices.hpp"
@@ -20,8 +28,11 @@
 #include "simulators/physics/Patient.hpp"
 #include "tarsil/guard/GuardedStation.hpp"
 #include "tarsil/guard/watch/detail/watcherProgram.hpp"
+#include "tarsil/platform/SystemPlatform.hpp"
+#include "tarsil/platform/TerminalWrapper.hpp"
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
+#include "tarsil/support/FileDescriptor.hpp"
 #include "tests/helpers/TemporaryUserFolders.hpp"
 #include "tests/helpers/plugInAdapter.hpp"
 
@@ -142,6 +153,59 @@ TEST_F(StationWatcherTest, ALineThatComesBackWithoutAWatcherIsAnAlarm) {
   ASSERT_TRUE(runUntil([this] { return alarm(AlarmKind::watcherLost).has_value(); }));
   EXPECT_EQ(alarm(AlarmKind::watcherLost),
             "no watcher for the new line: " + program().string() + ": No such file or directory");
+}
+
+/// Another opening of the line is always quicker to take its bytes, once they are there, than the read.
+class RobbedTerminal final : public TerminalWrapper {
+ public:
+  explicit RobbedTerminal(std::string path) : TerminalWrapper(systemTerminal()), path_(std::move(path)) {}
+
+  Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) override {
+    if (isRobbed) rob();
+    return TerminalWrapper::read(descriptor, buffer, size);
+  }
+
+  void rob() {
+    const FileDescriptor thief(::open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    std::array<char, 256> taken{};
+    while (isRobbed) {
+      pollfd bytes{.fd = thief.get(), .events = POLLIN, .revents = 0};
+      if (poll(&bytes, 1, 10) > 0 && ::read(thief.get(), taken.data(), taken.size()) <= 0) return;
+    }
+  }
+
+  std::atomic<bool> isRobbed = false;
+
+ private:
+  const std::string path_;
+};
+
+/// Its read waits for the next byte, and its port cannot close until that comes.
+class RobbedStationTest : public StationWatcherTest {
+ protected:
+  RobbedStationTest() {
+    if (geteuid() != 0) return;
+    auto robbed = *VirtualDeviceRegistry::shared()->devices().back();
+    unplug();
+    robbed.terminal = terminal_;
+    VirtualDeviceRegistry::shared()->add(std::make_shared<const SerialDevice>(std::move(robbed)));
+  }
+
+  const std::shared_ptr<RobbedTerminal> terminal_ = std::make_shared<RobbedTerminal>(line_.hostEnd().path());
+};
+
+TEST_F(RobbedStationTest, IsStoppedThroughAPortThatCannotClose) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root gets past the mark of an open port";
+  terminal_->isRobbed = true;
+  const auto has = [this](auto isMeant) { return std::any_of(events_.begin(), events_.end(), isMeant); };
+  ASSERT_TRUE(runUntil([&] {
+    return has([](const Event& event) { return std::holds_alternative<LineClosed>(event.what); });
+  }));
+  terminal_->isRobbed = false;
+  ASSERT_TRUE(runUntil([&] {
+    return has([](const Event& event) { return std::holds_alternative<StandstillSeen>(event.what); });
+  }));
+  EXPECT_EQ(treadmill_->truth().actual.speed, 0);
 }
 
 }  // namespace
