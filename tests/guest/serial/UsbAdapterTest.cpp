@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <future>
@@ -313,6 +314,21 @@ TEST_F(UsbAdapterTest, BringsEveryByteInItsOrderAtEveryLatency) {
     }
   }
   EXPECT_EQ(receivedBytes(), all);
+}
+
+// The rule that docs/performance.md gives to who administers a station.
+TEST_F(UsbAdapterTest, KeepsBytesNoLongerWhereARuleOfTheMachineSaysSo) {
+  daemon = nullptr;
+  const std::filesystem::path rules = "/run/udev/rules.d";
+  std::filesystem::create_directories(rules);
+  std::ofstream(rules / "99-latency.rules")
+      << R"(ACTION=="add", SUBSYSTEM=="usb-serial", DRIVER=="ftdi_sio", ATTR{latency_timer}="1")" << '\n';
+  daemon = std::make_unique<DeviceDaemon>();
+  adapter.emplace(0, "A1");
+  EXPECT_TRUE(until([this] { return adapter->last("latency ") == "1"; })) << adapter->last("latency ");
+  // With its rule.
+  daemon = nullptr;
+  daemon = std::make_unique<DeviceDaemon>();
 }
 
 TEST_F(UsbAdapterTest, TellsTwoOfAModelApart) {
