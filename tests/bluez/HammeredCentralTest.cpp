@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -107,6 +108,9 @@ class RestlessBluez {
     if (isRestless_ && below(4) == 0) disturb(adapters[below(2)]);
     if (!bluez_) return;
     for (const auto& call : bluez_->takeCalls()) obey(call);
+    // No faster than the main thread: what waits for it must not grow.
+    if (!mainTurned_->exchange(false)) return;
+    DispatchQueue::main().async([turned = mainTurned_] { *turned = true; });
     for (const auto& adapter : adapters) {
       if (!bluez_->has(characteristic(adapter))) continue;
       for (int i = 0; i < 4; ++i) {
@@ -180,6 +184,8 @@ class RestlessBluez {
   bool isRestless_;
   std::mt19937 random_{1};
   std::shared_ptr<DispatchSource> beat_;
+  /// Since the last notifications.
+  const std::shared_ptr<std::atomic<bool>> mainTurned_ = std::make_shared<std::atomic<bool>>(true);
 };
 
 /// Checks that it is called as it was promised. One that is eager takes the next step to a subscription in
@@ -367,7 +373,8 @@ class Host {
       case 18:
         return renewListener();
       default:
-        if (below(3) == 0) renewCentral();
+        // Seldom: what goes wrong for good shows in a central that has seen much.
+        if (below(20) == 0) renewCentral();
     }
   }
 
@@ -401,9 +408,7 @@ class Host {
         runsLoop_ = false;
         return;
       case 1:
-        return renewCentral();
-      case 2:
-        return listener_->discovered.clear();
+        return below(8) == 0 ? renewCentral() : listener_->discovered.clear();
       default:
         if (below(4) == 0) ask();
     }
@@ -439,7 +444,7 @@ class HammeredCentralTest : public testing::Test {
 
 TEST_F(HammeredCentralTest, StandsWhateverItsHostAndBluezDoWhileAnOximeterNotifies) {
   std::size_t heard = 0;
-  for (std::uint32_t round = 0; round < 8; ++round) {
+  for (std::uint32_t round = 0; round < 4; ++round) {
     RestlessBluez bluez(true);
     Host host(round);
     for (int hits = 0; hits < 1000; ++hits) host.hit();
