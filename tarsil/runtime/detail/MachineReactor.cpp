@@ -52,9 +52,11 @@ Work MachineReactor::take(const Event& event) {
 }
 
 void MachineReactor::firstAlarmIsAt(Clock::Instant at) {
-  // Most often the only alarm was taken, and comes back in a moment. A thread that wakes for nothing now and
-  // then costs less than a call to the system each time.
-  if (served_ == Served::byManyThreads && at == never) return;
+  // A clock that has rung stands still: most often the only alarm was taken, and comes back in a moment. Only
+  // who is served by its thread still has to take the ring back.
+  const bool hasRung = clockAt_ <= now();
+  clockAt_ = at;
+  if (at == never && hasRung && served_ == Served::byManyThreads) return;
   clock_.setTo(at);
 }
 

@@ -34,6 +34,8 @@ class MachineReactor final : public Reactor {
   const Served served_;
   Signal workSignal_;
   AlarmClock clock_;
+  /// What the clock was last set to.
+  Clock::Instant clockAt_ = never;
 };
 
 }  // namespace tarsil::detail
