@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "simulators/physics/Ramp.hpp"
@@ -50,9 +51,11 @@ class Pedals {
  private:
   void setRunning(bool running) {
     running_ = running;
-    power_.setTarget(running ? wanted_ : 0.0);
+    power_.setTarget(running ? std::clamp(wanted_, 0.0, strongest) : 0.0);
     rate_.setTarget(running ? 60.0 : 0.0);
   }
+
+  static constexpr double strongest = 1000.0;  // W; more no brake takes
 
   Ramp power_{25.0};  // W/s
   Ramp rate_{15.0};   // rpm/s

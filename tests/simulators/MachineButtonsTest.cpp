@@ -226,6 +226,17 @@ TEST(MachineButtonsTest, TheHistoryTellsWhatWasAskedAndHowTheBeltFollowed) {
                                  "4.04 s, asked 1.0 km/h 0.0 %, actual 0.0 km/h 0.0 %, stopped"));
 }
 
+TEST(MachineButtonsTest, ABrakeNeitherPullsNorIsStrongerThanItIs) {
+  Machine machine("ErgometricsK2.4P3");
+  machine.ask(Bytes{'S', '\r', '-', '2', '\r'});
+  machine.pass(1s);
+  EXPECT_EQ(machine->truth().actual.power, 0.0F);
+  machine.ask(Bytes{'5', '0', '0', '0', '\r'});
+  machine.pass(1min);
+  EXPECT_EQ(machine->truth().actual.power, 1000.0F);
+  EXPECT_EQ(machine->truth().asked.power, 5000.0F);
+}
+
 TEST(MachineButtonsTest, DevicesThatNobodyExercisesOnHaveNoTruth) {
   Machine machine("Tango");
   machine.pass(10s);
