@@ -24,6 +24,7 @@
 #include "tarsil/drivers/vitals/BPDevice.hpp"
 #include "tarsil/log/FileManagerTool.hpp"
 #include "tarsil/platform/SystemPlatform.hpp"
+#include "tarsil/platform/TerminalWrapper.hpp"
 #include "tarsil/runtime/RunLoop.hpp"
 #include "tarsil/serial/ORSSerialPort.hpp"
 #include "tarsil/station/standardCatalogue.hpp"
@@ -39,39 +40,19 @@ constexpr int timesGiven = 200;
 using Nanoseconds = std::chrono::nanoseconds;
 
 /// The system's terminals, and how long they took to write.
-class TimedTerminal final : public Terminal {
+class TimedTerminal final : public TerminalWrapper {
  public:
+  TimedTerminal() : TerminalWrapper(systemTerminal()) {}
+
   Result<std::size_t> write(int descriptor, const void* bytes, std::size_t size) override {
     const auto begin = std::chrono::steady_clock::now();
-    const auto written = terminal_->write(descriptor, bytes, size);
+    const auto written = TerminalWrapper::write(descriptor, bytes, size);
     writing_ += std::chrono::steady_clock::now() - begin;
     return written;
   }
   Nanoseconds takeWriting() { return std::exchange(writing_, {}); }
 
-  Result<int> open(const std::string& path) override { return terminal_->open(path); }
-  Result<> clearStatusFlags(int descriptor) override { return terminal_->clearStatusFlags(descriptor); }
-  Result<TerminalAttributes> getAttributes(int descriptor) override {
-    return terminal_->getAttributes(descriptor);
-  }
-  Result<> setAttributes(int descriptor, Apply when, const TerminalAttributes& attributes) override {
-    return terminal_->setAttributes(descriptor, when, attributes);
-  }
-  Result<> setSpecialSpeed(int descriptor, const TerminalAttributes& attributes) override {
-    return terminal_->setSpecialSpeed(descriptor, attributes);
-  }
-  Result<int> getModemLines(int descriptor) override { return terminal_->getModemLines(descriptor); }
-  Result<> setModemLines(int descriptor, int lines) override {
-    return terminal_->setModemLines(descriptor, lines);
-  }
-  Result<std::size_t> read(int descriptor, void* buffer, std::size_t size) override {
-    return terminal_->read(descriptor, buffer, size);
-  }
-  Result<int> duplicate(int descriptor) override { return terminal_->duplicate(descriptor); }
-  Result<> close(int descriptor) override { return terminal_->close(descriptor); }
-
  private:
-  const std::shared_ptr<Terminal> terminal_ = systemTerminal();
   /// Of the thread that gives the commands.
   Nanoseconds writing_{};
 };
