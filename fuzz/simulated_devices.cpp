@@ -19,9 +19,9 @@ using namespace std::chrono_literals;
 namespace {
 
 void expectPossible(const simulators::Load& load) {
-  expect(std::isfinite(load.speed) && load.speed >= 0 && load.speed <= 100);
-  expect(std::isfinite(load.grade) && std::abs(load.grade) <= 100);
-  expect(std::isfinite(load.power) && load.power >= 0 && load.power <= 10000);
+  expect(std::isfinite(load.speed) && load.speed >= 0 && load.speed <= 30);
+  expect(std::isfinite(load.grade) && std::abs(load.grade) <= 30);
+  expect(std::isfinite(load.power) && load.power >= 0 && load.power <= 1000);
 }
 
 }  // namespace

@@ -21,7 +21,8 @@ enum Code : std::uint8_t { load = 0x09, request = 0x0A, start = 0x0B, stop = 0x0
 }  // namespace
 
 SimulatedLodeOEMTreadmill::SimulatedLodeOEMTreadmill(Patient& patient)
-    : SimulatedDevice("LodeOEMTreadmill", 19200, patient), belt_(10.0, 1.0) {}
+    : SimulatedDevice("LodeOEMTreadmill", 19200, patient),
+      belt_({.least = 0, .most = 300, .perSecond = 10}, {.least = -30, .most = 30, .perSecond = 1}) {}
 
 std::string SimulatedLodeOEMTreadmill::status() const {
   std::array<char, 100> text{};

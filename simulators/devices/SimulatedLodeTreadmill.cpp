@@ -45,7 +45,8 @@ std::uint8_t rounded(double tenths) {
 }  // namespace
 
 SimulatedLodeTreadmill::SimulatedLodeTreadmill(Patient& patient)
-    : SimulatedDevice("LodeTreadmill", 38400, patient), belt_(10.0, 10.0) {}
+    : SimulatedDevice("LodeTreadmill", 38400, patient),
+      belt_({.least = 0, .most = 300, .perSecond = 10}, {.least = -300, .most = 300, .perSecond = 10}) {}
 
 std::string SimulatedLodeTreadmill::status() const {
   char text[80];

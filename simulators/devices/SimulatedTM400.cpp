@@ -24,7 +24,8 @@ bool checkByteIsRight(ByteView frame) {
 }  // namespace
 
 SimulatedTM400::SimulatedTM400(Patient& patient)
-    : SimulatedDevice("TM-400V2", 4800, patient), belt_(10.0, 1.0) {}
+    : SimulatedDevice("TM-400V2", 4800, patient),
+      belt_({.least = 0, .most = 300, .perSecond = 10}, {.least = -30, .most = 30, .perSecond = 1}) {}
 
 std::string SimulatedTM400::status() const {
   std::array<char, 100> text{};

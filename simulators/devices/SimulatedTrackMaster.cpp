@@ -41,7 +41,8 @@ std::uint8_t acknowledgement(std::uint8_t command) {
 }  // namespace
 
 SimulatedTrackMaster::SimulatedTrackMaster(Patient& patient)
-    : SimulatedDevice("TrackMaster", 4800, patient), belt_(6.0, 10.0) {}
+    : SimulatedDevice("TrackMaster", 4800, patient),
+      belt_({.least = 0, .most = 186, .perSecond = 6}, {.least = -300, .most = 300, .perSecond = 10}) {}
 
 std::string SimulatedTrackMaster::status() const {
   std::array<char, 80> text{};

@@ -9,8 +9,7 @@ namespace tarsil::simulators {
 /// the machine itself has stopped the belt, nothing that a host sends moves it until the button is released.
 class Belt {
  public:
-  /// How fast speed and grade change, in units a second.
-  Belt(double speedRate, double gradeRate) : speed_(speedRate), grade_(gradeRate) {}
+  Belt(Ramp::Reach speed, Ramp::Reach grade) : speed_(speed), grade_(grade) {}
 
   /// @name What a host sends: false while the belt is held at the machine
   /// @{
@@ -22,6 +21,7 @@ class Belt {
   }
   bool setGrade(double grade) {
     if (isHeld()) return false;
+    wantedGrade_ = grade;
     grade_.setTarget(grade);
     return true;
   }
@@ -50,7 +50,7 @@ class Belt {
   double grade() const { return grade_.value(); }
   /// What the host has asked for last, whether the belt runs or not.
   double wantedSpeed() const { return wantedSpeed_; }
-  double wantedGrade() const { return grade_.target(); }
+  double wantedGrade() const { return wantedGrade_; }
 
   void advance(Duration duration) {
     speed_.advance(emergency_ ? 5 * duration : duration);
@@ -67,6 +67,7 @@ class Belt {
   Ramp speed_;
   Ramp grade_;
   double wantedSpeed_ = 0.0;
+  double wantedGrade_ = 0.0;
   bool running_ = false;
   bool stopped_ = false;
   bool emergency_ = false;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 
 #include "simulators/physics/Ramp.hpp"
@@ -51,14 +50,12 @@ class Pedals {
  private:
   void setRunning(bool running) {
     running_ = running;
-    power_.setTarget(running ? std::clamp(wanted_, 0.0, strongest) : 0.0);
+    power_.setTarget(running ? wanted_ : 0.0);
     rate_.setTarget(running ? 60.0 : 0.0);
   }
 
-  static constexpr double strongest = 1000.0;  // W; more no brake takes
-
-  Ramp power_{25.0};  // W/s
-  Ramp rate_{15.0};   // rpm/s
+  Ramp power_{{.least = 0.0, .most = 1000.0, .perSecond = 25.0}};  // W
+  Ramp rate_{{.least = 0.0, .most = 60.0, .perSecond = 15.0}};     // rpm
   double wanted_ = 0.0;
   bool running_ = false;
   bool stopped_ = false;

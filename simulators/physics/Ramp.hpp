@@ -6,25 +6,30 @@
 
 namespace tarsil::simulators {
 
-/// A quantity that follows its target at a limited rate, as a belt or a brake does.
+/// A quantity that follows what is asked of it as far and as fast as it can, as a belt or a brake does. It
+/// begins at 0.
 class Ramp {
  public:
-  /// `rate` in units of the quantity per second.
-  explicit Ramp(double rate, double start = 0.0) : rate_(rate), value_(start), target_(start) {}
+  /// In units of the quantity.
+  struct Reach {
+    double least;
+    double most;
+    double perSecond;
+  };
+  explicit Ramp(Reach reach) : reach_(reach) {}
 
-  void setTarget(double target) { target_ = target; }
-  double target() const { return target_; }
+  void setTarget(double asked) { target_ = std::clamp(asked, reach_.least, reach_.most); }
   double value() const { return value_; }
 
   void advance(Duration duration) {
-    const double step = rate_ * std::chrono::duration<double>(duration).count();
+    const double step = reach_.perSecond * std::chrono::duration<double>(duration).count();
     value_ += std::clamp(target_ - value_, -step, step);
   }
 
  private:
-  double rate_;
-  double value_;
-  double target_;
+  const Reach reach_;
+  double value_ = 0.0;
+  double target_ = 0.0;
 };
 
 }  // namespace tarsil::simulators

@@ -237,6 +237,16 @@ TEST(MachineButtonsTest, ABrakeNeitherPullsNorIsStrongerThanItIs) {
   EXPECT_EQ(machine->truth().asked.power, 5000.0F);
 }
 
+TEST(MachineButtonsTest, ABeltIsNeitherFasterNorSteeperThanItIs) {
+  Machine machine("TrackMaster");
+  machine.ask(Bytes{0xA1, 0xA3, '9', '9', '9', 0xA4, '9', '9', '9', '9'});
+  machine.pass(2min);
+  EXPECT_DOUBLE_EQ(machine->truth().actual.speed, 18.6 * 1.609344);
+  EXPECT_EQ(machine->truth().actual.grade, 30.0);
+  EXPECT_DOUBLE_EQ(machine->truth().asked.speed, 99.9 * 1.609344);
+  EXPECT_DOUBLE_EQ(machine->truth().asked.grade, 999.9);
+}
+
 TEST(MachineButtonsTest, DevicesThatNobodyExercisesOnHaveNoTruth) {
   Machine machine("Tango");
   machine.pass(10s);
