@@ -17,18 +17,20 @@ namespace tarsil::simulators {
 
 PseudoTerminal::PseudoTerminal() {
   std::array<char, PATH_MAX> path{};
-  if (openpty(&master_, &slave_, path.data(), nullptr, nullptr) != 0) {
+  int slave = -1;
+  if (openpty(&master_, &slave, path.data(), nullptr, nullptr) != 0) {
     throw std::system_error(errno, std::generic_category(), "no pseudo-terminal to be had");
   }
+  slave_ = std::make_shared<const FileDescriptor>(slave);
   path_ = path.data();
   // Raw from the start: an echo of our own bytes would look like commands.
   termios attributes{};
-  tcgetattr(slave_, &attributes);
+  tcgetattr(slave, &attributes);
   cfmakeraw(&attributes);
-  tcsetattr(slave_, TCSANOW, &attributes);
+  tcsetattr(slave, TCSANOW, &attributes);
   fcntl(master_, F_SETFL, O_NONBLOCK);
   fcntl(master_, F_SETFD, FD_CLOEXEC);
-  fcntl(slave_, F_SETFD, FD_CLOEXEC);
+  fcntl(slave, F_SETFD, FD_CLOEXEC);
   openings_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
   if (inotify_add_watch(openings_, path_.c_str(), IN_OPEN | IN_CLOSE) < 0) {
     const int error = errno;
@@ -56,12 +58,12 @@ void PseudoTerminal::write(ByteView bytes) {
 bool PseudoTerminal::hasUnread() const {
   // The kernel hands written bytes over in its own time, and FIONREAD does not count those that are on their
   // way; poll waits for them to arrive before it answers.
-  pollfd farEnd{.fd = slave_, .events = POLLIN, .revents = 0};
+  pollfd farEnd{.fd = slave_->get(), .events = POLLIN, .revents = 0};
   return poll(&farEnd, 1, 0) == 1 && (farEnd.revents & POLLIN) != 0;
 }
 
 void PseudoTerminal::discardUnread() {
-  tcflush(slave_, TCIFLUSH);
+  tcflush(slave_->get(), TCIFLUSH);
 }
 
 bool PseudoTerminal::isOpenElsewhere() {
@@ -80,12 +82,10 @@ bool PseudoTerminal::isOpenElsewhere() {
 
 void PseudoTerminal::hangUp() {
   if (master_ < 0) return;
-  close(slave_);
   close(master_);
   close(openings_);
   openings_ = -1;
   master_ = -1;
-  slave_ = -1;
 }
 
 }  // namespace tarsil::simulators

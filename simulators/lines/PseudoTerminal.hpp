@@ -1,7 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
+#include "tarsil/support/FileDescriptor.hpp"
 #include "tarsil/support/bytes.hpp"
 
 namespace tarsil::simulators {
@@ -34,10 +36,14 @@ class PseudoTerminal {
   /// The device is unplugged: the far end's owner sees it vanish.
   void hangUp();
 
+  /// No other pseudo-terminal of the machine gets this path while this object or what it answers here lives,
+  /// hung up or not: whoever waits for a device to come back would open somebody else's.
+  std::shared_ptr<const void> takenPath() const { return slave_; }
+
  private:
   int master_ = -1;
   /// Kept open, so that the line exists before a program opens it and after it closes it.
-  int slave_ = -1;
+  std::shared_ptr<const FileDescriptor> slave_;
   /// Tells of each opening and closing of the far end.
   int openings_ = -1;
   int openers_ = 0;

@@ -42,6 +42,7 @@ void PseudoTerminalEnd::unplug() {
   bytes_->cancel();
   openings_->cancel();
   // The sources let go of their handlers in their own time; the last one to go hangs up.
+  lastPath_ = terminal_->takenPath();
   terminal_.reset();
 }
 

@@ -40,6 +40,8 @@ class PseudoTerminalEnd {
   /// Null while the plug is pulled. Who listens to it keeps it until the last call has come.
   std::shared_ptr<PseudoTerminal> terminal_;
   std::string path_;
+  /// The path before the plug was pulled last stays nobody's: a host may still look there.
+  std::shared_ptr<const void> lastPath_;
   std::shared_ptr<DispatchSource> bytes_;
   std::shared_ptr<DispatchSource> openings_;
   /// On a gentle line: what waits until the host has read what came before it, and what looks whether it has.

@@ -203,7 +203,7 @@ TEST(HammeredPortTest, MayBeDroppedInEachOfItsCalls) {
     port->open();
     port->startListeningForPacketsMatchingDescriptor(packets());
     port->sendRequest(requestOf(static_cast<std::uint32_t>(call) % 3));
-    EXPECT_TRUE(runUntil([&] { return last.expired(); })) << "dropped in call " << call;
+    EXPECT_TRUE(runUntil([&] { return last.expired(); })) << "dropped in call " << call << " of " << calls;
   }
 }
 
