@@ -61,6 +61,8 @@ class FtdiAdapter {
   void holdOutput(bool held);
   /// The next time that the driver asks for the modem lines, the transfer fails, as in a disturbed cable.
   void stumble() { stumbles_ = true; }
+  /// bit/s, as the driver set it.
+  double speed() const { return line_.speed; }
 
  private:
   struct Chunk {

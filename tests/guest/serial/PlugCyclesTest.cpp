@@ -1,5 +1,5 @@
-// The plug of a treadmill's adapter is pulled and put back, again and again, in the middle of a guarded
-// exercise. Run in the guest.
+// A guarded exercise on a treadmill behind an adapter whose plug is pulled and put back, again and again,
+// whose cable is disturbed, and whose line another program sets to its own speed. Run in the guest.
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -22,6 +22,7 @@
 #include "tests/guard/StationRules.hpp"
 #include "tests/guest/serial/SerialGuest.hpp"
 #include "tests/guest/serial/UsbAdapter.hpp"
+#include "tests/helpers/ChildProcess.hpp"
 
 namespace tarsil {
 namespace {
@@ -204,6 +205,25 @@ TEST_F(PlugCyclesTest, ATransferThatFailsStopsTheBeltAndTheLineComesBackByItself
   EXPECT_EQ(disconnections, 0);
   EXPECT_EQ(connections, 0);
   begin();
+}
+
+TEST_F(PlugCyclesTest, ASpeedThatAnotherProgramSetsIsSetBack) {
+  begin();
+  ASSERT_EQ(adapter.settings(), "");
+  ChildProcess program(otherProgram("/dev/ttyUSB0", "root", "fast"));
+  // What the chip makes of 115,200.
+  ASSERT_TRUE(passesUntil([&] { return adapter.settings() == "115385 8N1"; }));
+  ASSERT_TRUE(passesUntil([&] { return station->alarms() == std::vector{AlarmKind::exerciseSilent}; }));
+  ASSERT_TRUE(passesUntil([&] { return adapter.settings() == "38400 8N1"; }));
+  ASSERT_TRUE(passesUntil([&] { return station->alarms().empty(); }));
+  // Whatever did not get through is asked for anew.
+  ASSERT_TRUE(passesUntil([this] { return measured > 1.9F; }));
+  EXPECT_TRUE(program.isRunning());
+  EXPECT_TRUE(causes.empty());
+  EXPECT_TRUE(does("belt running, 2.0 km/h"));
+  EXPECT_TRUE(station->stop().isAccepted());
+  ASSERT_TRUE(passesUntil([this] { return standstillSeen; }));
+  EXPECT_TRUE(does("belt stopped, 0.0 km/h"));
 }
 
 }  // namespace

@@ -5,12 +5,14 @@
 //   WAY   plain   opens it and does nothing else
 //         locked  takes the advisory lock, too
 //         marked  marks it exclusive, too, and asks for a modem, as the desktop's watcher of modems does
+//         fast    sets it to 115,200 bit/s
 //         port    opens it through the library
 
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -45,6 +47,12 @@ void sayFailure() {
   say("failed(" + std::to_string(errno) + ": " + std::generic_category().message(errno) + ")");
 }
 
+bool setSpeed(int line, speed_t speed) {
+  termios modes{};
+  return tcgetattr(line, &modes) == 0 && cfsetspeed(&modes, speed) == 0 &&
+         tcsetattr(line, TCSANOW, &modes) == 0;
+}
+
 void open(const std::string& path, std::string_view way) {
   const int line = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   if (line < 0) return sayFailure();
@@ -53,6 +61,7 @@ void open(const std::string& path, std::string_view way) {
     constexpr std::string_view question = "AT\r";
     if (ioctl(line, TIOCEXCL) != 0 || write(line, question.data(), question.size()) < 0) return sayFailure();
   }
+  if (way == "fast" && !setSpeed(line, B115200)) return sayFailure();
   say("opened()");
 }
 

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -39,6 +40,12 @@ void say(const std::string& line) {
   std::fflush(stdout);
 }
 
+/// What it becomes between two ends that disagree about the line's speed: no byte is what was sent.
+Bytes garbled(Bytes bytes) {
+  for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(~byte);
+  return bytes;
+}
+
 class Setup {
  public:
   Setup(unsigned socket, const std::string& serialNumber, const std::string& model)
@@ -48,7 +55,7 @@ class Setup {
     if (model.empty()) return;
     device_ = simulators::makeSimulatedDevice(model, patient_);
     line_.emplace(*device_, simulators::CableBehaviour::wire(),
-                  [this](const Bytes& bytes) { adapter_.receive(bytes); });
+                  [this](const Bytes& bytes) { takeReply(bytes); });
   }
 
   void obey(const std::string& line) {
@@ -69,8 +76,19 @@ class Setup {
 
  private:
   void takeOutput(const Bytes& bytes) {
-    if (line_) return line_->write(bytes);
+    if (line_) return line_->write(endsAgree() ? bytes : garbled(bytes));
     say("sent " + hexText(bytes));
+  }
+
+  void takeReply(const Bytes& bytes) {
+    if (endsAgree()) return adapter_.receive(bytes);
+    adapter_.receive(garbled(bytes), FtdiAdapter::Fault::framing);
+  }
+
+  /// A receiver bears less than half a bit in a character of ten.
+  bool endsAgree() const {
+    const auto devices = static_cast<double>(device_->baudRate());
+    return std::abs(adapter_.speed() - devices) < 0.05 * devices;
   }
 
   void setInputs(const std::string& words) {
