@@ -29,6 +29,7 @@
 #include "tarsil/platform/VirtualDeviceRegistry.hpp"
 #include "tests/cli-report/ScratchFolder.hpp"
 #include "tests/guard/GuardedSession.hpp"
+#include "tests/guard/eventsOf.hpp"
 #include "tests/helpers/hex.hpp"
 
 namespace tarsil {
@@ -78,11 +79,7 @@ class GuardedStationLineTest : public testing::Test {
 
   template <class What>
   std::vector<What> all() const {
-    std::vector<What> found;
-    for (const Event& event : events_) {
-      if (const auto* what = std::get_if<What>(&event.what)) found.push_back(*what);
-    }
-    return found;
+    return eventsOf<What>(events_);
   }
 
   /// One line has one watcher, whichever process asks for it.

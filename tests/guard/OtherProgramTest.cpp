@@ -29,6 +29,7 @@
 #include "tarsil/support/FileDescriptor.hpp"
 #include "tests/guard/GuardedSession.hpp"
 #include "tests/guard/StationRules.hpp"
+#include "tests/guard/eventsOf.hpp"
 #include "tests/helpers/PrintedLines.hpp"
 #include "tests/helpers/plugInAdapter.hpp"
 
@@ -147,11 +148,7 @@ class OtherProgramTest : public testing::TestWithParam<Way> {
 
   template <class What>
   std::vector<What> all() const {
-    std::vector<What> found;
-    for (const Event& event : events_) {
-      if (const auto* what = std::get_if<What>(&event.what)) found.push_back(*what);
-    }
-    return found;
+    return eventsOf<What>(events_);
   }
 
   VirtualTime& time_ = GuardedSession::time();  // before all that lives in it

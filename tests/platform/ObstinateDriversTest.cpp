@@ -38,6 +38,8 @@ class ScriptedDriver final : public TerminalDriver {
   int failures = -1;
   /// How many bytes are unsent at each look; the last count stays.
   std::vector<int> unsent{0};
+  /// What discarding fails with, last to first.
+  std::vector<int> discardFailures;
   /// The write that is under way ends when the driver has been asked this often.
   int obstinacy = 1;
   std::function<void()> lastWriteEnds = [] {};
@@ -81,7 +83,10 @@ class ScriptedDriver final : public TerminalDriver {
   }
   int discardUnsent(int) override {
     calls.emplace_back("discard");
-    return 0;
+    if (discardFailures.empty()) return 0;
+    errno = discardFailures.back();
+    discardFailures.pop_back();
+    return -1;
   }
   void endWrites(int) override {
     calls.emplace_back("end writes");
@@ -278,6 +283,16 @@ TEST_F(ObstinateDriversTest, GivesUpOnOutputThatStandsStill) {
   EXPECT_EQ(apply(line(9600), Apply::afterOutputDrains), 0);
   EXPECT_THAT(driver->calls, ElementsAre("discard", "set"));
   EXPECT_EQ(driver->pauses, 2 + 300);
+}
+
+TEST_F(ObstinateDriversTest, LeavesOutputThatCannotBeGivenUpToTheClosing) {
+  for (const int reason : {EIO, ENODEV, EPERM, ENOTTY}) {
+    driver->calls.clear();
+    driver->unsent = {9};
+    driver->discardFailures = {reason, EINTR};
+    EXPECT_EQ(apply(line(9600), Apply::afterOutputDrains), 0);
+    EXPECT_THAT(driver->calls, ElementsAre("discard", "discard", "set")) << reason;
+  }
 }
 
 TEST_F(ObstinateDriversTest, EndsTheWriteThatIsUnderWayBeforeItGivesItsOutputUp) {
