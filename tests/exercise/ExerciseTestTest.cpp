@@ -236,6 +236,25 @@ TEST_F(ExerciseTestTest, HoldsAPhaseAsLongAsItIsAsked) {
   EXPECT_THAT(all<StandstillSeen>(), SizeIs(1));
 }
 
+TEST_F(ExerciseTestTest, APhaseEndsWithTheBeatThatIsNearestToItsEnd) {
+  beginWholeStation(
+      "name Beats\ndevice treadmill\nstage 1:00 2 0\nstage 0:10 2 1\nstage 0:20 2 2\nstage 0:10 2 3\n");
+  ASSERT_TRUE(reach(State::exercising));
+  time_.advance(5300ms);
+  test_->advance();
+  ASSERT_TRUE(advanceUntil([&] { return test_->phaseIndex() == 2; }));
+  time_.advance(5700ms);
+  test_->advance();
+  ASSERT_TRUE(reach(State::levelling));
+  std::vector<Duration> lengths;
+  const auto phases = all<PhaseBegan>();
+  for (std::size_t i = 1; i < phases.size(); ++i) {
+    lengths.push_back(phases[i].first - phases[i - 1].first);
+  }
+  EXPECT_THAT(lengths, ElementsAre(5300ms, 9700ms, 5700ms));
+  EXPECT_EQ(test_->exerciseTime(), 31s);
+}
+
 TEST_F(ExerciseTestTest, ASilentDeviceIsNotStoodOn) {
   add("LodeTreadmill", "exercise");
   begin({.exercise = {"LodeTreadmill", portOf("exercise")}}, walk);

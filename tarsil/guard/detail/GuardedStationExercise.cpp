@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <set>
 #include <string>
@@ -35,6 +34,10 @@ constexpr int reportsThatDiffer = 2;
 constexpr Duration longestStop = 15s;
 /// What a model that reports nothing is told to stop.
 constexpr int blindStops = 3;
+
+/// What counts as the second between two steps: beats come a second apart, but for the moments that the
+/// machine takes to wake.
+constexpr Duration stepTime = 950ms;
 
 /// A load that does not take hold is told again after this.
 constexpr Duration retelling = 3s;
@@ -245,8 +248,8 @@ bool GuardedStation::Implementation::mayRaise() const {
 void GuardedStation::Implementation::walk() {
   const Clock::Instant now = Clock::now();
   if (pressures_ && pressures_->holdsLine()) return;
-  if (now - lastStep_ < 1s) return;
-  Load next = rules_.step(commanded_, target_, std::min<Duration>(now - lastStep_, 1s));
+  if (now - lastStep_ < stepTime) return;
+  Load next = rules_.step(commanded_, target_);
   if (!mayRaise()) next = detail::LoadRules::onlyLower(commanded_, next);
   if (next == commanded_) return;
   lastStep_ = now;

@@ -1,7 +1,6 @@
 #include "tarsil/guard/detail/LoadRules.hpp"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 
 #include "tarsil/support/numberText.hpp"
@@ -9,10 +8,9 @@
 namespace tarsil::detail {
 namespace {
 
-float stepped(float from, float to, const Limit& limit, const CarriedRange& carried, Duration since) {
+float stepped(float from, float to, const Limit& limit, const CarriedRange& carried) {
   if (!carried.carriesAnything()) return 0;
-  const float seconds = std::chrono::duration<float>(since).count();
-  const float most = std::min(limit.step, limit.perSecond * seconds);
+  const float most = std::min(limit.step, limit.perSecond);
   const float next = from + std::clamp(to - from, -most, most);
   if (carried.carries(next)) return next;
   // What is below its lowest value a machine can only jump over, whatever the step.
@@ -55,10 +53,10 @@ Answer LoadRules::checkValue(const char* quantity, const char* unit, float value
   return Answer::accepted();
 }
 
-Load LoadRules::step(const Load& from, const Load& to, Duration since) const {
-  return {.speed = stepped(from.speed, to.speed, limits_.speed, facts_.speed, since),
-          .grade = stepped(from.grade, to.grade, limits_.grade, facts_.grade, since),
-          .power = stepped(from.power, to.power, limits_.power, facts_.power, since)};
+Load LoadRules::step(const Load& from, const Load& to) const {
+  return {.speed = stepped(from.speed, to.speed, limits_.speed, facts_.speed),
+          .grade = stepped(from.grade, to.grade, limits_.grade, facts_.grade),
+          .power = stepped(from.power, to.power, limits_.power, facts_.power)};
 }
 
 bool LoadRules::raises(const Load& load, const Load& than) {

@@ -6,7 +6,6 @@
 #include "tarsil/guard/Answer.hpp"
 #include "tarsil/guard/Limits.hpp"
 #include "tarsil/guard/Load.hpp"
-#include "tarsil/runtime/Clock.hpp"
 
 namespace tarsil::detail {
 
@@ -17,8 +16,9 @@ class LoadRules {
   LoadRules(const DeviceModel& model, const Limits& limits);
 
   Answer check(const Load& load) const;
-  /// The next load on the way, `since` the last step. Every value of it is carried by the model's frames.
-  Load step(const Load& from, const Load& to, Duration since) const;
+  /// The next load on the way, a second after the last one. Every value of it is carried by the model's
+  /// frames.
+  Load step(const Load& from, const Load& to) const;
   /// True when one of its values is above `than`'s.
   static bool raises(const Load& load, const Load& than);
   /// The parts of `to` that are below `from`, and `from` for the rest.
