@@ -237,8 +237,11 @@ void ExerciseTest::beginPhase(std::size_t index) {
   moveLoad();
 }
 
+// To the nearest second: on a real machine each beat comes some moments late, and the last one of a phase may
+// come less late than the first.
 Duration ExerciseTest::phaseLeft() const {
-  return std::max(protocol_.phases[phase_].duration - phasePassed_, Duration::zero());
+  const Duration left = protocol_.phases[phase_].duration - phasePassed_;
+  return std::max<Duration>(std::chrono::round<std::chrono::seconds>(left), Duration::zero());
 }
 
 Duration ExerciseTest::exerciseLeft() const {
@@ -269,9 +272,7 @@ void ExerciseTest::exercisingTick() {
   const Clock::Instant now = Clock::now();
   const Duration passed = now - std::exchange(lastTick_, now);
   if (!heldSince_) phasePassed_ += passed;
-  // With the beat that is nearest to its end: on a real machine each comes some moments late, and the last
-  // one may come less late than the first.
-  if (phaseLeft() < beat / 2) {
+  if (phaseLeft() == Duration::zero()) {
     // While the load falls again, its device is on its way.
     if (protocol_.phases[phase_].kind == Phase::Kind::stage) checkStage();
     return advance();

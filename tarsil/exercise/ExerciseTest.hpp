@@ -96,7 +96,7 @@ class ExerciseTest {
   const Protocol& protocol() const { return protocol_; }
   /// The phase of the exercise, counted from 0.
   std::size_t phaseIndex() const { return phase_; }
-  /// Time left in this phase and in the whole exercise, were nothing held.
+  /// Time left in this phase and in the whole exercise, were nothing held; whole seconds.
   Duration phaseLeft() const;
   Duration exerciseLeft() const;
   /// Since the exercise began, held phases included; zero before. It stands still from the stop on.
