@@ -253,6 +253,24 @@ TEST_F(WatcherTest, GoesOnTryingOnALineThatFails) {
   EXPECT_EQ(report->firstStopAt, std::nullopt);
 }
 
+TEST(WatchReportTest, TellsPeopleWhatWasDone) {
+  const std::string watcher = "the watcher process of an earlier host ";
+  const auto told = [](std::uint32_t sent, std::uint32_t failed) {
+    WatchReport report;
+    report.outcome = Outcome::stopSent;
+    report.stopsSent = sent;
+    report.stopsFailed = failed;
+    report.lastError = failed > 0 ? EIO : 0;
+    return textOf(report);
+  };
+  EXPECT_EQ(textOf({}), "an earlier host and its watcher process ended without a word");
+  EXPECT_EQ(told(0, 0), watcher + "has not sent the stop");
+  EXPECT_EQ(told(1, 0), watcher + "has sent the stop once");
+  EXPECT_EQ(told(60, 0), watcher + "has sent the stop 60 times");
+  EXPECT_EQ(told(0, 60), watcher + "could not send the stop (Input/output error)");
+  EXPECT_EQ(told(2, 1), watcher + "has sent the stop 2 times and failed once (Input/output error)");
+}
+
 TEST_F(WatcherTest, AWatcherThatWasKilledIsLost) {
   ASSERT_TRUE(start(plan()).isAccepted());
   signalWatcher(SIGKILL);

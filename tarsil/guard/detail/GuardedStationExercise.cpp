@@ -128,10 +128,7 @@ void GuardedStation::Implementation::takeLineOver() {
   if (!isUnknown && report->cause == WatchReport::Cause::none) return;
   toldWatch_ = report->startedAt;
   earlierHostDied_ = true;
-  emit(Source::station,
-       WatcherActed{isUnknown ? "an earlier host and its watcher process ended without a word"
-                              : "the watcher process of an earlier host has sent the stop " +
-                                    std::to_string(report->stopsSent) + " times"});
+  emit(Source::station, WatcherActed{textOf(*report)});
 }
 
 void GuardedStation::Implementation::exerciseLost() {

@@ -58,6 +58,9 @@ struct WatchReport {
   bool operator==(const WatchReport&) const = default;
 };
 
+/// What was done for an earlier host, for people: a sentence without its full stop. Any thread.
+std::string textOf(const WatchReport& report);
+
 /// What the last watcher on this line did, asked of itself where it still runs; none: there was none. `line`
 /// and `records` are those of the watcher's plan. Waits 1 s at most. Any thread.
 std::optional<WatchReport> lastWatch(const std::string& line, const std::string& records = {});

@@ -7,6 +7,7 @@
 
 #include "tarsil/guard/watch/detail/WatchPage.hpp"
 #include "tarsil/guard/watch/detail/watchNames.hpp"
+#include "tarsil/support/Error.hpp"
 #include "tarsil/support/FileDescriptor.hpp"
 
 namespace tarsil {
@@ -111,6 +112,20 @@ std::optional<WatchReport> report(const std::string& line, const std::string& re
 }
 
 }  // namespace
+
+std::string textOf(const WatchReport& report) {
+  if (report.outcome == WatchReport::Outcome::unknown)
+    return "an earlier host and its watcher process ended without a word";
+  const auto times = [](std::uint32_t count) {
+    return count == 1 ? std::string("once") : std::to_string(count) + " times";
+  };
+  const std::string reason = " (" + Error::posix(report.lastError, "").localizedDescription + ")";
+  const std::string watcher = "the watcher process of an earlier host ";
+  if (report.stopsSent == 0 && report.stopsFailed == 0) return watcher + "has not sent the stop";
+  if (report.stopsSent == 0) return watcher + "could not send the stop" + reason;
+  const std::string sent = watcher + "has sent the stop " + times(report.stopsSent);
+  return report.stopsFailed == 0 ? sent : sent + " and failed " + times(report.stopsFailed) + reason;
+}
 
 std::optional<WatchReport> lastWatch(const std::string& line, const std::string& records) {
   return report(line, records, WatcherMail::report);
