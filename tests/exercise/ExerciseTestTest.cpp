@@ -33,7 +33,6 @@ using testing::Ge;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Le;
-using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 using State = ExerciseTest::State;

@@ -16,7 +16,6 @@ namespace {
 using namespace std::chrono_literals;
 using Button = simulators::SimulatedDevice::Button;
 using simulators::CableBehaviour;
-using testing::Contains;
 using testing::FloatNear;
 using testing::Not;
 using Code = Answer::Code;

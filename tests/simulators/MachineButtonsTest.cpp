@@ -15,7 +15,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 using Button = SimulatedDevice::Button;
 
