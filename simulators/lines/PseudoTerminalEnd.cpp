@@ -41,8 +41,8 @@ void PseudoTerminalEnd::unplug() {
   look_.reset();
   bytes_->cancel();
   openings_->cancel();
-  // The sources let go of their handlers in their own time; the last one to go hangs up.
   lastPath_ = terminal_->takenPath();
+  // The sources let go of their handlers in their own time; the last one to go hangs up.
   terminal_.reset();
 }
 

@@ -8,7 +8,7 @@ struct Limit {
   float highest;
   /// The most by which one command may change it; a larger change is walked in such steps.
   float step;
-  /// The most by which it may change within a second.
+  /// The most by which it may change within a second; a machine that wakes late may make it 950 ms.
   float perSecond;
 };
 

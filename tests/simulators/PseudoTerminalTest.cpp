@@ -11,6 +11,11 @@
 #include <string>
 #include <utility>
 
+#include "simulators/devices/simulatedDevices.hpp"
+#include "simulators/lines/PseudoTerminalLine.hpp"
+#include "simulators/physics/Patient.hpp"
+#include "tarsil/runtime/VirtualTime.hpp"
+
 namespace tarsil::simulators {
 namespace {
 
@@ -28,6 +33,19 @@ TEST(PseudoTerminalTest, ThePathOfOneThatHungUpIsNobodysForAsLongAsItIsTaken) {
   const std::string path = gone->path();
   const auto taken = gone->takenPath();
   gone.reset();
+  const PseudoTerminal another;
+  EXPECT_NE(another.path(), path);
+}
+
+TEST(PseudoTerminalTest, ThePathOfAPulledPlugIsNobodys) {
+  VirtualTime time;
+  Patient patient;
+  const auto device = makeSimulatedDevice("LodeTreadmill", patient);
+  PseudoTerminalLine line(*device);
+  const std::string path = line.hostEnd().path();
+  line.hostEnd().unplug();
+  time.settle();
+  EXPECT_NE(access(path.c_str(), F_OK), 0);
   const PseudoTerminal another;
   EXPECT_NE(another.path(), path);
 }
