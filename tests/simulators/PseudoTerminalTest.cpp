@@ -14,7 +14,7 @@
 #include "simulators/devices/simulatedDevices.hpp"
 #include "simulators/lines/PseudoTerminalLine.hpp"
 #include "simulators/physics/Patient.hpp"
-#include "tarsil/runtime/VirtualTime.hpp"
+#include "tests/simulators/simulatedTime.hpp"
 
 namespace tarsil::simulators {
 namespace {
@@ -38,7 +38,7 @@ TEST(PseudoTerminalTest, ThePathOfOneThatHungUpIsNobodysForAsLongAsItIsTaken) {
 }
 
 TEST(PseudoTerminalTest, ThePathOfAPulledPlugIsNobodys) {
-  VirtualTime time;
+  VirtualTime& time = simulatedTime();
   Patient patient;
   const auto device = makeSimulatedDevice("LodeTreadmill", patient);
   PseudoTerminalLine line(*device);
